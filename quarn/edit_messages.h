@@ -1,0 +1,104 @@
+/**
+ * The text that the matrix edits and the listing write: functions of plain values. Only flush()
+ * flushes, since an edit's report is written in several pieces; each edit ends its report with it.
+ * The formats are part of the interface.
+ */
+#ifndef QUARN_EDIT_MESSAGES_H
+#define QUARN_EDIT_MESSAGES_H
+
+#include <cstdint>
+#include <cstdio>
+
+#include "quarn/internal.h"
+
+namespace quarn {
+namespace edit_messages {
+
+inline void flush() { std::fflush(stdout); }
+
+inline void newline() { std::printf("\n"); }
+
+// Columns and rows as they are received
+
+inline void columns_received(const char *function, int32_t count) {
+  std::printf("\n%s: received %d new column(s).\n", function, count);
+}
+
+inline void rows_received(int32_t count) {
+  std::printf("\nQUARN_add_rows: received %d new row(s).\n", count);
+}
+
+inline void column_head(int32_t number, int32_t length) {
+  std::printf("Column %d has %ld nonzero entries (rw,elt): \n", number, static_cast<long>(length));
+}
+
+inline void auxiliary_column_head(int32_t number, int32_t length) {
+  std::printf("Column %d has %ld nonzero entries: \n", number, static_cast<long>(length));
+}
+
+inline void row_head(int32_t number, int32_t length) {
+  std::printf("Row %d has %ld nonzero entries: \n", number, static_cast<long>(length));
+}
+
+inline void entries(const int32_t *index, const double *elt, int32_t length) {
+  for (int32_t t = 0; t < length; ++t) {
+    std::printf("(%ld, %.4f), ", static_cast<long>(index[t]), elt[t]);
+  }
+  newline();
+}
+
+// Sizes before an edit
+
+inline void new_columns_size(int32_t m, int32_t n, int32_t nz) {
+  std::printf("QUARN_add_auxiliary_columns: G_new->m = %d, G_new->n = %d, G_new->nz = %d\n", m, n,
+              nz);
+}
+
+inline void new_rows_size(int32_t m, int32_t n, int32_t nz) {
+  std::printf("QUARN_add_rows: R_new->m = %d, R_new->n = %d, R_new->nz = %d\n", m, n, nz);
+}
+
+inline void matrix_size(const char *function, int32_t dim, const QUARN_SMatrix_CW &G) {
+  std::printf("%s: dim = %d, G->m = %d, G->n = %d, G->nz = %d\n", function, dim, G.m, G.n, G.nz);
+  std::printf("%s: G->max_m = %d, G->max_n = %d, G->max_nz = %d \n", function, G.max_m, G.max_n,
+              G.max_nz);
+}
+
+// Growth and removal: these flush at once
+
+inline void column_growth(int32_t from, int32_t to) {
+  std::printf("QUARN_reset_Matrix: G->max_n %d to %d \n", from, to);
+  flush();
+}
+
+inline void entry_growth(int32_t from, int32_t to) {
+  std::printf("QUARN_reset_Matrix: G->max_nz %d to %d \n", from, to);
+  flush();
+}
+
+inline void row_removal() {
+  std::printf("\nHello from QUARN_remove_rows()");
+  flush();
+}
+
+// The listing: a column as an inequality of the dual problem
+
+inline void inequality_number(int32_t j) { std::printf("%d: ", j); }
+
+inline void term(bool plus, double value, char letter, int32_t index) {
+  std::printf(plus ? " + " : "   ");
+  if (value == 1.0) {
+    std::printf("%c_%ld", letter, static_cast<long>(index));
+  } else {
+    std::printf("%g*%c_%ld", value, letter, static_cast<long>(index));
+  }
+}
+
+inline void right_hand_side(double cost) { std::printf(" <=  %g\n", cost); }
+
+inline void no_right_hand_side() { std::printf(" <=  0\n"); }
+
+}  // namespace edit_messages
+}  // namespace quarn
+
+#endif
