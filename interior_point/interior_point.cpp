@@ -1,0 +1,220 @@
+#include "interior_point/interior_point.h"
+
+#include <algorithm>
+#include <cmath>
+#include <new>
+
+#include "interior_point/dense_kernel.h"
+#include "interior_point/solver.h"
+
+namespace {
+
+using interior_point::Code;
+using interior_point::Measures;
+using interior_point::ProblemForm;
+using interior_point::Request;
+using interior_point::SavedPoint;
+using interior_point::SingleThreadedBlas;
+using interior_point::Solver;
+using interior_point::Start;
+
+/// The solver's own problem: the visible head first.
+struct Handle : IP_problem {
+  std::unique_ptr<ProblemForm> loaded;  // until preproc_Pb
+  std::unique_ptr<Solver> solver;
+};
+
+static_assert(sizeof(IP_problem) <= sizeof(Handle), "the handle starts with its visible head");
+
+Handle *handle_of(IP_problem *Pb) { return static_cast<Handle *>(Pb); }
+
+int32_t to_int(Code code) { return static_cast<int32_t>(code); }
+
+void prepare(Handle *handle) {
+  if (handle->solver || !handle->loaded) return;
+  handle->solver = std::make_unique<Solver>(std::move(*handle->loaded));
+  handle->loaded.reset();
+}
+
+struct Outputs {
+  double *primal, *bounds, *dual, *asmall, *alarge;
+  int32_t *option, *iterations;
+};
+
+double finite(double value) { return std::isfinite(value) ? value : 1e30; }
+
+void report(const Measures &m, int32_t iterations, Code code, const Outputs &out) {
+  *out.primal = finite(m.primal);
+  *out.bounds = finite(m.bound);
+  *out.dual = finite(m.dual);
+  *out.asmall = finite(m.asmall);
+  *out.alarge = finite(m.alarge);
+  *out.iterations = iterations;
+  *out.option = to_int(code);
+}
+
+int32_t run(IP_problem *Pb, int32_t start_mode, const IP_save_record *saved, double tolerance,
+            const Request &asked, const Outputs &out) {
+  *out.iterations = 0;
+  Measures none;
+  if (Pb == nullptr || !(tolerance > 0.0)) {
+    report(none, 0, Code::kBadArguments, out);
+    return to_int(Code::kBadArguments);
+  }
+  try {
+    const SingleThreadedBlas one_thread;
+    Handle *handle = handle_of(Pb);
+    prepare(handle);
+    const SavedPoint *point =
+        saved && saved->holds_point ? static_cast<const SavedPoint *>(saved->point) : nullptr;
+    Start start = Start::kCold;
+    if (start_mode == 1) start = Start::kSaved;
+    if (start_mode == 2) start = handle->solver->has_point() ? Start::kCurrent : Start::kSaved;
+    const Code code = handle->solver->solve(asked, start, point);
+    report(handle->solver->measures(), handle->solver->iterations(), code, out);
+    return to_int(code);
+  } catch (const std::bad_alloc &) {
+    report(none, 0, Code::kOutOfMemory, out);
+    return to_int(Code::kOutOfMemory);
+  }
+}
+
+/// Duals carry the sign of their row: what is left on the wrong side is no more than the tolerance.
+double clipped(double y, int32_t row_type) {
+  if (row_type == interior_point::kGreaterEqual) return std::max(y, 0.0);
+  if (row_type == interior_point::kLessEqual) return std::min(y, 0.0);
+  return y;
+}
+
+void write_primal(const ProblemForm &form, const Solver &solver, double *x) {
+  for (int32_t j = 0; j < form.structurals; ++j) {
+    x[form.user_column[j]] =
+        form.shift[j] + form.sign[j] * solver.point().x[j] * form.column_scale[j];
+  }
+  for (size_t k = 0; k < form.removed_user.size(); ++k) {
+    x[form.removed_user[k]] = form.removed_value[k];
+  }
+}
+
+/// z - v in the caller's sign and unit; c - a'y for the columns that were taken out.
+void write_slacks(const ProblemForm &form, const Solver &solver, double *z) {
+  for (int32_t j = 0; j < form.structurals; ++j) {
+    z[form.user_column[j]] = form.sign[j] * solver.point().z[j] / form.column_scale[j];
+  }
+  for (size_t k = 0; k < form.boxed.size(); ++k) {
+    const int32_t j = form.boxed[k];
+    if (j >= form.structurals) continue;
+    z[form.user_column[j]] -= form.sign[j] * solver.point().v[k] / form.column_scale[j];
+  }
+  for (size_t k = 0; k < form.removed_user.size(); ++k) {
+    double slack = form.removed_cost[k];
+    for (int32_t t = form.removed.start[k]; t < form.removed.start[k + 1]; ++t) {
+      const int32_t i = form.removed.row[t];
+      if (i >= 0) slack -= form.removed.value[t] * solver.point().y[i] * form.row_scale[i];
+    }
+    z[form.removed_user[k]] = slack;
+  }
+}
+
+}  // namespace
+
+IP_problem *load_Pb(void *, void *, const int32_t *row_type, const int32_t *col_start,
+                    const int32_t *rw, const double *elt, const double *RHS,
+                    const double *row_range, const double *col_lb, const double *col_ub, int32_t m,
+                    int32_t n, int32_t, int32_t, int32_t, double, int32_t, int32_t, int32_t,
+                    int32_t, int32_t, int32_t, int32_t, double, int32_t) {
+  try {
+    auto handle = std::make_unique<Handle>();
+    handle->ncols = n;
+    const interior_point::LoadedArrays loaded = {row_type,  col_start, rw,     elt, RHS,
+                                                 row_range, col_lb,    col_ub, m,   n};
+    handle->loaded = std::make_unique<ProblemForm>(interior_point::make_problem_form(loaded));
+    return handle.release();
+  } catch (const std::bad_alloc &) {
+    return nullptr;
+  }
+}
+
+int32_t preproc_Pb(IP_problem *Pb) {
+  if (Pb == nullptr) return to_int(Code::kBadArguments);
+  try {
+    prepare(handle_of(Pb));
+    return 0;
+  } catch (const std::bad_alloc &) {
+    return to_int(Code::kOutOfMemory);
+  }
+}
+
+int32_t solve_Pb(IP_problem *Pb, int32_t start_mode, IP_save_record *saved, double *opt_tol,
+                 int32_t *option, double *primal, double *bounds, double *dual, double *asmall,
+                 double *alarge, int32_t *iterations) {
+  Request request;
+  request.tolerance = *opt_tol;
+  request.keep_centred = *option != 0;
+  return run(Pb, start_mode, saved, *opt_tol, request,
+             {primal, bounds, dual, asmall, alarge, option, iterations});
+}
+
+int32_t acpdm_Pb(IP_problem *Pb, int32_t start_mode, IP_save_record *saved, double *opt_tol,
+                 int32_t *option, double *primal, double *bounds, double *dual, double *asmall,
+                 double *alarge, int32_t *iterations, int32_t *) {
+  Request request;
+  request.tolerance = *opt_tol;
+  request.keep_centred = *option != 0;
+  request.must_be_centred = *option != 0;
+  return run(Pb, start_mode, saved, *opt_tol, request,
+             {primal, bounds, dual, asmall, alarge, option, iterations});
+}
+
+int32_t save_Pb(IP_problem *Pb, IP_save_record *saved) {
+  if (Pb == nullptr || saved == nullptr) return to_int(Code::kBadArguments);
+  const Handle *handle = handle_of(Pb);
+  if (!handle->solver || !handle->solver->has_point()) return to_int(Code::kBadArguments);
+  try {
+    auto point = std::make_unique<SavedPoint>(handle->solver->save());
+    free_Pb_save(saved);
+    saved->point = point.release();
+    saved->holds_point = 1;
+    return 0;
+  } catch (const std::bad_alloc &) {
+    return to_int(Code::kOutOfMemory);
+  }
+}
+
+void free_Pb(IP_problem *Pb) { delete handle_of(Pb); }
+
+void free_Pb_save(IP_save_record *saved) {
+  if (saved == nullptr) return;
+  if (saved->holds_point) delete static_cast<SavedPoint *>(saved->point);
+  saved->point = nullptr;
+  saved->holds_point = 0;
+}
+
+int32_t get_opt_solution(IP_problem *Pb, double *s1, double *s2, double *x, double *, double *,
+                         double *z) {
+  if (Pb == nullptr) return to_int(Code::kBadArguments);
+  const Handle *handle = handle_of(Pb);
+  if (x) std::fill(x, x + handle->ncols, 0.0);
+  if (z) std::fill(z, z + handle->ncols, 0.0);
+  if (!handle->solver) return to_int(Code::kBadArguments);
+  const Solver &solver = *handle->solver;
+  if (s1) *s1 = solver.measures().objective;
+  if (s2) *s2 = solver.measures().dual_objective;
+  if (x) write_primal(solver.form(), solver, x);
+  if (z) write_slacks(solver.form(), solver, z);
+  return 0;
+}
+
+int32_t get_dual_solution(IP_problem *Pb, double *u) {
+  if (Pb == nullptr) return to_int(Code::kBadArguments);
+  const Handle *handle = handle_of(Pb);
+  if (!handle->solver) return to_int(Code::kBadArguments);
+  const Solver &solver = *handle->solver;
+  const ProblemForm &form = solver.form();
+  std::fill(u, u + form.user_rows, 0.0);
+  for (int32_t i = 0; i < form.rows(); ++i) {
+    u[form.user_row[i]] = clipped(solver.point().y[i] * form.row_scale[i], form.row_type[i]);
+  }
+  u[form.user_rows - 1] = solver.measures().objective;
+  return 0;
+}

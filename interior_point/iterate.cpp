@@ -1,0 +1,158 @@
+#include "interior_point/iterate.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace interior_point {
+
+namespace {
+
+constexpr double kBackwardShare = 0.01;  // weight of the backward errors in (7)
+// The objective below which the gap is measured absolutely, in reference costs.
+constexpr double kObjectiveFloor = 1e-9;
+
+/// max_j |a_ij x_j| per row in the caller's units, and the same with y per column.
+void add_backward_terms(const ProblemForm &form, const Point &point, std::vector<double> *row,
+                        std::vector<double> *column) {
+  for (int32_t j = 0; j < form.columns(); ++j) {
+    const double xj = std::fabs(point.x[j]);
+    double most = 0.0;
+    for (int32_t t = form.A.start[j]; t < form.A.start[j + 1]; ++t) {
+      const int32_t i = form.A.row[t];
+      const double a = std::fabs(form.A.value[t]);
+      (*row)[i] = std::max((*row)[i], a * xj / form.row_scale[i]);
+      most = std::max(most, a * std::fabs(point.y[i]));
+    }
+    (*column)[j] = most / form.column_scale[j];
+  }
+}
+
+double primal_measure(const ProblemForm &form, const Residuals &r, const double *backward) {
+  const double common = 1.0 + largest_rhs(form);
+  double worst = 0.0;
+  for (int32_t i = 0; i < form.rows(); ++i) {
+    const double denominator = common + (backward ? kBackwardShare * backward[i] : 0.0);
+    worst = std::max(worst, std::fabs(r.primal[i]) / form.row_scale[i] / denominator);
+  }
+  return worst;
+}
+
+double dual_measure(const ProblemForm &form, const Residuals &r, const double *backward) {
+  double worst = 0.0;
+  for (int32_t j = 0; j < form.columns(); ++j) {
+    const double scale = form.column_scale[j];
+    const double denominator =
+        1.0 + std::fabs(form.c[j]) / scale + (backward ? kBackwardShare * backward[j] : 0.0);
+    worst = std::max(worst, std::fabs(r.dual[j]) / scale / denominator);
+  }
+  return worst;
+}
+
+double bound_measure(const ProblemForm &form, const Residuals &r) {
+  double worst = 0.0;
+  for (size_t k = 0; k < form.boxed.size(); ++k) {
+    const int32_t j = form.boxed[k];
+    const double scale = form.column_scale[j];
+    worst = std::max(worst, std::fabs(r.width[k]) * scale / (1.0 + form.width[j] * scale));
+  }
+  return worst;
+}
+
+void measure_objectives(const ProblemForm &form, const Point &point, Measures *m) {
+  double p = 0.0;
+  double d = 0.0;
+  for (int32_t j = 0; j < form.columns(); ++j) p += form.c[j] * point.x[j];
+  for (int32_t i = 0; i < form.rows(); ++i) d += form.b[i] * point.y[i];
+  for (size_t k = 0; k < form.boxed.size(); ++k) d -= form.width[form.boxed[k]] * point.v[k];
+  m->objective = p + form.objective_constant;
+  m->dual_objective = d + form.objective_constant;
+  const double size = std::max(std::fabs(m->objective), kObjectiveFloor * form.reference_cost);
+  m->gap = std::fabs(p - d) / size;
+}
+
+void measure_products(const ProblemForm &form, const Point &point, Measures *m) {
+  double sum = 0.0;
+  double least = kInfinity;
+  double most = 0.0;
+  const auto take = [&](double product) {
+    sum += product;
+    least = std::min(least, product);
+    most = std::max(most, product);
+  };
+  for (int32_t j = 0; j < form.columns(); ++j) {
+    if (!form.is_free[j]) take(point.x[j] * point.z[j]);
+  }
+  for (size_t k = 0; k < form.boxed.size(); ++k) take(point.w[k] * point.v[k]);
+  const int32_t pairs = form.pairs();
+  m->mu = pairs > 0 ? sum / pairs : 0.0;
+  m->asmall = m->mu > 0.0 ? least / m->mu : 1.0;
+  m->alarge = m->mu > 0.0 ? most / m->mu : 1.0;
+}
+
+}  // namespace
+
+double largest_rhs(const ProblemForm &form) {
+  double most = 0.0;
+  for (int32_t i = 0; i < form.rows(); ++i) {
+    most = std::max(most, std::fabs(form.b[i]) / form.row_scale[i]);
+  }
+  return most;
+}
+
+void Point::resize(const ProblemForm &form) {
+  x.assign(static_cast<size_t>(form.columns()), 0.0);
+  z.assign(x.size(), 0.0);
+  w.assign(form.boxed.size(), 0.0);
+  v.assign(form.boxed.size(), 0.0);
+  y.assign(static_cast<size_t>(form.rows()), 0.0);
+}
+
+void Residuals::resize(const ProblemForm &form) {
+  primal.assign(static_cast<size_t>(form.rows()), 0.0);
+  width.assign(form.boxed.size(), 0.0);
+  dual.assign(static_cast<size_t>(form.columns()), 0.0);
+}
+
+void compute_residuals(const ProblemForm &form, const Point &point, Residuals *residuals) {
+  double *primal = residuals->primal.data();
+  const int32_t *row = form.A.row.data();
+  const double *value = form.A.value.data();
+  std::copy(form.b.begin(), form.b.end(), primal);
+  // One pass over A serves r_p and r_d.
+  for (int32_t j = 0; j < form.columns(); ++j) {
+    const double xj = point.x[j];
+    double product = 0.0;
+    for (int32_t t = form.A.start[j]; t < form.A.start[j + 1]; ++t) {
+      product += value[t] * point.y[row[t]];
+      primal[row[t]] -= value[t] * xj;
+    }
+    residuals->dual[j] = form.c[j] - product - point.z[j];
+  }
+  for (size_t k = 0; k < form.boxed.size(); ++k) {
+    const int32_t j = form.boxed[k];
+    residuals->dual[j] += point.v[k];
+    residuals->width[k] = form.width[j] - point.x[j] - point.w[k];
+  }
+}
+
+Measures measure(const ProblemForm &form, const Point &point, const Residuals &residuals,
+                 double tolerance) {
+  Measures m;
+  m.primal = primal_measure(form, residuals, nullptr);
+  m.dual = dual_measure(form, residuals, nullptr);
+  m.bound = bound_measure(form, residuals);
+  if (m.primal > tolerance || m.dual > tolerance) {
+    std::vector<double> row(static_cast<size_t>(form.rows()), 0.0);
+    std::vector<double> column(static_cast<size_t>(form.columns()), 0.0);
+    add_backward_terms(form, point, &row, &column);
+    m.primal = primal_measure(form, residuals, row.data());
+    m.dual = dual_measure(form, residuals, column.data());
+  }
+  measure_objectives(form, point, &m);
+  measure_products(form, point, &m);
+  for (int32_t i = 0; i < form.rows(); ++i) m.defect += point.y[i] * residuals.primal[i];
+  m.defect = std::fabs(m.defect);
+  return m;
+}
+
+}  // namespace interior_point

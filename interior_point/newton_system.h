@@ -1,0 +1,104 @@
+/**
+ * The Newton system of one interior-point iteration and its reduction to the normal equations.
+ *
+ * For right-hand sides r_p, r_u, r_d as in (6) and r_xz, r_wv for the products, the direction
+ * solves
+ *
+ *   A dx = r_p,   dx + dw = r_u,   A'dy + dz - dv = r_d,
+ *   z dx + x dz = r_xz,   v dw + w dv = r_wv.                                                  (8)
+ *
+ * Eliminating dz, dw, dv and dx leaves
+ *
+ *   theta = 1 / (z/x + v/w + rho),   g = r_d - r_xz/x + (r_wv - v r_u)/w,
+ *   (A Theta A' + delta I) dy = r_p + A Theta g,   dx = theta (A'dy - g).                      (9)
+ *
+ * dz and dv follow from the product rows of (8). Where a column has both, the one with the larger
+ * ratio to its variable comes from the dual row instead: dual feasibility for all would destroy the
+ * products of basic columns, products for all would never restore dual feasibility.
+ *
+ * delta and rho are proximal terms: they keep (9) solvable when rows depend on each other or force
+ * variables to zero, and vanish from the limit because they act on the step alone.
+ */
+#ifndef INTERIOR_POINT_NEWTON_SYSTEM_H
+#define INTERIOR_POINT_NEWTON_SYSTEM_H
+
+#include <memory>
+#include <vector>
+
+#include "interior_point/iterate.h"
+#include "interior_point/normal_equations.h"
+
+namespace interior_point {
+
+/// A direction has the same parts as a point.
+using Direction = Point;
+
+/// Right-hand sides of the product rows of (8).
+struct Products {
+  std::vector<double> xz;  ///< per column
+  std::vector<double> wv;  ///< per boxed column
+
+  void resize(const ProblemForm &form);
+};
+
+class NewtonSystem {
+ public:
+  explicit NewtonSystem(const ProblemForm &form);
+
+  /// Theta of (9) at the point, and the factorisation. False when no factorisation was found even
+  /// with the largest shift.
+  bool prepare(const Point &point, double mu);
+
+  /// The residual that a solution of (9) may leave in r_p, in the caller's units.
+  void set_accuracy(double residual) { accuracy_ = residual; }
+
+  /// Solves (8). A null `residuals` stands for r_p = r_u = r_d = 0. The first solution after a
+  /// factorisation is tested against (9) and refined where it is not clean; when it was clean the
+  /// others of that factorisation are taken as they come.
+  void solve(const Point &point, const Residuals *residuals, const Products &products,
+             Direction *direction);
+
+  /// A full step leaves delta dy of r_p and rho dx of r_d. Where that is a good part of the largest
+  /// residual, lowers delta or rho for the rest of the solve.
+  void weaken_dominant_terms(const Direction &direction, double largest_primal,
+                             double largest_dual);
+  void reset_terms();
+
+  /// The factorisation of the last prepare, for others to keep.
+  std::shared_ptr<Factorisation> factorisation() const { return factorisation_; }
+  const std::vector<double> &theta() const { return theta_; }
+
+  /// Theta of the least-squares starting point: 1, and 1/2 for boxed columns.
+  bool prepare_least_squares();
+  /// y = (A Theta A' + delta I)^-1 r in place.
+  void solve_normal(double *r) const { factorisation_->solve(r); }
+
+ private:
+  bool factorise();
+  void form_diagonal();
+  void form_gradient(const Point &point, const Residuals *residuals, const Products &products);
+  void solve_normal_equations(const Residuals *residuals, Direction *direction);
+  void form_product(const Direction &direction);
+  double residual_of(const Residuals *residuals, const Direction &direction);
+  bool refine(const Residuals *residuals, Direction *direction);
+  double curvature();
+  void add_search(double length, Direction *direction);
+
+  const ProblemForm &form_;
+  std::shared_ptr<Factorisation> factorisation_;
+  std::vector<double> theta_;
+  double delta_ = 0.0;
+  double delta_factor_ = 1.0;
+  double rho_;
+  double accuracy_ = 0.0;
+  bool trusted_ = false;  // the first solution with this factorisation was clean
+  // Work space of one solve.
+  std::vector<double> gradient_;  // g of (9)
+  std::vector<double> rhs_, residual_, search_, image_, preconditioned_, search_x_;
+  std::vector<double> product_;           // A'dy
+  std::vector<double> diagonal_, added_;  // of A Theta A', and what is added to it
+};
+
+}  // namespace interior_point
+
+#endif

@@ -1,0 +1,44 @@
+/**
+ * The normal equations of an interior-point step,
+ *
+ *   M y = r,   M = A Theta A' + delta I,                                                       (3)
+ *
+ * with Theta a positive diagonal matrix that changes from iteration to iteration while the pattern
+ * of A stays. What depends on the pattern alone (which way to factorise, orderings, index lists) is
+ * worked out once per loaded problem and shared; the numbers belong to one factorisation.
+ */
+#ifndef INTERIOR_POINT_NORMAL_EQUATIONS_H
+#define INTERIOR_POINT_NORMAL_EQUATIONS_H
+
+#include <memory>
+
+#include "interior_point/sparse_columns.h"
+
+namespace interior_point {
+
+/// A factorisation of M: its numbers, over a pattern that it shares with others.
+class Factorisation {
+ public:
+  virtual ~Factorisation() = default;
+
+  /// Factorises A Theta A' + diag(added) for theta per column and `added` per row. False when that
+  /// was not positive definite to working precision.
+  virtual bool compute(const double *theta, const double *added) = 0;
+
+  /// y = M^-1 r in place, r with one entry per row of A.
+  virtual void solve(double *r) const = 0;
+
+  /// t_k = a_k'M^-1 a_k for each of the columns a_k (rows as in A).
+  virtual void quadratic_forms(const SparseColumns &columns, double *t) const = 0;
+
+  /// Another factorisation over the same pattern, without numbers yet.
+  virtual std::unique_ptr<Factorisation> sibling() const = 0;
+};
+
+/// Chooses how to factorise by counting the work of each way, and works out the pattern. `A` must
+/// outlive nothing: the entries that are needed are copied. Throws std::bad_alloc.
+std::unique_ptr<Factorisation> make_factorisation(const SparseColumns &A);
+
+}  // namespace interior_point
+
+#endif

@@ -1,0 +1,273 @@
+#include "interior_point/problem_form.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+
+#include "interior_point/scaling.h"
+
+namespace interior_point {
+
+namespace {
+
+constexpr double kUnbounded = 1e30;          // bounds and ranges of this size mean: none
+constexpr double kCrossedBounds = 1e-9;      // relative; bounds that cross by less are one value
+constexpr double kEmptyRowTolerance = 1e-9;  // relative to 1 + |b_i|
+
+/// One column of the caller's with equal row indices summed.
+struct GatheredColumn {
+  std::vector<int32_t> row;
+  std::vector<double> value;
+  double cost = 0.0;
+  uint64_t fingerprint = 0;
+};
+
+uint64_t mix(uint64_t hash, uint64_t word) {
+  // The finaliser of splitmix64 over the running value: cheap, and every bit of the word counts.
+  hash = (hash ^ word) + 0x9e3779b97f4a7c15ULL;
+  hash = (hash ^ (hash >> 30)) * 0xbf58476d1ce4e5b9ULL;
+  hash = (hash ^ (hash >> 27)) * 0x94d049bb133111ebULL;
+  return hash ^ (hash >> 31);
+}
+
+uint64_t bits_of(double value) {
+  uint64_t word;
+  std::memcpy(&word, &value, sizeof(word));
+  return word;
+}
+
+class FormBuilder {
+ public:
+  explicit FormBuilder(const LoadedArrays &loaded)
+      : loaded_(loaded),
+        form_row_(static_cast<size_t>(std::max(loaded.rows, 1)), -1),
+        sum_(form_row_.size(), 0.0),
+        seen_(form_row_.size(), 0) {}
+
+  ProblemForm build();
+
+ private:
+  void number_rows();
+  void gather(int32_t j, GatheredColumn *out);
+  void place(int32_t j, const GatheredColumn &column);
+  void keep(int32_t j, const GatheredColumn &column, double lower, double upper);
+  void take_out(int32_t j, const GatheredColumn &column, double value);
+  bool value_without_entries(double cost, double lower, double upper, double *value);
+  void drop_empty_rows();
+  void check_empty_row(int32_t i);
+  void add_slacks();
+  void add_slack(int32_t i, double entry, double width);
+
+  const LoadedArrays &loaded_;
+  std::vector<int32_t> form_row_;  // per caller's row: its row in the form, or -1
+  std::vector<double> sum_;
+  std::vector<uint8_t> seen_;
+  ProblemForm form_;
+};
+
+/// Rows whose type code is none of the three constrain nothing and are left out.
+void FormBuilder::number_rows() {
+  const int32_t rows = loaded_.rows - 1;
+  for (int32_t i = 0; i < rows; ++i) {
+    const int32_t type = loaded_.row_type[i];
+    if (type != kEqual && type != kGreaterEqual && type != kLessEqual) continue;
+    form_row_[i] = static_cast<int32_t>(form_.user_row.size());
+    form_.user_row.push_back(i);
+    form_.row_type.push_back(type);
+    form_.b.push_back(loaded_.rhs[i]);
+  }
+  form_.A.rows = static_cast<int32_t>(form_.user_row.size());
+}
+
+void FormBuilder::gather(int32_t j, GatheredColumn *out) {
+  out->row.clear();
+  out->value.clear();
+  out->cost = 0.0;
+  out->fingerprint = 0;
+  const int32_t cost_row = loaded_.rows - 1;
+  for (int32_t t = loaded_.col_start[j] - 1; t < loaded_.col_start[j + 1] - 1; ++t) {
+    const int32_t user_row = loaded_.rw[t] - 1;
+    if (user_row == cost_row) {
+      out->cost += loaded_.elt[t];
+      continue;
+    }
+    out->fingerprint = mix(out->fingerprint, static_cast<uint64_t>(user_row));
+    out->fingerprint = mix(out->fingerprint, bits_of(loaded_.elt[t]));
+    const int32_t i = form_row_[user_row];
+    if (i < 0) continue;
+    if (!seen_[i]) out->row.push_back(i);
+    seen_[i] = 1;
+    sum_[i] += loaded_.elt[t];
+  }
+  size_t kept = 0;
+  for (const int32_t i : out->row) {
+    if (sum_[i] != 0.0) {
+      out->row[kept++] = i;
+      out->value.push_back(sum_[i]);
+    }
+    sum_[i] = 0.0;
+    seen_[i] = 0;
+  }
+  out->row.resize(kept);
+}
+
+void FormBuilder::place(int32_t j, const GatheredColumn &column) {
+  const double lower = loaded_.col_lb[j] <= -kUnbounded ? -kInfinity : loaded_.col_lb[j];
+  const double upper = loaded_.col_ub[j] >= kUnbounded ? kInfinity : loaded_.col_ub[j];
+  if (lower > upper + kCrossedBounds * (1.0 + std::fabs(upper))) {
+    form_.verdict = Verdict::kInfeasible;
+  }
+  double value = 0.0;
+  if (lower >= upper) {
+    take_out(j, column, std::isfinite(lower) ? lower : 0.0);
+  } else if (column.row.empty()) {
+    if (!value_without_entries(column.cost, lower, upper, &value) &&
+        form_.verdict == Verdict::kOpen) {
+      form_.verdict = Verdict::kUnbounded;
+    }
+    take_out(j, column, value);
+  } else {
+    keep(j, column, lower, upper);
+  }
+}
+
+/// The best value of a column that no row holds; false when it runs off to infinity.
+bool FormBuilder::value_without_entries(double cost, double lower, double upper, double *value) {
+  *value = std::min(std::max(0.0, lower), upper);
+  const double best = cost > 0.0 ? lower : cost < 0.0 ? upper : *value;
+  if (!std::isfinite(best)) return false;
+  *value = best;
+  return true;
+}
+
+void FormBuilder::take_out(int32_t j, const GatheredColumn &column, double value) {
+  for (size_t t = 0; t < column.row.size(); ++t) {
+    form_.b[column.row[t]] -= column.value[t] * value;
+    form_.removed.row.push_back(column.row[t]);
+    form_.removed.value.push_back(column.value[t]);
+  }
+  form_.removed.start.push_back(static_cast<int32_t>(form_.removed.row.size()));
+  form_.removed_user.push_back(j);
+  form_.removed_value.push_back(value);
+  form_.removed_cost.push_back(column.cost);
+  form_.objective_constant += column.cost * value;
+}
+
+void FormBuilder::keep(int32_t j, const GatheredColumn &column, double lower, double upper) {
+  const bool reflected = !std::isfinite(lower) && std::isfinite(upper);
+  const double shift = reflected ? upper : std::isfinite(lower) ? lower : 0.0;
+  const double sign = reflected ? -1.0 : 1.0;
+  for (size_t t = 0; t < column.row.size(); ++t) {
+    form_.A.row.push_back(column.row[t]);
+    form_.A.value.push_back(sign * column.value[t]);
+    if (shift != 0.0) form_.b[column.row[t]] -= column.value[t] * shift;
+  }
+  form_.A.start.push_back(static_cast<int32_t>(form_.A.row.size()));
+  form_.user_column.push_back(j);
+  form_.shift.push_back(shift);
+  form_.sign.push_back(sign);
+  form_.fingerprint.push_back(mix(column.fingerprint, bits_of(sign)));
+  form_.c.push_back(sign * column.cost);
+  form_.is_free.push_back(!std::isfinite(lower) && !std::isfinite(upper));
+  form_.width.push_back(std::isfinite(lower) ? upper - lower : kInfinity);
+  form_.objective_constant += column.cost * shift;
+}
+
+/// A row without entries asks for b_i to be 0, at most 0 or at least 0.
+void FormBuilder::check_empty_row(int32_t i) {
+  const double range = std::fabs(loaded_.row_range[form_.user_row[i]]);
+  const double room = kEmptyRowTolerance * (1.0 + std::fabs(loaded_.rhs[form_.user_row[i]]));
+  double low = form_.b[i];
+  double high = form_.b[i];
+  const bool ranged = range < kUnbounded;
+  if (form_.row_type[i] == kGreaterEqual) high = ranged ? low + range : kInfinity;
+  if (form_.row_type[i] == kLessEqual) low = ranged ? high - range : -kInfinity;
+  if (form_.row_type[i] == kEqual && ranged) {
+    const double signed_range = loaded_.row_range[form_.user_row[i]];
+    low += std::min(signed_range, 0.0);
+    high += std::max(signed_range, 0.0);
+  }
+  if (low > room || high < -room) form_.verdict = Verdict::kInfeasible;
+}
+
+void FormBuilder::drop_empty_rows() {
+  std::vector<int32_t> count(form_.user_row.size(), 0);
+  for (const int32_t i : form_.A.row) ++count[i];
+  std::vector<int32_t> renumbered(count.size(), -1);
+  int32_t kept = 0;
+  for (int32_t i = 0; i < form_.A.rows; ++i) {
+    if (count[i] == 0) {
+      check_empty_row(i);
+      continue;
+    }
+    renumbered[i] = kept;
+    form_.user_row[kept] = form_.user_row[i];
+    form_.row_type[kept] = form_.row_type[i];
+    form_.b[kept] = form_.b[i];
+    ++kept;
+  }
+  if (kept == form_.A.rows) return;
+  form_.user_row.resize(static_cast<size_t>(kept));
+  form_.row_type.resize(static_cast<size_t>(kept));
+  form_.b.resize(static_cast<size_t>(kept));
+  form_.A.rows = kept;
+  for (int32_t &i : form_.A.row) i = renumbered[i];
+  for (int32_t &i : form_.removed.row) i = renumbered[i];
+}
+
+void FormBuilder::add_slack(int32_t i, double entry, double width) {
+  form_.A.row.push_back(i);
+  form_.A.value.push_back(entry);
+  form_.A.start.push_back(static_cast<int32_t>(form_.A.row.size()));
+  form_.c.push_back(0.0);
+  form_.is_free.push_back(0);
+  form_.width.push_back(width);
+  form_.slack_row.push_back(i);
+}
+
+/// a'x - s = b for >=, a'x + s = b for <=, with s in [0, range]. The dual of a row that is bounded
+/// on both sides may have either sign, so such a row counts as an equality from here on.
+void FormBuilder::add_slacks() {
+  form_.structurals = form_.A.columns();
+  for (int32_t i = 0; i < form_.A.rows; ++i) {
+    const double range = loaded_.row_range[form_.user_row[i]];
+    const bool ranged = std::fabs(range) < kUnbounded;
+    const int32_t type = form_.row_type[i];
+    if (ranged) form_.row_type[i] = kEqual;
+    if ((ranged && range == 0.0) || (type == kEqual && !ranged)) continue;
+    const bool from_below = type == kGreaterEqual || (type == kEqual && range > 0.0);
+    add_slack(i, from_below ? -1.0 : 1.0, ranged ? std::fabs(range) : kInfinity);
+  }
+}
+
+ProblemForm FormBuilder::build() {
+  form_.user_rows = loaded_.rows;
+  form_.user_columns = loaded_.columns;
+  number_rows();
+  GatheredColumn column;
+  for (int32_t j = 0; j < loaded_.columns; ++j) {
+    gather(j, &column);
+    place(j, column);
+  }
+  drop_empty_rows();
+  add_slacks();
+  form_.row_scale.assign(static_cast<size_t>(form_.rows()), 1.0);
+  form_.column_scale.assign(static_cast<size_t>(form_.columns()), 1.0);
+  scale(&form_);
+  for (int32_t j = 0; j < form_.columns(); ++j) {
+    if (std::isfinite(form_.width[j])) form_.boxed.push_back(j);
+  }
+  return std::move(form_);
+}
+
+}  // namespace
+
+int32_t ProblemForm::pairs() const {
+  int32_t count = static_cast<int32_t>(boxed.size());
+  for (const uint8_t f : is_free) count += f ? 0 : 1;
+  return count;
+}
+
+ProblemForm make_problem_form(const LoadedArrays &loaded) { return FormBuilder(loaded).build(); }
+
+}  // namespace interior_point

@@ -1,0 +1,146 @@
+#include "interior_point/scaling.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace interior_point {
+
+namespace {
+
+constexpr int kGeometricPasses = 2;
+
+// A cost this far above the reference cost shrinks its column until the scaled cost is within it...
+constexpr double kCostBand = 1e3;
+// ... and beyond this one until the scaled cost equals the reference: such columns are penalties.
+constexpr double kPenaltyBand = 1e6;
+
+double power_of_two_near(double value) {
+  if (!(value > 0.0) || !std::isfinite(value)) return 1.0;
+  return std::ldexp(1.0, static_cast<int>(std::lround(std::log2(value))));
+}
+
+struct Extremes {
+  double least = kInfinity;
+  double largest = 0.0;
+  void take(double magnitude) {
+    least = std::min(least, magnitude);
+    largest = std::max(largest, magnitude);
+  }
+};
+
+/// Row factors 1 / sqrt(least * largest) of the rows as the columns are scaled now.
+void scale_rows_geometrically(const ProblemForm &form, std::vector<double> *row,
+                              const std::vector<double> &column) {
+  std::vector<Extremes> seen(row->size());
+  for (int32_t j = 0; j < form.structurals; ++j) {
+    for (int32_t t = form.A.start[j]; t < form.A.start[j + 1]; ++t) {
+      seen[form.A.row[t]].take(std::fabs(form.A.value[t]) * column[j]);
+    }
+  }
+  for (size_t i = 0; i < row->size(); ++i) {
+    if (seen[i].largest > 0.0) (*row)[i] = 1.0 / std::sqrt(seen[i].least * seen[i].largest);
+  }
+}
+
+void scale_columns_geometrically(const ProblemForm &form, const std::vector<double> &row,
+                                 std::vector<double> *column) {
+  for (int32_t j = 0; j < form.structurals; ++j) {
+    Extremes seen;
+    for (int32_t t = form.A.start[j]; t < form.A.start[j + 1]; ++t) {
+      seen.take(std::fabs(form.A.value[t]) * row[form.A.row[t]]);
+    }
+    (*column)[j] = 1.0 / std::sqrt(seen.least * seen.largest);
+  }
+}
+
+/// Brings the largest entry of every row, then of every column, to 1.
+void scale_maxima(const ProblemForm &form, std::vector<double> *row, std::vector<double> *column) {
+  std::vector<double> largest(row->size(), 0.0);
+  for (int32_t j = 0; j < form.structurals; ++j) {
+    for (int32_t t = form.A.start[j]; t < form.A.start[j + 1]; ++t) {
+      const int32_t i = form.A.row[t];
+      largest[i] = std::max(largest[i], std::fabs(form.A.value[t]) * (*row)[i] * (*column)[j]);
+    }
+  }
+  for (size_t i = 0; i < row->size(); ++i) {
+    if (largest[i] > 0.0) (*row)[i] /= largest[i];
+    (*row)[i] = power_of_two_near((*row)[i]);
+  }
+  for (int32_t j = 0; j < form.structurals; ++j) {
+    double most = 0.0;
+    for (int32_t t = form.A.start[j]; t < form.A.start[j + 1]; ++t) {
+      most = std::max(most, std::fabs(form.A.value[t]) * (*row)[form.A.row[t]]);
+    }
+    (*column)[j] = power_of_two_near(1.0 / most);
+  }
+}
+
+double median(std::vector<double> *values) {
+  if (values->empty()) return 0.0;
+  const auto middle = values->begin() + static_cast<int64_t>(values->size() / 2);
+  std::nth_element(values->begin(), middle, values->end());
+  return *middle;
+}
+
+/// Median cost of the columns with more than one entry. Penalty columns have one entry each; taking
+/// them in would make their cost the reference while the other columns are still few.
+double reference_cost(const ProblemForm &form, const std::vector<double> &column) {
+  std::vector<double> several;
+  std::vector<double> all;
+  for (int32_t j = 0; j < form.structurals; ++j) {
+    const double cost = std::fabs(form.c[j]) * column[j];
+    if (cost == 0.0) continue;
+    all.push_back(cost);
+    if (form.A.length(j) > 1) several.push_back(cost);
+  }
+  const double reference = several.empty() ? median(&all) : median(&several);
+  return reference > 0.0 ? reference : 1.0;
+}
+
+/// Measures a column of large cost in a small unit: its scaled cost comes down to the others', so
+/// that one starting value suits all columns. True when there was one.
+bool scale_by_cost(const ProblemForm &form, double reference, std::vector<double> *column) {
+  bool shrunk = false;
+  for (int32_t j = 0; j < form.structurals; ++j) {
+    const double cost = std::fabs(form.c[j]) * (*column)[j];
+    if (cost > kPenaltyBand * reference) {
+      (*column)[j] *= power_of_two_near(reference / cost);
+    } else if (cost > kCostBand * reference) {
+      (*column)[j] *= power_of_two_near(kCostBand * reference / cost);
+    }
+    shrunk |= cost > kCostBand * reference;
+  }
+  return shrunk;
+}
+
+void apply(const std::vector<double> &row, std::vector<double> *column, ProblemForm *form) {
+  for (const int32_t i : form->slack_row) column->push_back(1.0 / row[i]);
+  for (int32_t j = 0; j < form->columns(); ++j) {
+    const double factor = (*column)[j];
+    for (int32_t t = form->A.start[j]; t < form->A.start[j + 1]; ++t) {
+      form->A.value[t] *= row[form->A.row[t]] * factor;
+    }
+    form->c[j] *= factor;
+    form->width[j] /= factor;
+  }
+  for (int32_t i = 0; i < form->rows(); ++i) form->b[i] *= row[i];
+  form->row_scale = row;
+  form->column_scale = *column;
+}
+
+}  // namespace
+
+void scale(ProblemForm *form) {
+  std::vector<double> row(static_cast<size_t>(form->rows()), 1.0);
+  std::vector<double> column(static_cast<size_t>(form->structurals), 1.0);
+  for (int pass = 0; pass < kGeometricPasses; ++pass) {
+    scale_rows_geometrically(*form, &row, column);
+    scale_columns_geometrically(*form, row, &column);
+  }
+  scale_maxima(*form, &row, &column);
+  form->reference_cost = reference_cost(*form, column);
+  form->has_penalties = scale_by_cost(*form, form->reference_cost, &column);
+  apply(row, &column, form);
+}
+
+}  // namespace interior_point

@@ -1,0 +1,294 @@
+#include "interior_point/solver.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "interior_point/starting_point.h"
+
+namespace interior_point {
+
+namespace {
+
+constexpr int32_t kIterationLimit = 200;
+// Without an improvement by this factor for so many iterations the solve has stalled.
+constexpr double kProgress = 0.9;
+constexpr int32_t kPatience = 25;
+
+// Infeasibilities: a tenth of the tolerance within these limits.
+constexpr double kTightestFeasibility = 1e-9;
+constexpr double kLoosestFeasibility = 1e-6;
+// Share of the gap by which p may miss a feasible point's value: p serves as an upper bound.
+constexpr double kDefectShare = 0.1;
+// What a point must still have to be of use to the caller, when the solve stalls.
+constexpr double kUsablePrimal = 1e-5;
+constexpr double kUsableGap = 10.0;
+
+// The symmetric neighbourhood of the central path.
+constexpr double kLeastCentrality = 0.1;
+constexpr double kMostCentrality = 10.0;
+
+// (12): kappa of points to be centred, and of others, where a smaller gap costs nothing.
+constexpr double kCentredShare = 0.8;
+constexpr double kPlainShare = 0.05;
+constexpr double kLoosestAim = 0.5;  // beyond this a relative target chases p, which grows with mu
+constexpr double kLargestRise = 3.0;
+constexpr double kLeastCentredSigma = 0.01;
+constexpr double kShortPredictor = 0.1;
+constexpr double kShortPredictorSigma = 0.3;
+
+// A linear solve may leave this share of the infeasibility that is allowed, or of what there is.
+constexpr double kErrorShare = 0.1;
+constexpr double kErrorOfResidual = 1e-3;
+
+// A step of more than the first length that leaves this much more infeasibility than it promised
+// is a reason to look at the proximal terms.
+constexpr double kTellingStep = 0.3;
+constexpr double kBrokenPromise = 0.2;
+
+constexpr int kMostCorrectors = 3;
+constexpr double kTrialStretch = 1.08;
+constexpr double kTrialReach = 0.08;
+constexpr double kWorthKeeping = 0.01;
+constexpr double kWorthAnother = 0.05;
+
+constexpr double kCentredToBoundary = 0.95;
+constexpr double kPlainToBoundary = 0.9995;
+
+double gap_floor(const Measures &m, const ProblemForm &form) {
+  return std::max(std::fabs(m.objective), 1e-9 * form.reference_cost);
+}
+
+double largest(const std::vector<double> &v) {
+  double most = 0.0;
+  for (const double e : v) most = std::max(most, std::fabs(e));
+  return most;
+}
+
+bool is_finite(const Measures &m) {
+  return std::isfinite(m.primal) && std::isfinite(m.dual) && std::isfinite(m.bound) &&
+         std::isfinite(m.gap) && std::isfinite(m.mu);
+}
+
+}  // namespace
+
+Solver::Solver(ProblemForm form) : form_(std::move(form)), newton_(form_) {
+  point_.resize(form_);
+  best_.resize(form_);
+  direction_.resize(form_);
+  corrector_.resize(form_);
+  trial_.resize(form_);
+  residuals_.resize(form_);
+  products_.resize(form_);
+  rhs_size_ = 1.0 + largest_rhs(form_);
+}
+
+Code Solver::solve(const Request &request, Start start, const SavedPoint *saved) {
+  iterations_ = 0;
+  started_cold_ = false;
+  measures_ = Measures();
+  if (form_.verdict == Verdict::kInfeasible) return Code::kInfeasible;
+  if (form_.verdict == Verdict::kUnbounded) return Code::kUnbounded;
+  feasibility_ =
+      std::max(kTightestFeasibility, std::min(kLoosestFeasibility, 0.1 * request.tolerance));
+  const bool warm = (start == Start::kCurrent && has_point_) ||
+                    (start == Start::kSaved && saved && restore_point(*saved, form_, &point_));
+  if (warm) {
+    has_point_ = true;
+    newton_.reset_terms();
+    const Code code = iterate(request);
+    if (code == Code::kSolved || start == Start::kCurrent) return code;
+  }
+  if (!start_cold()) return Code::kNumericalFailure;
+  return iterate(request);
+}
+
+bool Solver::start_cold() {
+  started_cold_ = true;
+  has_point_ = make_starting_point(form_, &newton_, &point_);
+  return has_point_;
+}
+
+SavedPoint Solver::save() const {
+  return save_point(form_, point_, measures_.mu, newton_.factorisation(), factorisation_mu_);
+}
+
+void Solver::evaluate(const Request &request) {
+  (void)request;
+  compute_residuals(form_, point_, &residuals_);
+  measures_ = measure(form_, point_, residuals_, feasibility_);
+}
+
+/// How far the worst criterion is from its limit: at most 1 when all but centrality are met.
+double Solver::distance(const Request &request) const {
+  const double infeasibility = std::max({measures_.primal, measures_.dual, measures_.bound});
+  const double defect =
+      measures_.defect / (kDefectShare * request.tolerance * gap_floor(measures_, form_));
+  return std::max({measures_.gap / request.tolerance, infeasibility / feasibility_, defect});
+}
+
+Solver::Missing Solver::missing(const Request &request) const {
+  if (!(distance(request) <= 1.0)) return Missing::kMore;
+  const bool central = measures_.asmall >= kLeastCentrality && measures_.alarge <= kMostCentrality;
+  return central || !request.must_be_centred ? Missing::kNothing : Missing::kCentrality;
+}
+
+void Solver::remember_if_best(double distance) {
+  if (!(distance < best_distance_)) return;
+  best_distance_ = distance;
+  best_ = point_;
+}
+
+void Solver::recall_best(const Request &request) {
+  if (best_distance_ == kInfinity) {
+    has_point_ = false;
+    measures_ = Measures();
+    measures_.gap = 1.0;
+    return;
+  }
+  point_ = best_;
+  evaluate(request);
+}
+
+Code Solver::give_up(const Request &request, Code code) {
+  recall_best(request);
+  const bool usable = has_point_ && measures_.primal <= kUsablePrimal &&
+                      measures_.gap <= kUsableGap * request.tolerance;
+  return usable && code == Code::kNumericalFailure ? Code::kStalled : code;
+}
+
+Code Solver::iterate(const Request &request) {
+  best_distance_ = kInfinity;
+  double progress_mark = kInfinity;
+  int32_t since_progress = 0;
+  for (int32_t done = 0;; ++done, ++iterations_) {
+    evaluate(request);
+    if (done > 0) watch_proximal_terms();
+    if (!is_finite(measures_)) return give_up(request, Code::kNumericalFailure);
+    const Missing what = missing(request);
+    if (what == Missing::kNothing) return Code::kSolved;
+    const double now = distance(request);
+    remember_if_best(now);
+    if (now < kProgress * progress_mark) {
+      progress_mark = now;
+      since_progress = 0;
+    } else if (++since_progress > kPatience) {
+      return give_up(request, Code::kNumericalFailure);
+    }
+    if (done == kIterationLimit) return give_up(request, Code::kIterationLimit);
+    if (!advance(request, what == Missing::kCentrality)) {
+      return give_up(request, Code::kNumericalFailure);
+    }
+  }
+}
+
+bool Solver::advance(const Request &request, bool centring_only) {
+  if (!newton_.prepare(point_, measures_.mu)) return false;
+  newton_.set_accuracy(rhs_size_ *
+                       std::max(kErrorShare * feasibility_, kErrorOfResidual * measures_.primal));
+  factorisation_mu_ = measures_.mu;
+  if (centring_only) {
+    centring_direction();
+  } else {
+    predictor_corrector_direction(request);
+  }
+  move(request);
+  return true;
+}
+
+void Solver::centring_direction() {
+  aim_at(form_, point_, measures_.mu, &products_);
+  newton_.solve(point_, &residuals_, products_, &direction_);
+  add_centrality_correctors(measures_.mu);
+}
+
+void Solver::predictor_corrector_direction(const Request &request) {
+  aim_at(form_, point_, 0.0, &products_);
+  newton_.solve(point_, &residuals_, products_, &direction_);
+  const StepLengths predictor = steps_to_boundary(form_, point_, direction_);
+  const double mu_target = target(request, predictor);
+  add_weighted_corrector(mu_target, predictor);
+  add_centrality_correctors(mu_target);
+}
+
+/// mu_t of (12).
+double Solver::target(const Request &request, const StepLengths &predictor) const {
+  const double mu = measures_.mu;
+  const double ratio = mean_product_after(form_, point_, direction_, predictor) / mu;
+  double sigma = ratio > 0.0 ? ratio * ratio * ratio : 0.0;
+  if (request.keep_centred) sigma = std::max(sigma, kLeastCentredSigma);
+  if (std::max({measures_.primal, measures_.dual, measures_.bound}) > feasibility_) {
+    const double shortfall = 1.0 - predictor.least();
+    sigma = std::max(sigma, 0.5 * shortfall * shortfall);
+  }
+  if (predictor.least() < kShortPredictor) sigma = std::max(sigma, kShortPredictorSigma);
+  const double share = request.keep_centred ? kCentredShare : kPlainShare;
+  const double stop = share * std::min(request.tolerance, kLoosestAim) *
+                      gap_floor(measures_, form_) / std::max(form_.pairs(), 1);
+  return std::min(std::max(sigma * mu, stop), kLargestRise * mu);
+}
+
+/// direction += weight * (solution for mu_t - alpha_p alpha_d dx dz), weight 1 or min(alpha)^2.
+void Solver::add_weighted_corrector(double mu_target, const StepLengths &predictor) {
+  aim_at_second_order(form_, direction_, &products_);
+  const double scale = predictor.primal * predictor.dual;
+  for (size_t j = 0; j < products_.xz.size(); ++j) {
+    products_.xz[j] = form_.is_free[j] ? 0.0 : scale * products_.xz[j] + mu_target;
+  }
+  for (double &e : products_.wv) e = scale * e + mu_target;
+  newton_.solve(point_, nullptr, products_, &corrector_);
+  const double small = predictor.least() * predictor.least();
+  trial_ = direction_;
+  add_scaled(1.0, corrector_, &trial_);
+  add_scaled(small, corrector_, &direction_);
+  const double full_sum = steps_to_boundary(form_, point_, trial_).sum();
+  if (full_sum >= steps_to_boundary(form_, point_, direction_).sum()) std::swap(direction_, trial_);
+}
+
+void Solver::add_centrality_correctors(double mu_target) {
+  StepLengths steps = steps_to_boundary(form_, point_, direction_);
+  for (int k = 0; k < kMostCorrectors; ++k) {
+    if (steps.least() > 0.999) return;
+    StepLengths reach;
+    reach.primal = std::min(1.0, kTrialStretch * steps.primal + kTrialReach);
+    reach.dual = std::min(1.0, kTrialStretch * steps.dual + kTrialReach);
+    aim_at_neighbourhood(form_, point_, direction_, reach, kLeastCentrality * mu_target,
+                         kMostCentrality * mu_target, &products_);
+    newton_.solve(point_, nullptr, products_, &corrector_);
+    trial_ = direction_;
+    add_scaled(1.0, corrector_, &trial_);
+    const StepLengths next = steps_to_boundary(form_, point_, trial_);
+    const double growth = next.sum() - steps.sum();
+    if (growth < kWorthKeeping) return;
+    std::swap(direction_, trial_);
+    steps = next;
+    if (growth < kWorthAnother) return;
+  }
+}
+
+void Solver::move(const Request &request) {
+  const double factor = request.keep_centred ? kCentredToBoundary : kPlainToBoundary;
+  StepLengths steps = steps_to_boundary(form_, point_, direction_);
+  if (steps.primal < 1.0) steps.primal *= factor;
+  if (steps.dual < 1.0) steps.dual *= factor;
+  take_step(steps, direction_, &point_);
+  last_steps_ = steps;
+  last_measures_ = measures_;
+}
+
+/// After a long step that left much more infeasibility than it promised, a proximal term is to
+/// blame if it took back that much. Below what is asked it does no harm.
+void Solver::watch_proximal_terms() {
+  const auto broken = [&](double step, double before, double now) {
+    return step > kTellingStep && now > feasibility_ &&
+           now > (1.0 - step + kBrokenPromise) * before;
+  };
+  const double primal = broken(last_steps_.primal, last_measures_.primal, measures_.primal)
+                            ? largest(residuals_.primal)
+                            : kInfinity;
+  const double dual = broken(last_steps_.dual, last_measures_.dual, measures_.dual)
+                          ? largest(residuals_.dual)
+                          : kInfinity;
+  newton_.weaken_dominant_terms(direction_, primal, dual);
+}
+
+}  // namespace interior_point

@@ -1,0 +1,113 @@
+/**
+ * The interior-point method: an infeasible primal-dual predictor-corrector method that stops on the
+ * central path where the asked tolerance lies.
+ *
+ * Every iteration factorises once and then combines, all with that factorisation,
+ *   1. the predictor, (8) with all residuals and products aimed at 0,
+ *   2. a corrector towards mu_t with the predictor's second-order term, in the weight that gives
+ * the longer steps (M. Colombo and J. Gondzio, Further development of multiple centrality
+ *      correctors for interior point methods, Comput. Optim. Appl. 41 (2008) 277-305),
+ *   3. up to three centrality correctors, as long as they lengthen the steps,
+ * and moves by separate steps on the primal and the dual side.
+ *
+ * With mu_aff the mean product after the predictor alone, its steps alpha, tau the tolerance and N
+ * the number of products, the target is
+ *
+ *   mu_t = max(sigma mu, kappa min(tau, 1/2) |p| / N),  at most 3 mu,
+ *   sigma = (mu_aff / mu)^3, at least 0.01 when the point is to be centred,
+ *           at least 0.5 (1 - min alpha)^2 while infeasible, at least 0.3 when min alpha < 0.1.
+ * (12)
+ *
+ * The second entry of the maximum is the mu at which the gap just meets the tolerance. Without it
+ * mu runs ahead of the infeasibility that new columns bring and the products leave the
+ * neighbourhood; with it the point returned is well centred for free and a good place to restart
+ * from.
+ */
+#ifndef INTERIOR_POINT_SOLVER_H
+#define INTERIOR_POINT_SOLVER_H
+
+#include "interior_point/step.h"
+#include "interior_point/warm_start.h"
+
+namespace interior_point {
+
+/// The codes of solve_Pb and acpdm_Pb.
+enum class Code : int32_t {
+  kSolved = 0,
+  kStalled = -1,  ///< a usable point close to the tolerance: a further pass may succeed
+  kIterationLimit = 1,
+  kNumericalFailure = 2,  ///< no progress, no factorisation or not a number
+  kOutOfMemory = 3,
+  kInfeasible = 4,  ///< seen before the first iteration
+  kUnbounded = 5,   ///< likewise
+  kBadArguments = 6,
+};
+
+struct Request {
+  double tolerance = 1e-8;       ///< relative gap to reach
+  bool keep_centred = false;     ///< aim at the middle of the path
+  bool must_be_centred = false;  ///< accept only products within the neighbourhood
+};
+
+enum class Start { kCold, kSaved, kCurrent };
+
+class Solver {
+ public:
+  explicit Solver(ProblemForm form);
+
+  /// Runs the method. kSaved starts from `saved` where that is possible and pays, kCurrent goes on
+  /// from the point as it is; both fall back to a cold start. Throws std::bad_alloc.
+  Code solve(const Request &request, Start start, const SavedPoint *saved);
+
+  /// The current point for a later start. Throws std::bad_alloc.
+  SavedPoint save() const;
+  bool has_point() const { return has_point_; }
+
+  const ProblemForm &form() const { return form_; }
+  const Point &point() const { return point_; }
+  const Measures &measures() const { return measures_; }
+  /// Iterations of the last solve, abandoned starts included.
+  int32_t iterations() const { return iterations_; }
+  bool started_cold() const { return started_cold_; }
+
+ private:
+  enum class Missing { kNothing, kCentrality, kMore };
+
+  bool start_cold();
+  Code iterate(const Request &request);
+  void evaluate(const Request &request);
+  Missing missing(const Request &request) const;
+  double distance(const Request &request) const;
+  void remember_if_best(double distance);
+  void recall_best(const Request &request);
+  Code give_up(const Request &request, Code code);
+
+  bool advance(const Request &request, bool centring_only);
+  void centring_direction();
+  void predictor_corrector_direction(const Request &request);
+  double target(const Request &request, const StepLengths &predictor) const;
+  void add_weighted_corrector(double target, const StepLengths &predictor);
+  void add_centrality_correctors(double target);
+  void move(const Request &request);
+  void watch_proximal_terms();
+
+  ProblemForm form_;
+  NewtonSystem newton_;
+  Point point_, best_;
+  Residuals residuals_;
+  Measures measures_, last_measures_;
+  StepLengths last_steps_;
+  Direction direction_, corrector_, trial_;
+  Products products_;
+  double best_distance_ = kInfinity;
+  double factorisation_mu_ = 0.0;
+  double feasibility_ = 1e-9;
+  double rhs_size_ = 1.0;  // the first terms of the primal denominator of (7)
+  int32_t iterations_ = 0;
+  bool has_point_ = false;
+  bool started_cold_ = false;
+};
+
+}  // namespace interior_point
+
+#endif
