@@ -8,8 +8,9 @@ namespace interior_point {
 namespace {
 
 constexpr double kBackwardShare = 0.01;  // weight of the backward errors in (7)
-// The objective below which the gap is measured absolutely, in reference costs.
-constexpr double kObjectiveFloor = 1e-9;
+// The objective below which the gap is measured absolutely, in reference costs. An optimum of 0 has no
+// relative gap; a master problem of objective 1e-3 with costs of about 1 must still close its own.
+constexpr double kObjectiveFloor = 1e-6;
 
 /// max_j |a_ij x_j| per row in the caller's units, and the same with y per column.
 void add_backward_terms(const ProblemForm &form, const Point &point, std::vector<double> *row,
@@ -66,8 +67,7 @@ void measure_objectives(const ProblemForm &form, const Point &point, Measures *m
   for (size_t k = 0; k < form.boxed.size(); ++k) d -= form.width[form.boxed[k]] * point.v[k];
   m->objective = p + form.objective_constant;
   m->dual_objective = d + form.objective_constant;
-  const double size = std::max(std::fabs(m->objective), kObjectiveFloor * form.reference_cost);
-  m->gap = std::fabs(p - d) / size;
+  m->gap = std::fabs(p - d) / objective_size(form, m->objective);
 }
 
 void measure_products(const ProblemForm &form, const Point &point, Measures *m) {
@@ -90,6 +90,10 @@ void measure_products(const ProblemForm &form, const Point &point, Measures *m) 
 }
 
 }  // namespace
+
+double objective_size(const ProblemForm &form, double objective) {
+  return std::max(std::fabs(objective), kObjectiveFloor * form.reference_cost);
+}
 
 double largest_rhs(const ProblemForm &form) {
   double most = 0.0;

@@ -59,6 +59,9 @@ struct Measures {
 /// Writes the residuals (6) of the point.
 void compute_residuals(const ProblemForm &form, const Point &point, Residuals *residuals);
 
+/// What gaps are relative to: |p|, or the floor of (7) where that is larger.
+double objective_size(const ProblemForm &form, double objective);
+
 /// max|b| in the caller's units.
 double largest_rhs(const ProblemForm &form);
 

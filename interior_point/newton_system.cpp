@@ -17,7 +17,7 @@ constexpr double kDominantShare = 0.1;
 constexpr double kWeaken = 0.01;
 // A free column has no barrier; theta = x^2 / mu within these limits takes its place.
 constexpr double kLeastFreeTheta = 1.0;
-constexpr double kMostFreeTheta = 1e7;
+constexpr double kMostFreeTheta = 1e10;
 // Shift of the diagonal before Cholesky, its growth on a breakdown, and the last one tried.
 constexpr double kFirstShift = 1e-13;
 constexpr double kShiftGrowth = 100.0;

@@ -45,6 +45,12 @@ constexpr double kErrorOfResidual = 1e-3;
 constexpr double kTellingStep = 0.3;
 constexpr double kBrokenPromise = 0.2;
 
+// Steps of this length should leave less than this share of an infeasibility. When they do not,
+// the mu to stop at is lowered by the last factor.
+constexpr double kLongStep = 0.9;
+constexpr double kStalledShare = 0.5;
+constexpr double kRelief = 0.1;
+
 constexpr int kMostCorrectors = 3;
 constexpr double kTrialStretch = 1.08;
 constexpr double kTrialReach = 0.08;
@@ -53,10 +59,6 @@ constexpr double kWorthAnother = 0.05;
 
 constexpr double kCentredToBoundary = 0.95;
 constexpr double kPlainToBoundary = 0.9995;
-
-double gap_floor(const Measures &m, const ProblemForm &form) {
-  return std::max(std::fabs(m.objective), 1e-9 * form.reference_cost);
-}
 
 double largest(const std::vector<double> &v) {
   double most = 0.0;
@@ -86,6 +88,7 @@ Code Solver::solve(const Request &request, Start start, const SavedPoint *saved)
   iterations_ = 0;
   started_cold_ = false;
   measures_ = Measures();
+  tolerance_ = request.tolerance;
   if (form_.verdict == Verdict::kInfeasible) return Code::kInfeasible;
   if (form_.verdict == Verdict::kUnbounded) return Code::kUnbounded;
   feasibility_ =
@@ -112,22 +115,25 @@ SavedPoint Solver::save() const {
   return save_point(form_, point_, measures_.mu, newton_.factorisation(), factorisation_mu_);
 }
 
-void Solver::evaluate(const Request &request) {
-  (void)request;
+void Solver::evaluate() {
   compute_residuals(form_, point_, &residuals_);
   measures_ = measure(form_, point_, residuals_, feasibility_);
 }
 
-/// How far the worst criterion is from its limit: at most 1 when all but centrality are met.
-double Solver::distance(const Request &request) const {
-  const double infeasibility = std::max({measures_.primal, measures_.dual, measures_.bound});
-  const double defect =
-      measures_.defect / (kDefectShare * request.tolerance * gap_floor(measures_, form_));
-  return std::max({measures_.gap / request.tolerance, infeasibility / feasibility_, defect});
+/// How far the worst criterion of feasibility is from its limit: at most 1 when all are met.
+double Solver::infeasibility(const Measures &m) const {
+  const double defect_limit = kDefectShare * tolerance_ * objective_size(form_, m.objective);
+  return std::max({m.primal / feasibility_, m.dual / feasibility_, m.bound / feasibility_,
+                   m.defect / defect_limit});
+}
+
+/// The same of all criteria but centrality.
+double Solver::distance() const {
+  return std::max(infeasibility(measures_), measures_.gap / tolerance_);
 }
 
 Solver::Missing Solver::missing(const Request &request) const {
-  if (!(distance(request) <= 1.0)) return Missing::kMore;
+  if (!(distance() <= 1.0)) return Missing::kMore;
   const bool central = measures_.asmall >= kLeastCentrality && measures_.alarge <= kMostCentrality;
   return central || !request.must_be_centred ? Missing::kNothing : Missing::kCentrality;
 }
@@ -138,7 +144,7 @@ void Solver::remember_if_best(double distance) {
   best_ = point_;
 }
 
-void Solver::recall_best(const Request &request) {
+void Solver::recall_best() {
   if (best_distance_ == kInfinity) {
     has_point_ = false;
     measures_ = Measures();
@@ -146,11 +152,11 @@ void Solver::recall_best(const Request &request) {
     return;
   }
   point_ = best_;
-  evaluate(request);
+  evaluate();
 }
 
 Code Solver::give_up(const Request &request, Code code) {
-  recall_best(request);
+  recall_best();
   const bool usable = has_point_ && measures_.primal <= kUsablePrimal &&
                       measures_.gap <= kUsableGap * request.tolerance;
   return usable && code == Code::kNumericalFailure ? Code::kStalled : code;
@@ -158,15 +164,19 @@ Code Solver::give_up(const Request &request, Code code) {
 
 Code Solver::iterate(const Request &request) {
   best_distance_ = kInfinity;
+  relief_ = 1.0;
   double progress_mark = kInfinity;
   int32_t since_progress = 0;
   for (int32_t done = 0;; ++done, ++iterations_) {
-    evaluate(request);
-    if (done > 0) watch_proximal_terms();
+    evaluate();
+    if (done > 0) {
+      watch_proximal_terms();
+      watch_interior();
+    }
     if (!is_finite(measures_)) return give_up(request, Code::kNumericalFailure);
     const Missing what = missing(request);
     if (what == Missing::kNothing) return Code::kSolved;
-    const double now = distance(request);
+    const double now = distance();
     remember_if_best(now);
     if (now < kProgress * progress_mark) {
       progress_mark = now;
@@ -222,8 +232,8 @@ double Solver::target(const Request &request, const StepLengths &predictor) cons
   }
   if (predictor.least() < kShortPredictor) sigma = std::max(sigma, kShortPredictorSigma);
   const double share = request.keep_centred ? kCentredShare : kPlainShare;
-  const double stop = share * std::min(request.tolerance, kLoosestAim) *
-                      gap_floor(measures_, form_) / std::max(form_.pairs(), 1);
+  const double stop = relief_ * share * std::min(request.tolerance, kLoosestAim) *
+                      objective_size(form_, measures_.objective) / std::max(form_.pairs(), 1);
   return std::min(std::max(sigma * mu, stop), kLargestRise * mu);
 }
 
@@ -267,12 +277,23 @@ void Solver::add_centrality_correctors(double mu_target) {
 
 void Solver::move(const Request &request) {
   const double factor = request.keep_centred ? kCentredToBoundary : kPlainToBoundary;
-  StepLengths steps = steps_to_boundary(form_, point_, direction_);
-  if (steps.primal < 1.0) steps.primal *= factor;
-  if (steps.dual < 1.0) steps.dual *= factor;
+  // Looking beyond 1 keeps a full step, too, from ending on the boundary.
+  StepLengths steps = steps_to_boundary(form_, point_, direction_, 1.0 / factor);
+  steps.primal = std::min(1.0, factor * steps.primal);
+  steps.dual = std::min(1.0, factor * steps.dual);
   take_step(steps, direction_, &point_);
   last_steps_ = steps;
   last_measures_ = measures_;
+}
+
+/// Where the feasible set of one side has no interior, z (or x) can only vanish with mu, and an
+/// infeasibility of its size stays although the steps are long. The mu to stop at is then lowered.
+void Solver::watch_interior() {
+  const double now = infeasibility(measures_);
+  if (last_steps_.least() > kLongStep && now > 1.0 &&
+      now > kStalledShare * infeasibility(last_measures_)) {
+    relief_ *= kRelief;
+  }
 }
 
 /// After a long step that left much more infeasibility than it promised, a proximal term is to

@@ -75,11 +75,12 @@ class Solver {
 
   bool start_cold();
   Code iterate(const Request &request);
-  void evaluate(const Request &request);
+  void evaluate();
   Missing missing(const Request &request) const;
-  double distance(const Request &request) const;
+  double infeasibility(const Measures &m) const;
+  double distance() const;
   void remember_if_best(double distance);
-  void recall_best(const Request &request);
+  void recall_best();
   Code give_up(const Request &request, Code code);
 
   bool advance(const Request &request, bool centring_only);
@@ -90,6 +91,7 @@ class Solver {
   void add_centrality_correctors(double target);
   void move(const Request &request);
   void watch_proximal_terms();
+  void watch_interior();
 
   ProblemForm form_;
   NewtonSystem newton_;
@@ -100,8 +102,10 @@ class Solver {
   Direction direction_, corrector_, trial_;
   Products products_;
   double best_distance_ = kInfinity;
+  double relief_ = 1.0;  // lowers the mu to stop at
   double factorisation_mu_ = 0.0;
-  double feasibility_ = 1e-9;
+  double tolerance_ = 1e-8;    // of the gap
+  double feasibility_ = 1e-9;  // of the infeasibilities
   double rhs_size_ = 1.0;  // the first terms of the primal denominator of (7)
   int32_t iterations_ = 0;
   bool has_point_ = false;

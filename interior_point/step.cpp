@@ -29,9 +29,11 @@ void add_to(double factor, const std::vector<double> &b, std::vector<double> *a)
 }  // namespace
 
 StepLengths steps_to_boundary(const ProblemForm &form, const Point &point,
-                              const Direction &direction) {
+                              const Direction &direction, double cap) {
   const uint8_t *skip = form.is_free.data();
   StepLengths steps;
+  steps.primal = cap;
+  steps.dual = cap;
   steps.primal = longest(point.x, direction.x, skip, steps.primal);
   steps.primal = longest(point.w, direction.w, nullptr, steps.primal);
   steps.dual = longest(point.z, direction.z, skip, steps.dual);

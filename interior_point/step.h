@@ -17,9 +17,9 @@ struct StepLengths {
   double sum() const { return primal + dual; }
 };
 
-/// The longest steps, at most 1, after which everything is still at least zero.
+/// The longest steps, at most `cap`, after which everything is still at least zero.
 StepLengths steps_to_boundary(const ProblemForm &form, const Point &point,
-                              const Direction &direction);
+                              const Direction &direction, double cap = 1.0);
 
 /// The mean product after a step of the given lengths.
 double mean_product_after(const ProblemForm &form, const Point &point, const Direction &direction,
