@@ -2,7 +2,8 @@
 
 #include <algorithm>
 #include <cmath>
-#include <new>
+#include <exception>
+#include <memory>
 
 #include "interior_point/dense_kernel.h"
 #include "interior_point/solver.h"
@@ -20,8 +21,8 @@ using interior_point::Start;
 
 /// The solver's own problem: the visible head first.
 struct Handle : IP_problem {
-  std::unique_ptr<ProblemForm> loaded;  // until preproc_Pb
-  std::unique_ptr<Solver> solver;
+  std::shared_ptr<const ProblemForm> form;
+  std::unique_ptr<Solver> solver;  // from preproc_Pb on
 };
 
 static_assert(sizeof(IP_problem) <= sizeof(Handle), "the handle starts with its visible head");
@@ -31,9 +32,7 @@ Handle *handle_of(IP_problem *Pb) { return static_cast<Handle *>(Pb); }
 int32_t to_int(Code code) { return static_cast<int32_t>(code); }
 
 void prepare(Handle *handle) {
-  if (handle->solver || !handle->loaded) return;
-  handle->solver = std::make_unique<Solver>(std::move(*handle->loaded));
-  handle->loaded.reset();
+  if (!handle->solver) handle->solver = std::make_unique<Solver>(handle->form);
 }
 
 struct Outputs {
@@ -73,7 +72,7 @@ int32_t run(IP_problem *Pb, int32_t start_mode, const IP_save_record *saved, dou
     const Code code = handle->solver->solve(asked, start, point);
     report(handle->solver->measures(), handle->solver->iterations(), code, out);
     return to_int(code);
-  } catch (const std::bad_alloc &) {
+  } catch (const std::exception &) {  // memory is short, or a length passes what memory can hold
     report(none, 0, Code::kOutOfMemory, out);
     return to_int(Code::kOutOfMemory);
   }
@@ -128,9 +127,10 @@ IP_problem *load_Pb(void *, void *, const int32_t *row_type, const int32_t *col_
     handle->ncols = n;
     const interior_point::LoadedArrays loaded = {row_type,  col_start, rw,     elt, RHS,
                                                  row_range, col_lb,    col_ub, m,   n};
-    handle->loaded = std::make_unique<ProblemForm>(interior_point::make_problem_form(loaded));
+    handle->form =
+        std::make_shared<const ProblemForm>(interior_point::make_problem_form(loaded));
     return handle.release();
-  } catch (const std::bad_alloc &) {
+  } catch (const std::exception &) {  // memory is short, or a length passes what memory can hold
     return nullptr;
   }
 }
@@ -140,7 +140,7 @@ int32_t preproc_Pb(IP_problem *Pb) {
   try {
     prepare(handle_of(Pb));
     return 0;
-  } catch (const std::bad_alloc &) {
+  } catch (const std::exception &) {  // memory is short, or a length passes what memory can hold
     return to_int(Code::kOutOfMemory);
   }
 }
@@ -176,7 +176,7 @@ int32_t save_Pb(IP_problem *Pb, IP_save_record *saved) {
     saved->point = point.release();
     saved->holds_point = 1;
     return 0;
-  } catch (const std::bad_alloc &) {
+  } catch (const std::exception &) {  // memory is short, or a length passes what memory can hold
     return to_int(Code::kOutOfMemory);
   }
 }

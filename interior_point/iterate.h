@@ -11,7 +11,7 @@
  *   primal   max_i |r_p|_i / (1 + max|b| + 0.01 max_j |a_ij x_j|)
  *   bound    max_j |r_u|_j / (1 + h_j)
  *   dual     max_j |r_d|_j / (1 + |c_j| + 0.01 max_i |a_ij y_i|)                               (7)
- *   gap      |p - d| / max(|p|, floor)
+ *   gap      |p - d| / max(|p|, floor), less the rounding error of the two sums
  *   asmall, alarge   least and largest product over mu.
  *
  * Dual infeasibility is relative to each column's own cost: beside penalty columns of cost 1e10 one

@@ -10,9 +10,10 @@ namespace interior_point {
 namespace {
 
 constexpr int32_t kIterationLimit = 200;
-// Without an improvement by this factor for so many iterations the solve has stalled.
-constexpr double kProgress = 0.9;
-constexpr int32_t kPatience = 25;
+// Without an improvement by this factor for so many iterations a start from scratch has stalled...
+constexpr Pace kColdPace = {0.9, 25};
+// ... and one from a saved point does not pay: a start from scratch needs ten to twenty.
+constexpr Pace kWarmPace = {0.1, 6};
 
 // Infeasibilities: a tenth of the tolerance within these limits.
 constexpr double kTightestFeasibility = 1e-9;
@@ -35,6 +36,11 @@ constexpr double kLargestRise = 3.0;
 constexpr double kLeastCentredSigma = 0.01;
 constexpr double kShortPredictor = 0.1;
 constexpr double kShortPredictorSigma = 0.3;
+// After a step this short mu has run ahead of the infeasibility: it goes up again.
+constexpr double kShortStep = 0.1;
+constexpr double kRaisingSigma = 2.0;
+// More such steps in a row, from the usual start, show a problem that lives on its penalty columns.
+constexpr int32_t kShortStepsAllowed = 1;
 
 // A linear solve may leave this share of the infeasibility that is allowed, or of what there is.
 constexpr double kErrorShare = 0.1;
@@ -45,8 +51,9 @@ constexpr double kErrorOfResidual = 1e-3;
 constexpr double kTellingStep = 0.3;
 constexpr double kBrokenPromise = 0.2;
 
-// Steps of this length should leave less than this share of an infeasibility. When they do not,
-// the mu to stop at is lowered by the last factor.
+// Where mu is within this factor of its stop, steps of this length should leave less than this share
+// of an infeasibility. When they do not, the stop is lowered by the last factor.
+constexpr double kNearStop = 3.0;
 constexpr double kLongStep = 0.9;
 constexpr double kStalledShare = 0.5;
 constexpr double kRelief = 0.1;
@@ -73,7 +80,8 @@ bool is_finite(const Measures &m) {
 
 }  // namespace
 
-Solver::Solver(ProblemForm form) : form_(std::move(form)), newton_(form_) {
+Solver::Solver(std::shared_ptr<const ProblemForm> form)
+    : shared_form_(std::move(form)), form_(*shared_form_), newton_(form_) {
   point_.resize(form_);
   best_.resize(form_);
   direction_.resize(form_);
@@ -98,10 +106,20 @@ Code Solver::solve(const Request &request, Start start, const SavedPoint *saved)
   if (warm) {
     has_point_ = true;
     newton_.reset_terms();
+    short_steps_allowed_ = kIterationLimit;
+    pace_ = start == Start::kCurrent ? kColdPace : kWarmPace;
     const Code code = iterate(request);
     if (code == Code::kSolved || start == Start::kCurrent) return code;
   }
   if (!start_cold()) return Code::kNumericalFailure;
+  pace_ = kColdPace;
+  short_steps_allowed_ = form_.has_penalties ? kShortStepsAllowed : kIterationLimit;
+  const Code code = iterate(request);
+  short_steps_allowed_ = kIterationLimit;
+  if (code == Code::kSolved || !form_.has_penalties) return code;
+  make_penalty_point(form_, &point_);
+  has_point_ = true;
+  newton_.reset_terms();
   return iterate(request);
 }
 
@@ -165,6 +183,8 @@ Code Solver::give_up(const Request &request, Code code) {
 Code Solver::iterate(const Request &request) {
   best_distance_ = kInfinity;
   relief_ = 1.0;
+  last_steps_ = StepLengths();
+  short_steps_ = 0;
   double progress_mark = kInfinity;
   int32_t since_progress = 0;
   for (int32_t done = 0;; ++done, ++iterations_) {
@@ -178,12 +198,13 @@ Code Solver::iterate(const Request &request) {
     if (what == Missing::kNothing) return Code::kSolved;
     const double now = distance();
     remember_if_best(now);
-    if (now < kProgress * progress_mark) {
+    if (now < pace_.factor * progress_mark) {
       progress_mark = now;
       since_progress = 0;
-    } else if (++since_progress > kPatience) {
+    } else if (++since_progress > pace_.patience) {
       return give_up(request, Code::kNumericalFailure);
     }
+    if (short_steps_ > short_steps_allowed_) return give_up(request, Code::kNumericalFailure);
     if (done == kIterationLimit) return give_up(request, Code::kIterationLimit);
     if (!advance(request, what == Missing::kCentrality)) {
       return give_up(request, Code::kNumericalFailure);
@@ -221,7 +242,7 @@ void Solver::predictor_corrector_direction(const Request &request) {
 }
 
 /// mu_t of (12).
-double Solver::target(const Request &request, const StepLengths &predictor) const {
+double Solver::target(const Request &request, const StepLengths &predictor) {
   const double mu = measures_.mu;
   const double ratio = mean_product_after(form_, point_, direction_, predictor) / mu;
   double sigma = ratio > 0.0 ? ratio * ratio * ratio : 0.0;
@@ -229,12 +250,13 @@ double Solver::target(const Request &request, const StepLengths &predictor) cons
   if (std::max({measures_.primal, measures_.dual, measures_.bound}) > feasibility_) {
     const double shortfall = 1.0 - predictor.least();
     sigma = std::max(sigma, 0.5 * shortfall * shortfall);
+    if (last_steps_.least() < kShortStep) sigma = std::max(sigma, kRaisingSigma);
   }
   if (predictor.least() < kShortPredictor) sigma = std::max(sigma, kShortPredictorSigma);
   const double share = request.keep_centred ? kCentredShare : kPlainShare;
-  const double stop = relief_ * share * std::min(request.tolerance, kLoosestAim) *
+  stop_mu_ = relief_ * share * std::min(request.tolerance, kLoosestAim) *
                       objective_size(form_, measures_.objective) / std::max(form_.pairs(), 1);
-  return std::min(std::max(sigma * mu, stop), kLargestRise * mu);
+  return std::min(std::max(sigma * mu, stop_mu_), kLargestRise * mu);
 }
 
 /// direction += weight * (solution for mu_t - alpha_p alpha_d dx dz), weight 1 or min(alpha)^2.
@@ -283,6 +305,7 @@ void Solver::move(const Request &request) {
   steps.dual = std::min(1.0, factor * steps.dual);
   take_step(steps, direction_, &point_);
   last_steps_ = steps;
+  short_steps_ = steps.least() < kShortStep ? short_steps_ + 1 : 0;
   last_measures_ = measures_;
 }
 
@@ -290,7 +313,7 @@ void Solver::move(const Request &request) {
 /// infeasibility of its size stays although the steps are long. The mu to stop at is then lowered.
 void Solver::watch_interior() {
   const double now = infeasibility(measures_);
-  if (last_steps_.least() > kLongStep && now > 1.0 &&
+  if (measures_.mu < kNearStop * stop_mu_ && last_steps_.least() > kLongStep && now > 1.0 &&
       now > kStalledShare * infeasibility(last_measures_)) {
     relief_ *= kRelief;
   }

@@ -49,11 +49,17 @@ struct Request {
   bool must_be_centred = false;  ///< accept only products within the neighbourhood
 };
 
+/// A solve goes on while its worst criterion falls by `factor` within `patience` iterations.
+struct Pace {
+  double factor;
+  int32_t patience;
+};
+
 enum class Start { kCold, kSaved, kCurrent };
 
 class Solver {
  public:
-  explicit Solver(ProblemForm form);
+  explicit Solver(std::shared_ptr<const ProblemForm> form);
 
   /// Runs the method. kSaved starts from `saved` where that is possible and pays, kCurrent goes on
   /// from the point as it is; both fall back to a cold start. Throws std::bad_alloc.
@@ -86,14 +92,15 @@ class Solver {
   bool advance(const Request &request, bool centring_only);
   void centring_direction();
   void predictor_corrector_direction(const Request &request);
-  double target(const Request &request, const StepLengths &predictor) const;
+  double target(const Request &request, const StepLengths &predictor);
   void add_weighted_corrector(double target, const StepLengths &predictor);
   void add_centrality_correctors(double target);
   void move(const Request &request);
   void watch_proximal_terms();
   void watch_interior();
 
-  ProblemForm form_;
+  std::shared_ptr<const ProblemForm> shared_form_;
+  const ProblemForm &form_;
   NewtonSystem newton_;
   Point point_, best_;
   Residuals residuals_;
@@ -102,7 +109,11 @@ class Solver {
   Direction direction_, corrector_, trial_;
   Products products_;
   double best_distance_ = kInfinity;
-  double relief_ = 1.0;  // lowers the mu to stop at
+  Pace pace_ = {0.9, 25};
+  int32_t short_steps_ = 0;  // in a row, and how many are put up with
+  int32_t short_steps_allowed_ = 0;
+  double relief_ = 1.0;   // lowers the mu to stop at
+  double stop_mu_ = 0.0;  // the second entry of the maximum in (12)
   double factorisation_mu_ = 0.0;
   double tolerance_ = 1e-8;    // of the gap
   double feasibility_ = 1e-9;  // of the infeasibilities

@@ -89,7 +89,35 @@ void shift_into_interior(const ProblemForm &form, Point *point) {
   add_constant(form, 0.5 * products / sum_x, &point->z, &point->v);
 }
 
+double largest_entry(const ProblemForm &form, int32_t j) {
+  double most = 0.0;
+  for (int32_t t = form.A.start[j]; t < form.A.start[j + 1]; ++t) {
+    most = std::max(most, std::fabs(form.A.value[t]));
+  }
+  return most;
+}
+
 }  // namespace
+
+void make_penalty_point(const ProblemForm &form, Point *point) {
+  point->resize(form);
+  double size = 1.0;
+  for (const double e : form.b) size = std::max(size, std::fabs(e));
+  double penalty = form.reference_cost;
+  for (int32_t j = 0; j < form.structurals; ++j) {
+    penalty = std::max(penalty, std::fabs(form.c[j]) / largest_entry(form, j));
+  }
+  const double mu = size * penalty;
+  for (int32_t j = 0; j < form.columns(); ++j) {
+    if (form.is_free[j]) continue;
+    point->x[j] = std::min(size / largest_entry(form, j), 0.5 * form.width[j]);
+    point->z[j] = mu / point->x[j];
+  }
+  for (size_t k = 0; k < form.boxed.size(); ++k) {
+    point->w[k] = form.width[form.boxed[k]] - point->x[form.boxed[k]];
+    point->v[k] = mu / point->w[k];
+  }
+}
 
 bool make_starting_point(const ProblemForm &form, NewtonSystem *newton, Point *point) {
   point->resize(form);

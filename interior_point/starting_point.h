@@ -18,6 +18,15 @@ namespace interior_point {
 /// Writes the starting point. False when A A' could not be factorised.
 bool make_starting_point(const ProblemForm &form, NewtonSystem *newton, Point *point);
 
+/// Writes a point of the path's far end for problems that can be feasible only by penalty columns:
+///
+///   x_j max_i |a_ij| = xi for every column, y = 0, z_j = mu / x_j, mu = xi C,
+///
+/// with xi the largest right-hand side and C the largest cost of a penalty column, both as they are
+/// before that column was shrunk. The point (10) lies where penalty columns carry nothing, many
+/// orders of magnitude below the mu at which such a problem has its central path.
+void make_penalty_point(const ProblemForm &form, Point *point);
+
 }  // namespace interior_point
 
 #endif

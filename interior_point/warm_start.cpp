@@ -18,6 +18,9 @@ constexpr double kPenaltyCut = 1e3;
 // A column whose cost was raised keeps at least this share of mu as its product.
 constexpr double kLeastProduct = 0.5;
 
+// A removed column that carried this share of the right-hand side takes the point's feasibility along.
+constexpr double kMissed = 0.05;
+
 constexpr int32_t kNew = -1;
 
 /// For each structural column of the form its place among the saved ones, or kNew.
@@ -47,6 +50,20 @@ std::vector<int32_t> match_columns(const SavedPoint &saved, const ProblemForm &f
     match[j] = *at;
   }
   return match;
+}
+
+/// True when a column is gone that the saved point cannot do without.
+bool misses_columns(const SavedPoint &saved, const ProblemForm &form,
+                    const std::vector<int32_t> &match) {
+  std::vector<uint8_t> found(saved.reach.size(), 0);
+  for (const int32_t s : match) {
+    if (s != kNew) found[s] = 1;
+  }
+  const double limit = kMissed * (1.0 + largest_rhs(form));
+  for (size_t s = 0; s < found.size(); ++s) {
+    if (!found[s] && saved.reach[s] > limit) return true;
+  }
+  return false;
 }
 
 bool same_rows(const SavedPoint &saved, const ProblemForm &form) {
@@ -228,6 +245,7 @@ SavedPoint save_point(const ProblemForm &form, const Point &point, double mu,
   saved.x.resize(structurals);
   saved.z.resize(structurals);
   saved.w.assign(structurals, 0.0);
+  saved.reach.resize(structurals);
   saved.v.assign(structurals, 0.0);
   const size_t rows = static_cast<size_t>(form.rows());
   saved.user_row = form.user_row;
@@ -243,7 +261,13 @@ SavedPoint save_point(const ProblemForm &form, const Point &point, double mu,
     const int32_t at = slack ? form.slack_row[j - form.structurals] : j;
     (slack ? saved.slack_x : saved.x)[at] = point.x[j] * scale;
     (slack ? saved.slack_z : saved.z)[at] = point.z[j] / scale;
-    if (!slack) saved.cost[j] = user_cost(form, j);
+    if (slack) continue;
+    saved.cost[j] = user_cost(form, j);
+    double most = 0.0;
+    for (int32_t t = form.A.start[j]; t < form.A.start[j + 1]; ++t) {
+      most = std::max(most, std::fabs(form.A.value[t]) / form.row_scale[form.A.row[t]]);
+    }
+    saved.reach[j] = most * point.x[j];
   }
   for (size_t k = 0; k < form.boxed.size(); ++k) {
     const int32_t j = form.boxed[k];
@@ -266,6 +290,7 @@ bool restore_point(const SavedPoint &saved, const ProblemForm &form, Point *poin
   point->resize(form);
   for (int32_t i = 0; i < form.rows(); ++i) point->y[i] = saved.y[i] / form.row_scale[i];
   std::vector<int32_t> match = match_columns(saved, form);
+  if (misses_columns(saved, form, match)) return false;
   std::vector<int32_t> fresh;
   for (int32_t j = 0; j < form.structurals; ++j) {
     if (match[j] != kNew && !place_old(saved, form, j, match[j], point)) match[j] = kNew;

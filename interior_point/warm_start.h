@@ -28,6 +28,7 @@ struct SavedPoint {
   // Per structural column of the problem it comes from, in the caller's units.
   std::vector<uint64_t> fingerprint;
   std::vector<double> cost, x, z, w, v;
+  std::vector<double> reach;  ///< max_i |a_ij| x_j: what the column does to the largest row
   // Per row of that problem.
   std::vector<int32_t> user_row, row_type;
   std::vector<double> y, slack_x, slack_z, slack_w, slack_v;

@@ -1,0 +1,52 @@
+# Installs the build into a folder of its own and builds the consumer against what is there, by the
+# package configuration and, where pkg-config is installed, by the .pc file; runs what it built.
+
+file(REMOVE_RECURSE "${WORK_DIR}")
+set(prefix "${WORK_DIR}/prefix")
+set(consumer "${CMAKE_CURRENT_LIST_DIR}")
+
+function(run)
+  execute_process(COMMAND ${ARGN} RESULT_VARIABLE status)
+  if(NOT status EQUAL 0)
+    list(JOIN ARGN " " command)
+    message(FATAL_ERROR "status ${status} from: ${command}")
+  endif()
+endfunction()
+
+run(${CMAKE_COMMAND} --install "${BUILD_DIR}" --config "${CONFIG}" --prefix "${prefix}")
+
+file(
+  GLOB_RECURSE headers
+  RELATIVE "${prefix}/include"
+  "${prefix}/include/*")
+set(expected interior_point/interior_point.h priority_queue/priority_queue.h quarn/quarn.h)
+list(SORT headers)
+if(NOT headers STREQUAL expected)
+  message(FATAL_ERROR "installed headers: ${headers}")
+endif()
+
+run(${CMAKE_COMMAND}
+    -S "${consumer}"
+    -B "${WORK_DIR}/consumer"
+    -G "${GENERATOR}"
+    "-DCMAKE_BUILD_TYPE=${CONFIG}"
+    "-DCMAKE_PREFIX_PATH=${prefix}"
+    "-DCMAKE_C_COMPILER=${C_COMPILER}"
+    "-DCMAKE_CXX_COMPILER=${CXX_COMPILER}")
+run(${CMAKE_COMMAND} --build "${WORK_DIR}/consumer" --config "${CONFIG}")
+run(${CMAKE_CTEST_COMMAND} --test-dir "${WORK_DIR}/consumer" -C "${CONFIG}" --output-on-failure)
+
+find_program(PKG_CONFIG pkg-config)
+if(NOT PKG_CONFIG)
+  message(STATUS "pkg-config is not installed: the .pc file was not tried")
+  return()
+endif()
+set(ENV{PKG_CONFIG_PATH} "${prefix}/${LIBDIR}/pkgconfig")
+execute_process(
+  COMMAND ${PKG_CONFIG} --cflags --libs quarn
+  OUTPUT_VARIABLE flags
+  OUTPUT_STRIP_TRAILING_WHITESPACE COMMAND_ERROR_IS_FATAL ANY)
+separate_arguments(flags UNIX_COMMAND "${flags}")
+run(${C_COMPILER} -std=c11 "${consumer}/consumer.c" -o "${WORK_DIR}/by_pkg_config" ${flags}
+    "-Wl,-rpath,${prefix}/${LIBDIR}" "-Wl,-rpath-link,${prefix}/${LIBDIR}")
+run("${WORK_DIR}/by_pkg_config")

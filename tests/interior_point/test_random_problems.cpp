@@ -1,0 +1,172 @@
+/// Random programs of every form, against optima known by construction, the optimality conditions,
+/// and Clp's simplex where it is installed.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstdlib>
+
+#include "benchmarks/clp_reference.h"
+#include "tests/interior_point/random_programs.h"
+
+namespace {
+
+using benchmarks::ClpMethod;
+using benchmarks::ClpResult;
+using benchmarks::ClpStatus;
+using benchmarks::kEqual;
+using benchmarks::kGreaterEqual;
+using benchmarks::kLessEqual;
+using benchmarks::kNoBound;
+using benchmarks::LinearProgram;
+using benchmarks::LoadedProblem;
+using benchmarks::SolveReport;
+using random_programs::KnownProgram;
+using random_programs::Traits;
+
+constexpr double kTolerance = 1e-8;
+
+/// Programs per family; QUARN_RANDOM_PROGRAMS asks for more of them.
+uint64_t program_count(uint64_t usual) {
+  const char *asked = std::getenv("QUARN_RANDOM_PROGRAMS");
+  return asked == nullptr ? usual : std::strtoull(asked, nullptr, 10);
+}
+
+class KnownOptimum : public testing::TestWithParam<Traits> {};
+
+TEST_P(KnownOptimum, IsReached) {
+  for (uint64_t seed = 1; seed <= program_count(150); ++seed) {
+    const KnownProgram known = random_programs::draw_known(GetParam(), seed);
+    SCOPED_TRACE(known.program.name);
+    LoadedProblem problem(known.program);
+    const SolveReport report = problem.solve(kTolerance);
+    EXPECT_EQ(report.code, 0);
+    EXPECT_EQ(random_programs::non_finite_outputs(&problem, report), "");
+    // Gaps are relative to the objective: those of optimum 0 are judged by the optimum itself.
+    EXPECT_EQ(random_programs::optimality_faults(known.program, &problem, HUGE_VAL, 1e-8), "");
+    EXPECT_NEAR(problem.objective(), known.optimum, known.slack);
+  }
+}
+
+std::vector<Traits> families() {
+  std::vector<Traits> result(12);
+  result[1].name = "degenerate", result[1].degenerate = 0.7;
+  result[2].name = "bounded", result[2].bounded = 1.0;
+  result[3].name = "equalities", result[3].equalities = 1.0, result[3].most_columns = 25;
+  result[4].name = "ranged", result[4].ranges = 0.9;
+  result[5].name = "dependent", result[5].dependent = 0.4, result[5].equalities = 0.8;
+  result[6].name = "empty", result[6].empty = 0.3;
+  result[7].name = "dense_columns", result[7].dense_columns = 0.2, result[7].density = 0.05;
+  result[7].most_rows = 60, result[7].most_columns = 150;
+  result[8].name = "badly_scaled", result[8].scale_decades = 3.0;
+  result[9].name = "wide_costs", result[9].cost_decades[0] = -6, result[9].cost_decades[1] = 10;
+  result[10].name = "homogeneous", result[10].homogeneous = true;
+  result[11].name = "all_at_once", result[11].degenerate = 0.4, result[11].bounded = 0.6;
+  result[11].ranges = 0.3, result[11].dependent = 0.2, result[11].empty = 0.1;
+  result[11].dense_columns = 0.05, result[11].scale_decades = 1.0;
+  return result;
+}
+
+INSTANTIATE_TEST_SUITE_P(Families, KnownOptimum, testing::ValuesIn(families()),
+                         [](const auto &family) { return family.param.name; });
+
+TEST(AnyProgram, EndsAsTheSimplexMethodDoes) {
+  if (!benchmarks::clp_available()) GTEST_SKIP() << "needs Clp";
+  for (uint64_t seed = 1; seed <= program_count(600); ++seed) {
+    const LinearProgram program = random_programs::draw_any(seed);
+    SCOPED_TRACE(program.name);
+    const ClpResult clp = solve_with_clp(program, ClpMethod::kDual, 1e-9, 10.0);
+    LoadedProblem problem(program);
+    const SolveReport report = problem.solve(kTolerance);
+    EXPECT_EQ(random_programs::non_finite_outputs(&problem, report), "");
+    if (report.code != 0) {
+      EXPECT_NE(clp.status, ClpStatus::kOptimal);
+      continue;
+    }
+    // Clp gives up on programs that are infeasible on both sides, so only an optimum counts here.
+    EXPECT_EQ(clp.status, ClpStatus::kOptimal);
+    EXPECT_EQ(random_programs::optimality_faults(program, &problem, HUGE_VAL, 1e-8), "");
+    // Numbers of one digit: an optimum is 0 or at least about 1/10000.
+    EXPECT_NEAR(problem.objective(), clp.objective, 1e-6 * (1.0 + std::fabs(clp.objective)));
+  }
+}
+
+/// A program from a family with one fault added that leaves it without an optimum.
+LinearProgram without_optimum(uint64_t seed, bool infeasible) {
+  Traits traits;
+  traits.bounded = 0.0, traits.equalities = 0.0, traits.ranges = 0.0;
+  LinearProgram program = random_programs::draw_known(traits, seed).program;
+  if (infeasible) {
+    // A new column that has to be at least 1 in one row and at most 1/2 in another.
+    program.add_row(kGreaterEqual, 1.0);
+    program.add_row(kLessEqual, 0.5);
+    program.add_column(1.0, 0.0, kNoBound, {{program.rows() - 2, 1.0}, {program.rows() - 1, 1.0}});
+  } else {
+    // A ray: the new column helps every row that it touches, and pays.
+    std::vector<std::pair<int32_t, double>> ray;
+    for (int32_t i = 0; i < program.rows(); i += 2) {
+      const bool covering = program.row_type[static_cast<size_t>(i)] == kGreaterEqual;
+      ray.emplace_back(i, covering ? 1.0 : -1.0);
+    }
+    program.add_column(-1.0, 0.0, kNoBound, ray);
+  }
+  return program;
+}
+
+TEST(ProgramWithoutOptimum, EndsInAFailureCodeWithFiniteOutputs) {
+  for (uint64_t seed = 1; seed <= program_count(100); ++seed) {
+    for (const bool infeasible : {true, false}) {
+      SCOPED_TRACE(std::to_string(seed) + (infeasible ? " infeasible" : " unbounded"));
+      LoadedProblem problem(without_optimum(seed, infeasible));
+      for (const SolveReport &report : {problem.solve(kTolerance), problem.centre(1e-3)}) {
+        EXPECT_NE(report.code, 0);
+        EXPECT_LE(report.iterations, 500);
+        EXPECT_EQ(random_programs::non_finite_outputs(&problem, report), "");
+      }
+    }
+  }
+}
+
+TEST(ProgramWithoutColumns, IsSolvedExactlyWhenZeroIsFeasible) {
+  for (const double right_hand_side : {0.0, 1.0}) {
+    LinearProgram program;
+    program.add_row(kLessEqual, 2.0);
+    program.add_row(kEqual, right_hand_side);
+    LoadedProblem problem(program);
+    const SolveReport report = problem.solve(kTolerance);
+    EXPECT_EQ(report.code == 0, right_hand_side == 0.0);
+    EXPECT_EQ(random_programs::non_finite_outputs(&problem, report), "");
+    EXPECT_EQ(problem.get()->ncols, 0);
+    EXPECT_EQ(problem.objective(), 0.0);
+  }
+  const LinearProgram nothing;
+  LoadedProblem problem(nothing);
+  EXPECT_EQ(problem.solve(kTolerance).code, 0);
+}
+
+/// Restricted masters with few, some and many columns: the first live on their box.
+TEST(RestrictedMaster, IsSolvedWhateverTheBoxCosts) {
+  for (uint64_t seed = 1; seed <= program_count(10); ++seed) {
+    for (const int32_t blocks : {0, 5}) {
+      for (const int32_t columns : {0, 5, 40, 400}) {
+        for (const double box : {10.0, 1e3, 1e10}) {
+          const LinearProgram rmp = random_programs::draw_rmp(30, blocks, columns, box, seed);
+          SCOPED_TRACE(rmp.name + ", " + std::to_string(blocks) + " blocks, " +
+                       std::to_string(columns) + " columns, box " + std::to_string(box));
+          LoadedProblem problem(rmp);
+          const SolveReport report = problem.solve(kTolerance);
+          EXPECT_EQ(report.code, 0);
+          EXPECT_EQ(random_programs::non_finite_outputs(&problem, report), "");
+          // The measured dual objective is that of clipped duals, which costs a few of the last
+          // digits that the gap of 1e-8 promises.
+          EXPECT_EQ(random_programs::optimality_faults(rmp, &problem, 1e-7, 1e-8), "");
+          if (!benchmarks::clp_available() || seed > 3) continue;
+          const ClpResult clp = solve_with_clp(rmp, ClpMethod::kPrimal, 1e-9, 10.0);
+          if (clp.status != ClpStatus::kOptimal) continue;
+          EXPECT_NEAR(problem.objective(), clp.objective, 1e-7 * std::fabs(clp.objective));
+        }
+      }
+    }
+  }
+}
+
+}  // namespace
