@@ -8,10 +8,12 @@ namespace interior_point {
 namespace {
 
 constexpr double kBackwardShare = 0.01;  // weight of the backward errors in (7)
-// The objective below which the gap is measured absolutely, in reference costs. An optimum of 0 has no
-// relative gap; a master problem of objective 1e-3 with costs of about 1 must still close its own.
+// The objective below which the gap is measured absolutely, in the smallest costs. An optimum of 0 has
+// no relative gap; a master problem of objective 1e-3 with costs of about 1 must still close its own.
 constexpr double kObjectiveFloor = 1e-6;
 constexpr double kSummationError = 2e-15;
+// A residual this small is the rounding error of b - A x and says nothing of the point.
+constexpr double kRoundedPrimal = 1e-14;
 
 /// max_j |a_ij x_j| per row in the caller's units, and the same with y per column.
 void add_backward_terms(const ProblemForm &form, const Point &point, std::vector<double> *row,
@@ -99,7 +101,7 @@ void measure_products(const ProblemForm &form, const Point &point, Measures *m) 
 }  // namespace
 
 double objective_size(const ProblemForm &form, double objective) {
-  return std::max(std::fabs(objective), kObjectiveFloor * form.reference_cost);
+  return std::max(std::fabs(objective), kObjectiveFloor * form.least_cost);
 }
 
 double largest_rhs(const ProblemForm &form) {
@@ -161,8 +163,10 @@ Measures measure(const ProblemForm &form, const Point &point, const Residuals &r
   }
   measure_objectives(form, point, &m);
   measure_products(form, point, &m);
-  for (int32_t i = 0; i < form.rows(); ++i) m.defect += point.y[i] * residuals.primal[i];
-  m.defect = std::fabs(m.defect);
+  if (m.primal > kRoundedPrimal) {
+    for (int32_t i = 0; i < form.rows(); ++i) m.defect += point.y[i] * residuals.primal[i];
+    m.defect = std::fabs(m.defect);
+  }
   return m;
 }
 

@@ -64,6 +64,7 @@ struct ProblemForm {
   int32_t structurals = 0;
   double objective_constant = 0.0;
   double reference_cost = 1.0;  ///< a typical cost of a structural column, in its scaled unit
+  double least_cost = 1.0;      ///< the smallest cost that is not 0, in the caller's unit
   bool has_penalties = false;   ///< some column was shrunk for its large cost
   Verdict verdict = Verdict::kOpen;
 

@@ -82,18 +82,27 @@ double median(std::vector<double> *values) {
   return *middle;
 }
 
-/// Median cost of the columns with more than one entry. Penalty columns have one entry each; taking
-/// them in would make their cost the reference while the other columns are still few.
+double least_cost(const ProblemForm &form) {
+  double least = kInfinity;
+  for (const double c : form.c) {
+    if (c != 0.0) least = std::min(least, std::fabs(c));
+  }
+  return std::isfinite(least) ? least : 1.0;
+}
+
+/// Median cost of the columns with more than one entry or, where there are none, of those that cost
+/// about as little as the cheapest. Penalty columns have one entry each; taking them in would make
+/// their cost the reference while the other columns are still few.
 double reference_cost(const ProblemForm &form, const std::vector<double> &column) {
   std::vector<double> several;
-  std::vector<double> all;
+  std::vector<double> cheap;
   for (int32_t j = 0; j < form.structurals; ++j) {
     const double cost = std::fabs(form.c[j]) * column[j];
     if (cost == 0.0) continue;
-    all.push_back(cost);
+    if (std::fabs(form.c[j]) <= kCostBand * form.least_cost) cheap.push_back(cost);
     if (form.A.length(j) > 1) several.push_back(cost);
   }
-  const double reference = several.empty() ? median(&all) : median(&several);
+  const double reference = several.empty() ? median(&cheap) : median(&several);
   return reference > 0.0 ? reference : 1.0;
 }
 
@@ -138,6 +147,7 @@ void scale(ProblemForm *form) {
     scale_columns_geometrically(*form, row, &column);
   }
   scale_maxima(*form, &row, &column);
+  form->least_cost = least_cost(*form);
   form->reference_cost = reference_cost(*form, column);
   form->has_penalties = scale_by_cost(*form, form->reference_cost, &column);
   apply(row, &column, form);
