@@ -1,0 +1,67 @@
+# What every target of the project gets: the language standard, the include path, the warnings, and
+# the instrumentation that the options ask for. Everything is set on the target, so a project that
+# adds this one as a folder keeps its own flags.
+
+include_guard(GLOBAL)
+
+# quarn_configure_target(<target>)
+#
+# For a library or program of ours, right after it was added.
+function(quarn_configure_target target)
+  set_target_properties(
+    ${target}
+    PROPERTIES C_STANDARD 11
+               C_STANDARD_REQUIRED ON
+               C_EXTENSIONS OFF
+               CXX_STANDARD 17
+               CXX_STANDARD_REQUIRED ON
+               CXX_EXTENSIONS OFF
+               VISIBILITY_INLINES_HIDDEN ON)
+  target_compile_options(
+    ${target}
+    PRIVATE
+      $<$<COMPILE_LANG_AND_ID:C,GNU,Clang,AppleClang>:-Wall;-Wextra;-Wpedantic;-Wconversion;-Wshadow>
+      $<$<COMPILE_LANG_AND_ID:CXX,GNU,Clang,AppleClang>:-Wall;-Wextra;-Wpedantic;-Wconversion;-Wshadow>
+  )
+  if(QUARN_WARNINGS_AS_ERRORS)
+    target_compile_options(${target} PRIVATE -Werror)
+  endif()
+  if(QUARN_SANITIZE)
+    target_compile_options(${target} PRIVATE -fsanitize=${QUARN_SANITIZE} -fno-sanitize-recover=all
+                                             -fno-omit-frame-pointer -O1)
+    target_link_options(${target} PRIVATE -fsanitize=${QUARN_SANITIZE})
+  endif()
+  if(QUARN_COVERAGE)
+    target_compile_options(${target} PRIVATE --coverage)
+    target_link_options(${target} PRIVATE --coverage)
+  endif()
+  if(QUARN_CLANG_TIDY)
+    find_program(QUARN_CLANG_TIDY_PROGRAM clang-tidy REQUIRED)
+    set_target_properties(${target} PROPERTIES C_CLANG_TIDY "${QUARN_CLANG_TIDY_PROGRAM}"
+                                               CXX_CLANG_TIDY "${QUARN_CLANG_TIDY_PROGRAM}")
+  endif()
+endfunction()
+
+# quarn_library_target(<target> <exported name> [<file name>])
+#
+# For a library that is installed: configured as above, with an alias quarn::<exported name>, and
+# with the root of the sources as the include path here, the include folder after an installation.
+function(quarn_library_target target exported_name)
+  quarn_configure_target(${target})
+  add_library(quarn::${exported_name} ALIAS ${target})
+  set(file_name ${target})
+  if(ARGC GREATER 2)
+    set(file_name ${ARGV2})
+  endif()
+  set_target_properties(
+    ${target}
+    PROPERTIES OUTPUT_NAME ${file_name}
+               EXPORT_NAME ${exported_name}
+               POSITION_INDEPENDENT_CODE ON
+               INSTALL_RPATH "$ORIGIN"
+               VERSION ${PROJECT_VERSION}
+               SOVERSION ${PROJECT_VERSION_MAJOR}.${PROJECT_VERSION_MINOR})
+  target_include_directories(
+    ${target} PUBLIC $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}>
+                     $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
+endfunction()
