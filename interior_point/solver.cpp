@@ -18,8 +18,10 @@ constexpr Pace kWarmPace = {0.1, 6};
 // Infeasibilities: a tenth of the tolerance within these limits.
 constexpr double kTightestFeasibility = 1e-9;
 constexpr double kLoosestFeasibility = 1e-6;
-// Share of the gap by which p may miss a feasible point's value: p serves as an upper bound.
+// p serves as an upper bound. It may miss the value of a feasible point by this share of the gap, and
+// never by more than the second value, relative: an upper bound is kept when later gaps are smaller.
 constexpr double kDefectShare = 0.1;
+constexpr double kMostDefect = 1e-8;
 // What a point must still have to be of use to the caller, when the solve stalls.
 constexpr double kUsablePrimal = 1e-5;
 constexpr double kUsableGap = 10.0;
@@ -140,7 +142,8 @@ void Solver::evaluate() {
 
 /// How far the worst criterion of feasibility is from its limit: at most 1 when all are met.
 double Solver::infeasibility(const Measures &m) const {
-  const double defect_limit = kDefectShare * tolerance_ * objective_size(form_, m.objective);
+  const double defect_limit =
+      std::min(kDefectShare * tolerance_, kMostDefect) * objective_size(form_, m.objective);
   return std::max({m.primal / feasibility_, m.dual / feasibility_, m.bound / feasibility_,
                    m.defect / defect_limit});
 }

@@ -1,0 +1,145 @@
+#include <CLI/CLI.hpp>
+#include <cstdio>
+#include <limits>
+#include <map>
+#include <stdexcept>
+#include <string>
+
+#include "examples/common/master_run.h"
+#include "examples/common/options.h"
+#include "examples/common/run_report.h"
+#include "examples/common/text_reader.h"
+#include "examples/multicommodity_flow/flow_oracle.h"
+#include "examples/multicommodity_flow/network.h"
+
+// The master problem, its pricing and its bound are derived in flow_oracle.h.
+
+namespace multicommodity_flow {
+
+struct Settings : examples::Options {
+  OracleSettings oracle;
+  std::string generate;  ///< what to generate; empty: read the file
+  int64_t unserved_cost = 10000;
+  std::string write_file;
+  bool prices = false;
+};
+
+constexpr const char *kGenerator = "KIND,NODES,COMMODITIES,LEAST,MOST,SEED";
+constexpr double kSettledDivisor = 1000.0;
+// A price below this is what an interior point leaves of 0.
+constexpr double kLeastPrice = 1e-3;
+
+static void add_options(CLI::App &app, Settings &settings) {
+  settings.divisor = kSettledDivisor;
+  examples::add_options(app, settings);
+  examples::add_generator(
+      app, settings.generate, kGenerator,
+      "make a network instead; KIND is planar or grid, LEAST and MOST are for the capacities. Or "
+      "one of the names g100, g100t, g200, g200t and g300");
+  app.add_option("--unserved-cost", settings.unserved_cost,
+                 "of a unit not sent in a network made by --generate; 0: all has to be sent")
+      ->check(CLI::Range(0, 1000000000))
+      ->capture_default_str();
+  const std::map<std::string, Grouping> groupings = {
+      {"commodity", Grouping::kCommodity}, {"origin", Grouping::kOrigin}, {"all", Grouping::kAll}};
+  app.add_option("--columns", settings.oracle.grouping,
+                 "what a column sends: commodity, origin or all; with all the default of "
+                 "--divisor is 0")
+      ->transform(CLI::CheckedTransformer(groupings))
+      ->type_name("GROUPING")
+      ->default_str("commodity");
+  app.add_option("--first-passes", settings.oracle.first_passes,
+                 "passes over all origins that make the first columns")
+      ->check(CLI::Range(0, 1000))
+      ->capture_default_str();
+  app.add_flag("--all-rows", settings.oracle.all_rows,
+               "a row for every arc from the start, not when it becomes necessary");
+  app.add_flag("--prices", settings.prices, "print the arcs that have a price at the end");
+  app.add_option("--write", settings.write_file, "only write the network to this file")
+      ->type_name("FILE");
+}
+
+static Network generate(const Settings &settings) {
+  if (settings.generate.find(',') == std::string::npos) {
+    Recipe recipe = benchmark_recipe(settings.generate);
+    recipe.unserved_cost = settings.unserved_cost;
+    return planar_network(recipe);
+  }
+  const examples::Line fields = examples::generator_fields(settings.generate, kGenerator);
+  Recipe recipe;
+  recipe.nodes = static_cast<int32_t>(fields.integer(1, "the number of nodes", 2, 100000));
+  recipe.commodities =
+      static_cast<int32_t>(fields.integer(2, "the number of commodities", 1, 10000000));
+  recipe.least_capacity = fields.integer(3, "the least capacity", 0, 1000000000);
+  recipe.most_capacity =
+      fields.integer(4, "the largest capacity", recipe.least_capacity, 1000000000);
+  recipe.seed = fields.integer(5, "the seed", 1, 2147483646);
+  recipe.unserved_cost = settings.unserved_cost;
+  if (fields.text(0) == "planar") return planar_network(recipe);
+  if (fields.text(0) == "grid") return grid_network(recipe);
+  fields.fail("the kind must be planar or grid, not " + fields.text(0));
+}
+
+static Network load(const Settings &settings) {
+  if (settings.generate.empty()) return read_network(settings.file);
+  try {
+    return generate(settings);
+  } catch (const std::invalid_argument &error) {
+    throw examples::InputError("--generate", 1, error.what());
+  }
+}
+
+static int write(const Network &network, const std::string &path) {
+  FILE *stream = std::fopen(path.c_str(), "w");
+  if (stream == nullptr) throw examples::InputError(path, 0, "cannot be written");
+  write_network(network, stream);
+  const bool failed = std::ferror(stream) != 0;
+  if (std::fclose(stream) != 0 || failed) throw examples::InputError(path, 0, "cannot be written");
+  return examples::kSolved;
+}
+
+static void print_prices(const Network &network, const FlowOracle &oracle, const QUARN_env &env) {
+  std::puts("\n     from       to        cost    capacity       price");
+  for (int32_t r = 0; r < oracle.row_count(); ++r) {
+    if (env.u[r] > -kLeastPrice) continue;
+    const Arc &arc = network.arcs[static_cast<size_t>(oracle.arc_of_row(r))];
+    std::printf("%9d %8d %11lld %11lld %11.3f\n", static_cast<int>(arc.tail + 1),
+                static_cast<int>(arc.head + 1), static_cast<long long>(arc.cost),
+                static_cast<long long>(arc.capacity), -env.u[r]);
+  }
+}
+
+static int solve(const Settings &settings) {
+  const Network network = load(settings);
+  if (!settings.write_file.empty()) return write(network, settings.write_file);
+  OracleSettings oracle_settings = settings.oracle;
+  oracle_settings.columns_per_call = settings.columns_per_call;
+  FlowOracle oracle(network, oracle_settings);
+  examples::MasterRun run(oracle.rows(), oracle, settings, oracle.first_duals());
+  // The oracle knows its columns by their place, and never repeats one.
+  QUARN_set_max_number_columns(&run.env(), std::numeric_limits<int32_t>::max());
+  QUARN_set_column_elimination(&run.env(), 0);
+  const examples::MasterResult result = run.solve();
+  examples::print_summary(stdout, result);
+  std::printf("capacity rows   %d of %d arcs\n", static_cast<int>(oracle.row_count()),
+              static_cast<int>(network.arc_count()));
+  if (settings.prices && result.status == 0) print_prices(network, oracle, run.env());
+  const std::string &name = settings.generate.empty() ? settings.file : settings.generate;
+  examples::write_json({name, result, std::nullopt}, settings.json_file);
+  return examples::exit_status(result);
+}
+
+}  // namespace multicommodity_flow
+
+int main(int argc, char **argv) {
+  CLI::App app("Linear multicommodity flow by column generation", "multicommodity_flow");
+  multicommodity_flow::Settings settings;
+  multicommodity_flow::add_options(app, settings);
+  if (const auto status = examples::parse(app, argc, argv)) return *status;
+  // One column a round leaves the duals unsettled for long; there the dial is better.
+  if (settings.oracle.grouping == multicommodity_flow::Grouping::kAll &&
+      app.count("--divisor") == 0) {
+    settings.divisor = 0.0;
+  }
+  return examples::run_guarded([&] { return multicommodity_flow::solve(settings); });
+}
