@@ -127,8 +127,7 @@ IP_problem *load_Pb(void *, void *, const int32_t *row_type, const int32_t *col_
     handle->ncols = n;
     const interior_point::LoadedArrays loaded = {row_type,  col_start, rw,     elt, RHS,
                                                  row_range, col_lb,    col_ub, m,   n};
-    handle->form =
-        std::make_shared<const ProblemForm>(interior_point::make_problem_form(loaded));
+    handle->form = std::make_shared<const ProblemForm>(interior_point::make_problem_form(loaded));
     return handle.release();
   } catch (const std::exception &) {  // memory is short, or a length passes what memory can hold
     return nullptr;

@@ -56,6 +56,28 @@ _Static_assert(sizeof(IP_save_record) == 48, "callers allocate 48 bytes");
 _Static_assert(offsetof(IP_save_record, holds_point) == 16, "callers read the word at byte 16");
 #endif
 
+/**
+ * Loads a problem: minimise c'x over the rows of A and col_lb <= x <= col_ub.
+ *
+ *   extra1, extra2  in   not used, may be null
+ *   row_type        in   int32[m]: 1 equality, 2 greater-or-equal, 3 less-or-equal; a row of any
+ *                   other code constrains nothing
+ *   col_start       in   int32[n + 1], positions counted from 1: column j (from 0) has the
+ *                   entries at positions col_start[j] .. col_start[j + 1] - 1
+ *   rw, elt         in   int32[nz], double[nz]: row (from 1) and value of each entry; a row named
+ *                   twice in a column means the sum; an entry in row m is the column's cost
+ *   RHS             in   double[m]: right-hand side b
+ *   row_range       in   double[m]: r, 1e30 for none; a row of type 2 then means [b, b + |r|],
+ *                   one of type 3 [b - |r|, b], one of type 1 [b, b + r] or, for a negative r, [b
+ *                   + r, b]
+ *   col_lb, col_ub  in   double[n]; -1e30 and 1e30 for none
+ *   m, n, nz        in   rows (the cost row, the last, included), columns, entries
+ *   the others      in   not used by this solver
+ *
+ * Entries of row m in row_type, RHS and row_range mean nothing. The arrays are copied: the caller
+ * may change or release them as soon as the call returns. Returns the handle, which the caller
+ * releases with free_Pb, or null when memory is short; all operations accept a null handle.
+ */
 IP_problem *load_Pb(void *extra1, void *extra2, const int32_t *row_type, const int32_t *col_start,
                     const int32_t *rw, const double *elt, const double *RHS,
                     const double *row_range, const double *col_lb, const double *col_ub, int32_t m,
@@ -63,25 +85,97 @@ IP_problem *load_Pb(void *extra1, void *extra2, const int32_t *row_type, const i
                     int32_t arg17, int32_t arg18, int32_t arg19, int32_t arg20, int32_t reload,
                     int32_t cost_row, int32_t arg23, double arg24, int32_t arg25);
 
+/**
+ * Prepares a loaded problem for its solves: work space, and how to factorise its normal
+ * equations. Cost: a few passes over the entries; for large sparse problems an ordering as well.
+ * Returns 0; 3 when memory is short (a later solve tries again); 6 for a null handle.
+ */
 int32_t preproc_Pb(IP_problem *Pb);
 
+/**
+ * Solves the problem to a relative duality gap.
+ *
+ *   start_mode  in   0: from the solver's own starting point; 1: from the point in `saved`, which
+ *               may belong to an earlier problem over the same rows (columns may have been added,
+ *               removed and reordered since, costs of columns raised); 2: from the point of this
+ *               problem's last solve. 1 and 2 turn into 0 where the point is not to be had or
+ *               does not pay.
+ *   saved       in   save record, may be empty; only read
+ *   opt_tol     in   relative gap |p - d| / |p| to reach, above 0; not changed
+ *   option      in/out  non-zero: keep to the middle of the central path; out: the code returned
+ *   primal      out  max_i |b - Ax|_i / (1 + max|b| + 0.01 max_j |a_ij x_j|), slacks of rows
+ *               included
+ *   bounds      out  violation of column widths, relative to 1 + width
+ *   dual        out  max_j |c - A'y - z|_j / (1 + |c_j| + 0.01 max_i |a_ij y_i|)
+ *   asmall      out  smallest product x_j z_j over the mean of all products
+ *   alarge      out  largest product over the mean
+ *   iterations  out  interior-point iterations of this call, those of abandoned starts included
+ *
+ * The measures are those of the problem as it was loaded. At code 0 the gap is at most opt_tol
+ * and each infeasibility at most max(1e-9, min(1e-6, opt_tol / 10)). Otherwise they belong to the
+ * best point met, which is kept; all outputs are finite. The codes:
+ *
+ *   0     solved
+ *   -1    stalled at a usable point: primal at most 1e-5, gap at most ten times opt_tol
+ *   1     iteration limit
+ *   2     no progress or no factorisation, as for most infeasible and unbounded problems
+ *   3     memory is short
+ *   4, 5  infeasible, unbounded: seen before the first iteration
+ *   6     a null handle, or opt_tol not above 0
+ *
+ * Method: infeasible primal-dual predictor-corrector (S. Mehrotra, SIAM J. Optimization 2 (1992)
+ * 575-601) with multiple centrality correctors (J. Gondzio, Comput. Optim. Appl. 6 (1996)
+ * 137-156).
+ */
 int32_t solve_Pb(IP_problem *Pb, int32_t start_mode, IP_save_record *saved, double *opt_tol,
                  int32_t *option, double *primal, double *bounds, double *dual, double *asmall,
                  double *alarge, int32_t *iterations);
 
+/**
+ * As solve_Pb, and with a non-zero option it seeks a mu-centre: at code 0 asmall is then at least
+ * 0.1 and alarge at most 10. `work` is not used by this solver and may be null.
+ */
 int32_t acpdm_Pb(IP_problem *Pb, int32_t start_mode, IP_save_record *saved, double *opt_tol,
                  int32_t *option, double *primal, double *bounds, double *dual, double *asmall,
                  double *alarge, int32_t *iterations, int32_t *work);
 
+/**
+ * Copies the point of the last solve into `saved`; what the record held before is released.
+ * Returns 0; 3 when memory is short and 6 when there is no point: the record is then as it was.
+ */
 int32_t save_Pb(IP_problem *Pb, IP_save_record *saved);
 
+/** Releases a problem; null is ignored. */
 void free_Pb(IP_problem *Pb);
 
+/**
+ * Releases what the record holds, not the record, and leaves it empty and ready for another
+ * save_Pb; null is ignored.
+ */
 void free_Pb_save(IP_save_record *saved);
 
+/**
+ * Reads the solution of the last solve.
+ *
+ *   s1, s2        out  primal and dual objective; null to skip
+ *   x             out  double[ncols]: the columns' values, in the order they were loaded; null to
+ *                 skip
+ *   slot5, slot6  not used
+ *   z             out  double[ncols]: reduced costs as the point has them, positive at a lower
+ *                 and negative at an upper bound; null to skip
+ *
+ * Before the first solve the values are finite and mean nothing. Returns 0, or 6 for a null
+ * handle (nothing is written) or a problem that was not prepared (x and z are then zero).
+ */
 int32_t get_opt_solution(IP_problem *Pb, double *s1, double *s2, double *x, double *slot5,
                          double *slot6, double *z);
 
+/**
+ * Reads the duals of the last solve: u[i - 1] for row i, and the objective value in the cost
+ * row's entry u[m - 1]. The dual of a row of type 2 without a range is at least 0, that of one of
+ * type 3 at most 0: what the point has on the wrong side, no more than its dual infeasibility, is
+ * cut off. A row that constrains nothing has dual 0. Returns 0, or 6 as above with u untouched.
+ */
 int32_t get_dual_solution(IP_problem *Pb, double *u);
 
 #ifdef __cplusplus

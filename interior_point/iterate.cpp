@@ -8,8 +8,9 @@ namespace interior_point {
 namespace {
 
 constexpr double kBackwardShare = 0.01;  // weight of the backward errors in (7)
-// The objective below which the gap is measured absolutely, in the smallest costs. An optimum of 0 has
-// no relative gap; a master problem of objective 1e-3 with costs of about 1 must still close its own.
+// The objective below which the gap is measured absolutely, in the smallest costs. An optimum of 0
+// has no relative gap; a master problem of objective 1e-3 with costs of about 1 must still close
+// its own.
 constexpr double kObjectiveFloor = 1e-5;
 constexpr double kSummationError = 2e-15;
 // A residual this small is the rounding error of b - A x and says nothing of the point.

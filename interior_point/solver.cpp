@@ -18,8 +18,9 @@ constexpr Pace kWarmPace = {0.1, 6};
 // Infeasibilities: a tenth of the tolerance within these limits.
 constexpr double kTightestFeasibility = 1e-9;
 constexpr double kLoosestFeasibility = 1e-6;
-// p serves as an upper bound. It may miss the value of a feasible point by this share of the gap, and
-// never by more than the second value, relative: an upper bound is kept when later gaps are smaller.
+// p serves as an upper bound. It may miss the value of a feasible point by this share of the gap,
+// and never by more than the second value, relative: an upper bound is kept when later gaps are
+// smaller.
 constexpr double kDefectShare = 0.1;
 constexpr double kMostDefect = 1e-8;
 // What a point must still have to be of use to the caller, when the solve stalls.
@@ -53,8 +54,8 @@ constexpr double kErrorOfResidual = 1e-3;
 constexpr double kTellingStep = 0.3;
 constexpr double kBrokenPromise = 0.2;
 
-// Where mu is within this factor of its stop, steps of this length should leave less than this share
-// of an infeasibility. When they do not, the stop is lowered by the last factor.
+// Where mu is within this factor of its stop, steps of this length should leave less than this
+// share of an infeasibility. When they do not, the stop is lowered by the last factor.
 constexpr double kNearStop = 3.0;
 constexpr double kLongStep = 0.9;
 constexpr double kStalledShare = 0.5;
@@ -258,7 +259,7 @@ double Solver::target(const Request &request, const StepLengths &predictor) {
   if (predictor.least() < kShortPredictor) sigma = std::max(sigma, kShortPredictorSigma);
   const double share = request.keep_centred ? kCentredShare : kPlainShare;
   stop_mu_ = relief_ * share * std::min(request.tolerance, kLoosestAim) *
-                      objective_size(form_, measures_.objective) / std::max(form_.pairs(), 1);
+             objective_size(form_, measures_.objective) / std::max(form_.pairs(), 1);
   return std::min(std::max(sigma * mu, stop_mu_), kLargestRise * mu);
 }
 

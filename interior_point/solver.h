@@ -5,7 +5,7 @@
  * Every iteration factorises once and then combines, all with that factorisation,
  *   1. the predictor, (8) with all residuals and products aimed at 0,
  *   2. a corrector towards mu_t with the predictor's second-order term, in the weight that gives
- * the longer steps (M. Colombo and J. Gondzio, Further development of multiple centrality
+ *      the longer steps (M. Colombo and J. Gondzio, Further development of multiple centrality
  *      correctors for interior point methods, Comput. Optim. Appl. 41 (2008) 277-305),
  *   3. up to three centrality correctors, as long as they lengthen the steps,
  * and moves by separate steps on the primal and the dual side.
@@ -13,15 +13,19 @@
  * With mu_aff the mean product after the predictor alone, its steps alpha, tau the tolerance and N
  * the number of products, the target is
  *
- *   mu_t = max(sigma mu, kappa min(tau, 1/2) |p| / N),  at most 3 mu,
+ *   mu_t = max(sigma mu, kappa min(tau, 1/2) |p| / N),  at most 3 mu,                         (12)
  *   sigma = (mu_aff / mu)^3, at least 0.01 when the point is to be centred,
- *           at least 0.5 (1 - min alpha)^2 while infeasible, at least 0.3 when min alpha < 0.1.
- * (12)
+ *           at least 0.5 (1 - min alpha)^2 while infeasible,
+ *           at least 0.3 when min alpha < 0.1,
+ *           at least 2 while infeasible after a step shorter than 0.1.
  *
  * The second entry of the maximum is the mu at which the gap just meets the tolerance. Without it
  * mu runs ahead of the infeasibility that new columns bring and the products leave the
- * neighbourhood; with it the point returned is well centred for free and a good place to restart
- * from.
+ * neighbourhood; with it the point returned is well centred for free and a good place to restart.
+ *
+ * A solve from a saved point that does not pay turns into one from scratch, and one from scratch
+ * that crawls because only penalty columns make the problem feasible starts again at their end of
+ * the path, both within the same call.
  */
 #ifndef INTERIOR_POINT_SOLVER_H
 #define INTERIOR_POINT_SOLVER_H
@@ -117,7 +121,7 @@ class Solver {
   double factorisation_mu_ = 0.0;
   double tolerance_ = 1e-8;    // of the gap
   double feasibility_ = 1e-9;  // of the infeasibilities
-  double rhs_size_ = 1.0;  // the first terms of the primal denominator of (7)
+  double rhs_size_ = 1.0;      // the first terms of the primal denominator of (7)
   int32_t iterations_ = 0;
   bool has_point_ = false;
   bool started_cold_ = false;

@@ -18,7 +18,8 @@ constexpr double kPenaltyCut = 1e3;
 // A column whose cost was raised keeps at least this share of mu as its product.
 constexpr double kLeastProduct = 0.5;
 
-// A removed column that carried this share of the right-hand side takes the point's feasibility along.
+// A removed column that carried this share of the right-hand side takes the point's feasibility
+// along.
 constexpr double kMissed = 0.05;
 
 constexpr int32_t kNew = -1;

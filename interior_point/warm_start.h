@@ -14,6 +14,10 @@
  * rho is the depth of the deepest new cut in its units. The infeasibility this leaves goes in the
  * first Newton steps. The ellipsoid is taken from the factorisation that the earlier solve ended
  * with; at a centred point A Theta A' = mu A Z^-2 A', so its own mu belongs to it.
+ *
+ * While rows live on penalty columns their duals are of the penalties' size, and a new column of
+ * ordinary cost cuts so deep that (11) would need dozens of steps. When the slacks of all its rows
+ * grow with it, the central path has that column large and the slacks with it; it is put there.
  */
 #ifndef INTERIOR_POINT_WARM_START_H
 #define INTERIOR_POINT_WARM_START_H
