@@ -16,6 +16,8 @@ namespace {
 constexpr double kDenseColumn = 10.0;
 constexpr int32_t kLeastDenseLength = 50;
 constexpr int32_t kMostDenseColumns = 200;
+// Supernodes this narrow are worked by plain loops: the calls of the kernels would cost more.
+constexpr int32_t kNarrow = 3;
 
 /// Everything that does not change between factorisations.
 struct SparsePattern {
@@ -201,8 +203,15 @@ void SparseFactorisation::update_from(int32_t s, int32_t d) {
   while (to < count && p_.nodes.of_column[rows[to]] == s) ++to;
   const double *block = panel(d) + from;
   const int32_t height = count - from;
-  dense::product_transposed(height, to - from, p_.nodes.columns(d), block, count, block, count,
-                            update_.data(), height);
+  if (p_.nodes.columns(d) == 1) {
+    for (int32_t c = 0; c < to - from; ++c) {
+      double *update = update_.data() + static_cast<int64_t>(c) * height;
+      for (int32_t k = c; k < height; ++k) update[k] = block[k] * block[c];
+    }
+  } else {
+    dense::product_transposed(height, to - from, p_.nodes.columns(d), block, count, block, count,
+                              update_.data(), height);
+  }
   const int32_t leading = p_.nodes.rows(s);
   for (int32_t c = 0; c < to - from; ++c) {
     double *column = panel(s) + static_cast<int64_t>(local_[rows[from + c]]) * leading;
@@ -233,6 +242,12 @@ bool SparseFactorisation::factorise_panel(int32_t s) {
   const int32_t columns = p_.nodes.columns(s);
   const int32_t rows = p_.nodes.rows(s);
   double *numbers = panel(s);
+  if (columns == 1) {
+    if (!(numbers[0] > 0.0)) return false;
+    numbers[0] = std::sqrt(numbers[0]);
+    for (int32_t k = 1; k < rows; ++k) numbers[k] /= numbers[0];
+    return true;
+  }
   if (!dense::cholesky(columns, numbers, rows)) return false;
   dense::solve_from_right(rows - columns, columns, numbers, rows, numbers + columns, rows);
   return true;
@@ -277,10 +292,35 @@ bool SparseFactorisation::compute(const double *theta, const double *added) {
   return p_.dense_column.empty() || factorise_dense_part(theta);
 }
 
+/// r = L_J^-1 r in the columns of a narrow supernode, and its share taken from the rows below.
+void solve_narrow(const double *panel, const int32_t *index, int32_t rows, int32_t columns,
+                  double *r) {
+  for (int32_t c = 0; c < columns; ++c) {
+    const double *l = panel + static_cast<int64_t>(c) * rows;
+    const double value = r[index[c]] / l[c];
+    r[index[c]] = value;
+    for (int32_t k = c + 1; k < rows; ++k) r[index[k]] -= l[k] * value;
+  }
+}
+
+void solve_narrow_transposed(const double *panel, const int32_t *index, int32_t rows,
+                             int32_t columns, double *r) {
+  for (int32_t c = columns; c-- > 0;) {
+    const double *l = panel + static_cast<int64_t>(c) * rows;
+    double sum = r[index[c]];
+    for (int32_t k = c + 1; k < rows; ++k) sum -= l[k] * r[index[k]];
+    r[index[c]] = sum / l[c];
+  }
+}
+
 void SparseFactorisation::solve_lower(double *r) const {
   for (int32_t s = 0; s < p_.nodes.count(); ++s) {
     const int32_t columns = p_.nodes.columns(s);
     const int32_t rows = p_.nodes.rows(s);
+    if (columns <= kNarrow) {
+      solve_narrow(panel(s), p_.nodes.rows_of(s), rows, columns, r);
+      continue;
+    }
     const int32_t below = rows - columns;
     const int32_t *index = p_.nodes.rows_of(s) + columns;
     double *own = r + p_.nodes.first[s];
@@ -295,6 +335,10 @@ void SparseFactorisation::solve_lower_transposed(double *r) const {
   for (int32_t s = p_.nodes.count(); s-- > 0;) {
     const int32_t columns = p_.nodes.columns(s);
     const int32_t rows = p_.nodes.rows(s);
+    if (columns <= kNarrow) {
+      solve_narrow_transposed(panel(s), p_.nodes.rows_of(s), rows, columns, r);
+      continue;
+    }
     const int32_t below = rows - columns;
     const int32_t *index = p_.nodes.rows_of(s) + columns;
     double *own = r + p_.nodes.first[s];
