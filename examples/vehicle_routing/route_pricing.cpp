@@ -1,0 +1,161 @@
+#include "examples/vehicle_routing/route_pricing.h"
+
+#include <algorithm>
+#include <limits>
+#include <numeric>
+#include <set>
+#include <utility>
+
+namespace vehicle_routing {
+
+constexpr double kUnit = 0.1;  // lengths are in tenths, duals and costs in units
+// Above this a reduced cost is rounding.
+constexpr double kWorthIt = -1e-7;
+// Sets of disjoint routes in an answer, and joints that are looked at for them. With fewer sets
+// more rounds are needed, with more of them the restricted master problems cost more than is won.
+constexpr size_t kLayers = 10;
+constexpr size_t kMostJoints = 5000;
+// Labels of the two halves may differ by this factor; a step is this part of the horizon.
+constexpr double kImbalance = 1.3;
+constexpr int32_t kHalfTimeSteps = 20;
+constexpr size_t kAllArcs = std::numeric_limits<size_t>::max();
+
+struct Level {
+  Dominance dominance;
+  size_t arcs;  ///< cheapest arcs out of every customer
+};
+
+static const Level kLevels[] = {{Dominance::kTimeCost, 10},
+                                {Dominance::kTimeLoadCost, kAllArcs},
+                                {Dominance::kExact, kAllArcs}};
+
+RoutePricer::RoutePricer(const Network &network)
+    : network_(network),
+      forward_(network, network.forward()),
+      backward_(network, network.backward()),
+      half_time_(network.horizon() / 2) {}
+
+void RoutePricer::set_costs(const double *u) {
+  const int32_t nodes = network_.nodes();
+  cost_.resize(static_cast<size_t>(nodes) * static_cast<size_t>(nodes));
+  for (int32_t i = 0; i < nodes; ++i) {
+    for (int32_t j = 0; j < nodes; ++j) {
+      cost_[network_.arc(i, j)] = kUnit * network_.length(i, j) - (j > 0 ? u[j - 1] : 0.0);
+    }
+  }
+}
+
+Pricing RoutePricer::price(const double *u, double open_gap, int32_t most) {
+  set_costs(u);
+  Pricing pricing;
+  for (const Level &level : kLevels) {
+    search(level.dominance, level.arcs);
+    pricing.exact = level.dominance == Dominance::kExact;
+    pricing.shortfall = std::accumulate(least_.begin(), least_.end(), 0.0);
+    if (-pricing.shortfall > open_gap && joints_.front().reduced_cost < kWorthIt) break;
+  }
+  if (pricing.exact) move_half_time();
+  pricing.routes = choose_routes(most);
+  return pricing;
+}
+
+void RoutePricer::search(Dominance dominance, size_t arcs) {
+  forward_.run(cost_, dominance, half_time_, arcs);
+  backward_.run(cost_, dominance, network_.horizon() - half_time_ - 1, arcs);
+  join();
+}
+
+/// The side with more labels gets less of the time in the next round.
+void RoutePricer::move_half_time() {
+  const double front = static_cast<double>(forward_.size());
+  const double back = static_cast<double>(backward_.size());
+  const int32_t shift = network_.horizon() / kHalfTimeSteps;
+  if (front > kImbalance * back) half_time_ -= shift;
+  if (back > kImbalance * front) half_time_ += shift;
+  half_time_ = std::clamp(half_time_, shift, network_.horizon() - shift);
+}
+
+bool RoutePricer::fits(const Label &front, Memory carried, const Label &back) const {
+  return (carried & back.memory) == 0 && front.load <= network_.capacity() - back.load &&
+         front.time + network_.forward().step[network_.arc(front.node, back.node)] <=
+             network_.horizon() - back.time &&
+         back.last != front.node;
+}
+
+/// Improves `best` by the best route that goes on from label k to node `to`.
+void RoutePricer::join_label(int32_t k, int32_t to, Joint &best) const {
+  const Label &front = forward_.label(k);
+  if (to == front.node || to == front.last) return;
+  const double cost = front.cost + kUnit * network_.length(front.node, to);
+  const Memory carried = network_.carry(front.memory, front.node, to);
+  for (const int32_t b : backward_.settled(to)) {
+    const Label &back = backward_.label(b);
+    if (cost + back.cost >= best.reduced_cost) return;
+    if (!fits(front, carried, back)) continue;
+    best = {cost + back.cost, k, b};
+    return;
+  }
+}
+
+void RoutePricer::join() {
+  joints_.clear();
+  least_.assign(static_cast<size_t>(network_.nodes()), 0.0);
+  for (int32_t to = 1; to < network_.nodes(); ++to) {
+    for (const int32_t k : forward_.settled(0)) {
+      Joint best;
+      join_label(k, to, best);
+      keep(best, to);
+    }
+  }
+  for (int32_t i = 1; i < network_.nodes(); ++i) {
+    for (const int32_t k : forward_.settled(i)) {
+      Joint best;
+      for (int32_t to = 0; to < network_.nodes(); ++to) join_label(k, to, best);
+      keep(best, i);
+    }
+  }
+  std::sort(joints_.begin(), joints_.end(),
+            [](const Joint &a, const Joint &b) { return a.reduced_cost < b.reduced_cost; });
+}
+
+void RoutePricer::keep(const Joint &joint, int32_t customer) {
+  if (joint.forward < 0) return;
+  double &least = least_[static_cast<size_t>(customer)];
+  least = std::min(least, joint.reduced_cost);
+  joints_.push_back(joint);
+}
+
+Route RoutePricer::route(const Joint &joint) const {
+  Route route = forward_.path(joint.forward);
+  const Route rest = backward_.path(joint.backward);
+  route.insert(route.end(), rest.rbegin(), rest.rend());
+  return route;
+}
+
+/// Puts the route into the first layer whose routes visit none of its customers.
+static bool enter(const Route &route, std::vector<std::vector<char>> &layers) {
+  for (std::vector<char> &visited : layers) {
+    const auto is_visited = [&visited](int32_t i) { return visited[static_cast<size_t>(i)] != 0; };
+    if (std::any_of(route.begin(), route.end(), is_visited)) continue;
+    for (const int32_t i : route) visited[static_cast<size_t>(i)] = 1;
+    return true;
+  }
+  return false;
+}
+
+std::vector<Route> RoutePricer::choose_routes(int32_t most) const {
+  const size_t limit = most > 0 ? static_cast<size_t>(most) : kMostJoints;
+  std::vector<std::vector<char>> layers(
+      kLayers, std::vector<char>(static_cast<size_t>(network_.nodes()), 0));
+  std::vector<Route> routes;
+  std::set<Route> seen;
+  for (size_t k = 0; k < std::min(joints_.size(), kMostJoints) && routes.size() < limit; ++k) {
+    if (joints_[k].reduced_cost > kWorthIt) break;
+    Route candidate = route(joints_[k]);
+    if (!seen.insert(candidate).second || !enter(candidate, layers)) continue;
+    routes.push_back(std::move(candidate));
+  }
+  return routes;
+}
+
+}  // namespace vehicle_routing
