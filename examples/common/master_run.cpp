@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <limits>
 #include <new>
+#include <stdexcept>
 #include <utility>
 
 #include "examples/common/quiet_output.h"
@@ -44,6 +45,9 @@ void MasterRun::Release::operator()(QUARN_env *env) const {
 MasterRun::MasterRun(const MasterRows &rows, Oracle &oracle, const Options &options,
                      const std::vector<double> &warm_duals)
     : oracle_(oracle), options_(options) {
+  if (!warm_duals.empty() && warm_duals.size() != rows.rhs_.size()) {
+    throw std::invalid_argument("one warm dual is needed for each row");
+  }
   std::vector<double> rhs = rows.rhs_;
   std::vector<int16_t> types = rows.types_;
   std::vector<double> duals = warm_duals;

@@ -77,7 +77,8 @@ class MasterRun {
  public:
   /// `oracle` and `options` have to outlive the run. With `warm_duals` (one value for each row, the
   /// cost row excepted) the oracle is called with these before the first restricted master problem.
-  /// Throws std::bad_alloc when the environment cannot be made.
+  /// Throws std::invalid_argument when they are not one for each row, std::bad_alloc
+  /// when the environment cannot be made.
   MasterRun(const MasterRows &rows, Oracle &oracle, const Options &options,
             const std::vector<double> &warm_duals = {});
   MasterRun(const MasterRun &) = delete;

@@ -115,7 +115,9 @@ static int solve(const Settings &settings) {
   OracleSettings oracle_settings = settings.oracle;
   oracle_settings.columns_per_call = settings.columns_per_call;
   FlowOracle oracle(network, oracle_settings);
-  examples::MasterRun run(oracle.rows(), oracle, settings, oracle.first_duals());
+  // The rows first: the duals are as many as there are rows.
+  const examples::MasterRows rows = oracle.rows();
+  examples::MasterRun run(rows, oracle, settings, oracle.first_duals());
   // The oracle knows its columns by their place, and never repeats one.
   QUARN_set_max_number_columns(&run.env(), std::numeric_limits<int32_t>::max());
   QUARN_set_column_elimination(&run.env(), 0);
