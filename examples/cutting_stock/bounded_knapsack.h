@@ -65,14 +65,18 @@ struct Packing {
  */
 class BoundedKnapsack {
  public:
+  /// kFine: a cell for each unit as long as that is at all affordable, for a bound that is z or
+  /// close to it. kCoarse: at most some thousand cells, for finding good packings quickly.
+  enum Tables { kFine, kCoarse };
+
   /// Makes the tables, in time proportional to the number of parts times the number of cells.
-  BoundedKnapsack(int64_t capacity, const std::vector<KnapsackItem> &items);
+  BoundedKnapsack(int64_t capacity, const std::vector<KnapsackItem> &items, Tables tables);
 
   /// Sets an item's limit to `limit`, which is not above the present one. Costs nothing; the
   /// tables stay valid as bounds.
   void lower_limit(int32_t item, int64_t limit);
 
-  /// Makes the tables anew for the present limits; items used up no longer cost time.
+  /// Makes the tables anew for the present limits, coarse ones; items used up no longer cost time.
   void renew();
 
   /// True while no limit has fallen since the tables were made.
@@ -108,7 +112,7 @@ class BoundedKnapsack {
   using Table = std::vector<double>;
 
   void make_parts();
-  void make_tables();
+  void make_tables(Tables tables);
   void add_part(const Part &part, const Table &before, Table &after) const;
   size_t block_begin(size_t b) const { return b == 0 ? 0 : block_end_[b - 1]; }
   size_t cell(int64_t room) const { return static_cast<size_t>(room >> shift_); }

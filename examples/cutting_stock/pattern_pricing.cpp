@@ -11,9 +11,10 @@ namespace cutting_stock {
 // Looks at a part until a search gives up. The first search of a round has to be complete, for the
 // sake of its bound, where the tables alone do not prove it: some seconds at the most. The others
 // only look for columns, and where one fails the tables are renewed: its limit is the time that
-// takes, divided by kTableShare, or kQuickSearch where tables are small.
+// takes, divided by kTableShare, but not below kQuickSearch and not above kLongSearch.
 constexpr int64_t kCompleteSearch = 50000000;
 constexpr int64_t kQuickSearch = 10000;
+constexpr int64_t kLongSearch = 500000;
 constexpr int64_t kTableShare = 8;
 // Tables are renewed, too, when the searches since have taken this many times as long as tables
 // do. On instances with 200 to 1000 types the total hardly changes from 1/5 to 1.
@@ -26,12 +27,14 @@ constexpr double kSlack = 0.05;
 // 8.4; but instances with 1000 types then have nearly twice as many columns.
 constexpr double kPlenty = 0.25;
 
-/// The sequence of packings for falling demands.
+/// The sequence of packings for falling demands; `demand` is lowered by what is cut.
 class Sequence {
  public:
   Sequence(const std::vector<int64_t> &sizes, int64_t length, const double *u,
-           std::vector<int64_t> &demand)
-      : demand_(demand), types_(priced_types(u, demand)), knapsack_(length, items(sizes, u)) {}
+           std::vector<int64_t> &demand, BoundedKnapsack::Tables tables)
+      : demand_(demand),
+        types_(priced_types(u, demand)),
+        knapsack_(length, items(sizes, u), tables) {}
 
   Packing first() { return knapsack_.solve(0.0, 0.0, kCompleteSearch); }
 
@@ -103,7 +106,9 @@ class Sequence {
   }
 
   int64_t table_effort() const { return knapsack_.table_effort(); }
-  int64_t quick_effort() const { return std::max(kQuickSearch, table_effort() / kTableShare); }
+  int64_t quick_effort() const {
+    return std::clamp(table_effort() / kTableShare, kQuickSearch, kLongSearch);
+  }
 
   Packing search(double worth, double slack) {
     const Packing packing = knapsack_.solve(worth, slack, quick_effort());
@@ -138,7 +143,7 @@ std::vector<int64_t> PatternPricer::demands() const {
 Pricing PatternPricer::price(const double *u, double worth, int32_t most) const {
   const size_t limit = most > 0 ? static_cast<size_t>(most) : std::numeric_limits<size_t>::max();
   std::vector<int64_t> remaining = demands();
-  Sequence sequence(sizes_, length_, u, remaining);
+  Sequence sequence(sizes_, length_, u, remaining, BoundedKnapsack::kFine);
   Packing packing = sequence.first();
   Pricing pricing;
   pricing.best_value = packing.bound;
@@ -150,13 +155,14 @@ Pricing PatternPricer::price(const double *u, double worth, int32_t most) const 
   const double plenty = kPlenty * static_cast<double>(instance_.size());
   if (worth > 0.0 && static_cast<double>(pricing.patterns.size()) < plenty) {
     std::vector<int64_t> demand = demands();
-    Sequence(sizes_, length_, u, demand).cover(worth, limit, pricing.patterns);
+    Sequence(sizes_, length_, u, demand, BoundedKnapsack::kCoarse)
+        .cover(worth, limit, pricing.patterns);
   }
   return pricing;
 }
 
 std::vector<Cut> PatternPricer::fill(const double *u, std::vector<int64_t> &demand) const {
-  Sequence sequence(sizes_, length_, u, demand);
+  Sequence sequence(sizes_, length_, u, demand, BoundedKnapsack::kCoarse);
   std::vector<Cut> cuts;
   for (Packing packing = sequence.next(0.0, 0.0); !packing.items.empty();) {
     cuts.push_back(sequence.cut(packing));

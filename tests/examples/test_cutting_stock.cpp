@@ -64,7 +64,8 @@ TEST(CuttingStock, KnapsackIsExactWhileLimitsFall) {
       const double value = static_cast<double>(draw(random, 1, 1000)) / 1000.0;
       items.push_back({draw(random, 3 * unit, capacity), value, draw(random, 1, 4)});
     }
-    BoundedKnapsack knapsack(capacity, items);
+    const auto tables = round % 2 == 0 ? BoundedKnapsack::kFine : BoundedKnapsack::kCoarse;
+    BoundedKnapsack knapsack(capacity, items, tables);
     for (int change = 0; change < 4; ++change) {
       SCOPED_TRACE(testing::Message() << "round " << round << ", change " << change);
       const double best = best_value(items, 0, capacity, items.size(), 0);
