@@ -11,43 +11,31 @@ namespace interior_point {
 
 namespace {
 
-// A column is dense when it is this many times longer than sqrt(rows), and longer than the second
-// value; there are never more of them than the third says, for (14) costs rows * count^2.
-constexpr double kDenseColumn = 10.0;
-constexpr int32_t kLeastDenseLength = 50;
-constexpr int32_t kMostDenseColumns = 200;
 // Supernodes this narrow are worked by plain loops: the calls of the kernels would cost more.
 constexpr int32_t kNarrow = 3;
+// Columns of a panel of both signs that are worked by plain loops between two matrix products.
+constexpr int32_t kSignedBlock = 32;
 
-/// Everything that does not change between factorisations.
+/// Everything that does not change between factorisations. An unknown is known by its place.
 struct SparsePattern {
   Supernodes nodes;
   int32_t rows = 0;
-  // A with its rows renamed to places, entries increasing in each column, dense columns left out...
+  int32_t unknowns = 0;  // rows and kept columns
+  // A_S with its rows renamed to places, entries increasing in each column...
   SparseColumns ordered;
   std::vector<int32_t> column;  // ... and the columns of A these are
   // Its entries by rows: the column and the position from which on the column lies in or below.
   std::vector<int64_t> by_row_start;
   std::vector<int32_t> by_row_column;
   std::vector<int32_t> by_row_first;
-  // The dense columns, rows by places.
-  SparseColumns dense;
-  std::vector<int32_t> dense_column;
-  int64_t largest_update = 0;  // entries of the largest product in (13)
+  // P of (14) below the diagonal: per unknown, the entries whose other unknown comes later.
+  SparseColumns coupling;
+  std::vector<int32_t> kept;         // per unknown: the kept column that it is, or -1 for a row
+  std::vector<double> sign;          // per unknown: its entry in D
+  std::vector<uint8_t> is_positive;  // per supernode: D is 1 in all of it
+  int64_t largest_update = 0;        // entries of the largest product in (13)
+  int64_t largest_signed = 0;        // entries of the largest panel that is not positive
 };
-
-std::vector<uint8_t> dense_columns(const SparseColumns &A) {
-  std::vector<uint8_t> dense(static_cast<size_t>(A.columns()), 0);
-  const double limit = std::max(kDenseColumn * std::sqrt(static_cast<double>(A.rows)),
-                                static_cast<double>(kLeastDenseLength));
-  int32_t count = 0;
-  for (int32_t j = 0; j < A.columns(); ++j) {
-    dense[j] = A.length(j) > limit;
-    count += dense[j];
-  }
-  if (count > kMostDenseColumns) std::fill(dense.begin(), dense.end(), uint8_t{0});
-  return dense;
-}
 
 void append_renamed(const SparseColumns &A, int32_t j, const std::vector<int32_t> &place,
                     SparseColumns *out) {
@@ -65,7 +53,7 @@ void append_renamed(const SparseColumns &A, int32_t j, const std::vector<int32_t
 
 void index_by_rows(SparsePattern *pattern) {
   const SparseColumns &A = pattern->ordered;
-  pattern->by_row_start.assign(static_cast<size_t>(A.rows) + 1, 0);
+  pattern->by_row_start.assign(static_cast<size_t>(pattern->unknowns) + 1, 0);
   for (const int32_t i : A.row) ++pattern->by_row_start[i + 1];
   std::partial_sum(pattern->by_row_start.begin(), pattern->by_row_start.end(),
                    pattern->by_row_start.begin());
@@ -97,18 +85,63 @@ int64_t largest_update(const Supernodes &nodes) {
   return most;
 }
 
+/// P by the earlier unknown of each entry.
+void couple(const SparseColumns &A, const std::vector<int32_t> &kept, SparsePattern *pattern) {
+  const std::vector<int32_t> &place = pattern->nodes.place;
+  std::vector<std::vector<std::pair<int32_t, double>>> entries(
+      static_cast<size_t>(pattern->unknowns));
+  for (size_t k = 0; k < kept.size(); ++k) {
+    const int32_t own = place[static_cast<size_t>(A.rows) + k];
+    pattern->kept[own] = kept[k];
+    pattern->sign[own] = -1.0;
+    for (int32_t t = A.start[kept[k]]; t < A.start[kept[k] + 1]; ++t) {
+      const int32_t other = place[A.row[t]];
+      entries[std::min(own, other)].emplace_back(std::max(own, other), A.value[t]);
+    }
+  }
+  for (const auto &list : entries) {
+    for (const auto &entry : list) {
+      pattern->coupling.row.push_back(entry.first);
+      pattern->coupling.value.push_back(entry.second);
+    }
+    pattern->coupling.start.push_back(static_cast<int32_t>(pattern->coupling.row.size()));
+  }
+}
+
+void mark_positive_supernodes(SparsePattern *pattern) {
+  const Supernodes &nodes = pattern->nodes;
+  for (int32_t s = 0; s < nodes.count(); ++s) {
+    const double *sign = pattern->sign.data() + nodes.first[s];
+    const bool positive =
+        std::all_of(sign, sign + nodes.columns(s), [](double d) { return d > 0.0; });
+    pattern->is_positive.push_back(positive);
+    if (positive) continue;
+    pattern->largest_signed =
+        std::max(pattern->largest_signed, static_cast<int64_t>(nodes.rows(s)) * nodes.columns(s));
+  }
+}
+
 std::shared_ptr<SparsePattern> make_pattern(const SparseColumns &A,
-                                            const std::vector<uint8_t> &dense, Supernodes nodes) {
+                                            const std::vector<int32_t> &kept, Supernodes nodes) {
   auto pattern = std::make_shared<SparsePattern>();
   pattern->nodes = std::move(nodes);
   pattern->rows = A.rows;
-  pattern->ordered.rows = A.rows;
-  pattern->dense.rows = A.rows;
+  pattern->unknowns = A.rows + static_cast<int32_t>(kept.size());
+  pattern->ordered.rows = pattern->unknowns;
+  pattern->kept.assign(static_cast<size_t>(pattern->unknowns), -1);
+  pattern->sign.assign(static_cast<size_t>(pattern->unknowns), 1.0);
+  auto next = kept.begin();
   for (int32_t j = 0; j < A.columns(); ++j) {
-    append_renamed(A, j, pattern->nodes.place, dense[j] ? &pattern->dense : &pattern->ordered);
-    (dense[j] ? pattern->dense_column : pattern->column).push_back(j);
+    if (next != kept.end() && *next == j) {
+      ++next;
+      continue;
+    }
+    append_renamed(A, j, pattern->nodes.place, &pattern->ordered);
+    pattern->column.push_back(j);
   }
   index_by_rows(pattern.get());
+  couple(A, kept, pattern.get());
+  mark_positive_supernodes(pattern.get());
   pattern->largest_update = largest_update(pattern->nodes);
   return pattern;
 }
@@ -132,10 +165,10 @@ class SparseFactorisation : public Factorisation {
   void update_from(int32_t s, int32_t d);
   void pass_on(int32_t d, int32_t from);
   bool factorise_panel(int32_t s);
-  bool factorise_dense_part(const double *theta);
+  bool factorise_signed_panel(int32_t s);
+  const double *times_signs(int32_t d, const double *block, int32_t height);
   void solve_lower(double *r) const;
   void solve_lower_transposed(double *r) const;
-  void correct_for_dense_columns(double *r) const;
 
   std::shared_ptr<const SparsePattern> pattern_;
   const SparsePattern &p_;
@@ -146,32 +179,27 @@ class SparseFactorisation : public Factorisation {
   std::vector<int32_t> next_;     // per supernode: the next one waiting at the same place
   std::vector<int32_t> waiting_;  // per supernode: its first row not yet used
   std::vector<double> update_;
-  std::vector<double> v_;            // V of (14), rows x dense columns
-  std::vector<double> p_dense_;      // P of (14)
-  std::vector<double> capacitance_;  // Cholesky factor of I + P'V
+  std::vector<double> signed_;  // a block of a panel times D
   mutable std::vector<double> work_, gathered_;
 };
 
 SparseFactorisation::SparseFactorisation(std::shared_ptr<const SparsePattern> pattern)
     : pattern_(std::move(pattern)), p_(*pattern_) {
-  const size_t rows = static_cast<size_t>(p_.rows);
+  const size_t unknowns = static_cast<size_t>(p_.unknowns);
   const size_t supernodes = static_cast<size_t>(p_.nodes.count());
-  const size_t dense = p_.dense_column.size();
   numbers_.resize(static_cast<size_t>(p_.nodes.panel_start.back()));
-  added_.resize(rows);
-  local_.resize(rows);
+  added_.resize(unknowns);
+  local_.resize(unknowns);
   head_.resize(supernodes);
   next_.resize(supernodes);
   waiting_.resize(supernodes);
   update_.resize(static_cast<size_t>(p_.largest_update));
-  v_.resize(rows * dense);
-  p_dense_.resize(rows * dense);
-  capacitance_.resize(dense * dense);
-  work_.resize(rows);
-  gathered_.resize(std::max(rows, dense));
+  signed_.resize(static_cast<size_t>(p_.largest_signed));
+  work_.resize(unknowns);
+  gathered_.resize(unknowns);
 }
 
-/// M_J of (13): the entries of A Theta A' in the columns of the supernode.
+/// M_J of (13): the entries of (14) in the columns of the supernode.
 void SparseFactorisation::assemble(int32_t s, const double *theta) {
   const int32_t *rows = p_.nodes.rows_of(s);
   const int32_t count = p_.nodes.rows(s);
@@ -182,7 +210,10 @@ void SparseFactorisation::assemble(int32_t s, const double *theta) {
   for (int32_t k = 0; k < p_.nodes.columns(s); ++k) {
     const int32_t i = rows[k];
     double *column = numbers + static_cast<int64_t>(k) * count;
-    column[k] = added_[i];
+    column[k] = p_.kept[i] < 0 ? added_[i] : -1.0 / theta[p_.kept[i]];
+    for (int32_t t = p_.coupling.start[i]; t < p_.coupling.start[i + 1]; ++t) {
+      column[local_[p_.coupling.row[t]]] += p_.coupling.value[t];
+    }
     for (int64_t q = p_.by_row_start[i]; q < p_.by_row_start[i + 1]; ++q) {
       const int32_t j = p_.by_row_column[q];
       const int32_t first = p_.by_row_first[q];
@@ -192,6 +223,17 @@ void SparseFactorisation::assemble(int32_t s, const double *theta) {
       }
     }
   }
+}
+
+/// The rows of the block, which starts within the panel of d, times D.
+const double *SparseFactorisation::times_signs(int32_t d, const double *block, int32_t height) {
+  const double *sign = p_.sign.data() + p_.nodes.first[d];
+  for (int32_t c = 0; c < p_.nodes.columns(d); ++c) {
+    const double *from = block + static_cast<int64_t>(c) * p_.nodes.rows(d);
+    double *to = signed_.data() + static_cast<int64_t>(c) * height;
+    for (int32_t k = 0; k < height; ++k) to[k] = sign[c] * from[k];
+  }
+  return signed_.data();
 }
 
 /// One term of the sum in (13).
@@ -204,13 +246,17 @@ void SparseFactorisation::update_from(int32_t s, int32_t d) {
   const double *block = panel(d) + from;
   const int32_t height = count - from;
   if (p_.nodes.columns(d) == 1) {
+    const double sign = p_.sign[p_.nodes.first[d]];
     for (int32_t c = 0; c < to - from; ++c) {
       double *update = update_.data() + static_cast<int64_t>(c) * height;
-      for (int32_t k = c; k < height; ++k) update[k] = block[k] * block[c];
+      const double factor = sign * block[c];
+      for (int32_t k = c; k < height; ++k) update[k] = block[k] * factor;
     }
   } else {
-    dense::product_transposed(height, to - from, p_.nodes.columns(d), block, count, block, count,
-                              update_.data(), height);
+    const bool positive = p_.is_positive[d];
+    const double *right = positive ? block : times_signs(d, block, to - from);
+    dense::product_transposed(height, to - from, p_.nodes.columns(d), block, count, right,
+                              positive ? count : to - from, update_.data(), height);
   }
   const int32_t leading = p_.nodes.rows(s);
   for (int32_t c = 0; c < to - from; ++c) {
@@ -242,6 +288,7 @@ bool SparseFactorisation::factorise_panel(int32_t s) {
   const int32_t columns = p_.nodes.columns(s);
   const int32_t rows = p_.nodes.rows(s);
   double *numbers = panel(s);
+  if (!p_.is_positive[s]) return factorise_signed_panel(s);
   if (columns == 1) {
     if (!(numbers[0] > 0.0)) return false;
     numbers[0] = std::sqrt(numbers[0]);
@@ -253,31 +300,39 @@ bool SparseFactorisation::factorise_panel(int32_t s) {
   return true;
 }
 
-/// V and the factor of I + P'V of (14).
-bool SparseFactorisation::factorise_dense_part(const double *theta) {
-  const int32_t count = static_cast<int32_t>(p_.dense_column.size());
-  std::fill(p_dense_.begin(), p_dense_.end(), 0.0);
-  for (int32_t k = 0; k < count; ++k) {
-    double *column = p_dense_.data() + static_cast<int64_t>(k) * p_.rows;
-    const double root = std::sqrt(theta[p_.dense_column[k]]);
-    for (int32_t t = p_.dense.start[k]; t < p_.dense.start[k + 1]; ++t) {
-      column[p_.dense.row[t]] = root * p_.dense.value[t];
+/// The same for a panel with both signs, or the negative one: l_c = K_c d_c / sqrt(d_c K_cc).
+bool SparseFactorisation::factorise_signed_panel(int32_t s) {
+  const int32_t columns = p_.nodes.columns(s);
+  const int32_t rows = p_.nodes.rows(s);
+  const double *sign = p_.sign.data() + p_.nodes.first[s];
+  double *numbers = panel(s);
+  for (int32_t first = 0; first < columns; first += kSignedBlock) {
+    const int32_t end = std::min(first + kSignedBlock, columns);
+    for (int32_t c = first; c < end; ++c) {
+      double *l = numbers + static_cast<int64_t>(c) * rows;
+      if (!(sign[c] * l[c] > 0.0)) return false;
+      const double root = std::sqrt(sign[c] * l[c]);
+      l[c] = root;
+      for (int32_t k = c + 1; k < rows; ++k) l[k] *= sign[c] / root;
+      for (int32_t e = c + 1; e < end; ++e) {
+        double *column = numbers + static_cast<int64_t>(e) * rows;
+        const double factor = sign[c] * l[e];
+        for (int32_t k = e; k < rows; ++k) column[k] -= factor * l[k];
+      }
     }
+    const int32_t left = columns - end;
+    if (left == 0) break;
+    const double *block = numbers + static_cast<int64_t>(first) * rows + end;
+    for (int32_t c = first; c < end; ++c) {
+      const double *from = numbers + static_cast<int64_t>(c) * rows + end;
+      double *to = signed_.data() + static_cast<int64_t>(c - first) * left;
+      for (int32_t k = 0; k < left; ++k) to[k] = sign[c] * from[k];
+    }
+    dense::subtract_product_transposed(rows - end, left, end - first, block, rows, signed_.data(),
+                                       left, numbers + static_cast<int64_t>(end) * rows + end,
+                                       rows);
   }
-  v_ = p_dense_;
-  for (int32_t k = 0; k < count; ++k) {
-    double *column = v_.data() + static_cast<int64_t>(k) * p_.rows;
-    solve_lower(column);
-    solve_lower_transposed(column);
-  }
-  std::fill(capacitance_.begin(), capacitance_.end(), 0.0);
-  for (int32_t k = 0; k < count; ++k) {
-    double *column = capacitance_.data() + static_cast<int64_t>(k) * count;
-    column[k] = 1.0;
-    dense::add_transposed_vector(p_.rows, count, 1.0, p_dense_.data(), p_.rows,
-                                 v_.data() + static_cast<int64_t>(k) * p_.rows, column);
-  }
-  return dense::cholesky(count, capacitance_.data(), count);
+  return true;
 }
 
 bool SparseFactorisation::compute(const double *theta, const double *added) {
@@ -289,7 +344,7 @@ bool SparseFactorisation::compute(const double *theta, const double *added) {
     if (!factorise_panel(s)) return false;
     pass_on(s, p_.nodes.columns(s));
   }
-  return p_.dense_column.empty() || factorise_dense_part(theta);
+  return true;
 }
 
 /// r = L_J^-1 r in the columns of a narrow supernode, and its share taken from the rows below.
@@ -349,22 +404,14 @@ void SparseFactorisation::solve_lower_transposed(double *r) const {
   }
 }
 
-/// r = r - V (I + P'V)^-1 P'r for r solved with the sparse part: (14) by places.
-void SparseFactorisation::correct_for_dense_columns(double *r) const {
-  const int32_t count = static_cast<int32_t>(p_.dense_column.size());
-  if (count == 0) return;
-  std::fill(gathered_.begin(), gathered_.begin() + count, 0.0);
-  dense::add_transposed_vector(p_.rows, count, 1.0, p_dense_.data(), p_.rows, r, gathered_.data());
-  dense::solve_lower(count, capacitance_.data(), count, gathered_.data());
-  dense::solve_lower_transposed(count, capacitance_.data(), count, gathered_.data());
-  dense::add_matrix_vector(p_.rows, count, -1.0, v_.data(), p_.rows, gathered_.data(), r);
-}
-
 void SparseFactorisation::solve(double *r) const {
+  if (p_.unknowns > p_.rows) std::fill(work_.begin(), work_.end(), 0.0);
   for (int32_t i = 0; i < p_.rows; ++i) work_[p_.nodes.place[i]] = r[i];
   solve_lower(work_.data());
+  if (p_.unknowns > p_.rows) {
+    for (size_t k = 0; k < work_.size(); ++k) work_[k] *= p_.sign[k];
+  }
   solve_lower_transposed(work_.data());
-  correct_for_dense_columns(work_.data());
   for (int32_t i = 0; i < p_.rows; ++i) r[i] = work_[p_.nodes.place[i]];
 }
 
@@ -383,12 +430,12 @@ void SparseFactorisation::quadratic_forms(const SparseColumns &columns, double *
 }  // namespace
 
 std::unique_ptr<Factorisation> make_sparse_factorisation(const SparseColumns &A,
-                                                         double work_limit) {
-  const std::vector<uint8_t> dense = dense_columns(A);
-  Supernodes nodes = find_supernodes(A, dense);
-  const double count = std::accumulate(dense.begin(), dense.end(), 0);
-  if (nodes.work + count * count * A.rows > work_limit) return nullptr;
-  return std::make_unique<SparseFactorisation>(make_pattern(A, dense, std::move(nodes)));
+                                                         const std::vector<int32_t> &kept,
+                                                         double *work_limit) {
+  Supernodes nodes = find_supernodes(A, kept);
+  if (!(nodes.work < *work_limit)) return nullptr;
+  *work_limit = nodes.work;
+  return std::make_unique<SparseFactorisation>(make_pattern(A, kept, std::move(nodes)));
 }
 
 }  // namespace interior_point

@@ -13,10 +13,16 @@
  * dense of the factor ends up in one last panel, so the dense kernel does that share of the work
  * too.
  *
- * A column of A with very many entries would fill M by itself. Such columns stay out of the sparse
- * part: with P = A_dense Theta_dense^1/2 and L L' the factor of the rest,
+ * A long column of A fills its square in M. Such columns can be kept as unknowns of their own: with
+ * A = [S P], P the kept columns, and q = Theta_P P'y, the system M y = r becomes
  *
- *   M^-1 = (L L')^-1 - V (I + P'V)^-1 V',   V = (L L')^-1 P.                                  (14)
+ *   [ A_S Theta_S A_S' + delta I   P           ] [ y ]   [ r ]
+ *   [ P'                          -Theta_P^-1  ] [ q ] = [ 0 ],                              (14)
+ *
+ * which is quasidefinite: K = L D L' with D = diag(+-1), positive in the rows and negative in the
+ * kept columns, exists for every order (R. J. Vanderbei, SIAM J. Optimization 5 (1995) 100-113), so
+ * the ordering is free to pass through a dense column late, or through the rows of many columns
+ * first, whichever fills less. With D in the middle of its products (13) stays as it is.
  */
 #ifndef INTERIOR_POINT_SPARSE_FACTORISATION_H
 #define INTERIOR_POINT_SPARSE_FACTORISATION_H
@@ -27,9 +33,12 @@
 
 namespace interior_point {
 
-/// A sparse factorisation of A Theta A' where its work (in multiply-add pairs of the dense kernel)
-/// is below `work_limit`, null where it is not. Throws std::bad_alloc.
-std::unique_ptr<Factorisation> make_sparse_factorisation(const SparseColumns &A, double work_limit);
+/// A sparse factorisation of A Theta A', or of (14) with the columns `kept` (increasing), where its
+/// work (in multiply-add pairs of the dense kernel) is below `*work_limit`, which it then replaces;
+/// null where it is not. Throws std::bad_alloc.
+std::unique_ptr<Factorisation> make_sparse_factorisation(const SparseColumns &A,
+                                                         const std::vector<int32_t> &kept,
+                                                         double *work_limit);
 
 }  // namespace interior_point
 

@@ -19,17 +19,17 @@ struct Relaxation {
 };
 constexpr Relaxation kRelaxations[] = {{4, 0.9}, {16, 0.5}, {48, 0.2}, {1 << 30, 0.05}};
 
-/// Pattern of the lower triangle of A A', columns by place.
+/// Which unknowns each unknown meets, itself left out.
 struct Adjacency {
   std::vector<int64_t> start;
   std::vector<int32_t> row;
 };
 
-/// Rows that each row shares a column with, itself left out.
-Adjacency adjacency_of(const SparseColumns &A, const std::vector<uint8_t> &left_out) {
+/// Adjacency of A_S A_S' for the columns of S, those that are not marked.
+Adjacency adjacency_of_rows(const SparseColumns &A, const std::vector<uint8_t> &marked) {
   std::vector<std::vector<int32_t>> row_columns(static_cast<size_t>(A.rows));
   for (int32_t j = 0; j < A.columns(); ++j) {
-    if (left_out[j] || A.length(j) < 2) continue;
+    if (marked[j] || A.length(j) < 2) continue;
     for (int32_t t = A.start[j]; t < A.start[j + 1]; ++t) row_columns[A.row[t]].push_back(j);
   }
   Adjacency adjacency;
@@ -49,8 +49,36 @@ Adjacency adjacency_of(const SparseColumns &A, const std::vector<uint8_t> &left_
   return adjacency;
 }
 
-/// place[i] of row i in an approximate minimum degree order.
-std::vector<int32_t> minimum_degree(const Adjacency &adjacency, int32_t rows) {
+/// Adjacency of (14): the rows as above, and each kept column with the rows of its entries.
+Adjacency adjacency_of(const SparseColumns &A, const std::vector<int32_t> &kept) {
+  std::vector<uint8_t> marked(static_cast<size_t>(A.columns()), 0);
+  for (const int32_t j : kept) marked[j] = 1;
+  Adjacency rows = adjacency_of_rows(A, marked);
+  if (kept.empty()) return rows;
+  std::vector<std::vector<int32_t>> columns_of(static_cast<size_t>(A.rows));
+  for (size_t k = 0; k < kept.size(); ++k) {
+    for (int32_t t = A.start[kept[k]]; t < A.start[kept[k] + 1]; ++t) {
+      columns_of[A.row[t]].push_back(A.rows + static_cast<int32_t>(k));
+    }
+  }
+  Adjacency all;
+  all.start.push_back(0);
+  for (int32_t i = 0; i < A.rows; ++i) {
+    all.row.insert(all.row.end(), rows.row.begin() + rows.start[i],
+                   rows.row.begin() + rows.start[i + 1]);
+    all.row.insert(all.row.end(), columns_of[i].begin(), columns_of[i].end());
+    all.start.push_back(static_cast<int64_t>(all.row.size()));
+  }
+  for (const int32_t j : kept) {
+    all.row.insert(all.row.end(), A.row.begin() + A.start[j], A.row.begin() + A.start[j + 1]);
+    all.start.push_back(static_cast<int64_t>(all.row.size()));
+  }
+  return all;
+}
+
+/// place[i] of unknown i in an approximate minimum degree order.
+std::vector<int32_t> minimum_degree(const Adjacency &adjacency) {
+  const int32_t rows = static_cast<int32_t>(adjacency.start.size()) - 1;
   Pattern pattern(rows, rows);
   std::vector<Eigen::Triplet<double, int32_t>> entries;
   entries.reserve(adjacency.row.size() + static_cast<size_t>(rows));
@@ -277,10 +305,10 @@ void SupernodeBuilder::write(Supernodes *out) const {
 
 }  // namespace
 
-Supernodes find_supernodes(const SparseColumns &A, const std::vector<uint8_t> &left_out) {
+Supernodes find_supernodes(const SparseColumns &A, const std::vector<int32_t> &kept) {
   Supernodes result;
-  const Adjacency adjacency = adjacency_of(A, left_out);
-  const std::vector<int32_t> by_degree = minimum_degree(adjacency, A.rows);
+  const Adjacency adjacency = adjacency_of(A, kept);
+  const std::vector<int32_t> by_degree = minimum_degree(adjacency);
   const Adjacency ordered = renamed(adjacency, by_degree);
   const std::vector<int32_t> after = postorder(elimination_tree(ordered));
   result.place.resize(by_degree.size());

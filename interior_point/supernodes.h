@@ -1,6 +1,6 @@
 /**
  * The symbolic side of the sparse factorisation: ordering, elimination tree and supernodes of the
- * pattern of A A'.
+ * pattern of A A', or of the matrix (14) in which some columns of A are unknowns of their own.
  */
 #ifndef INTERIOR_POINT_SUPERNODES_H
 #define INTERIOR_POINT_SUPERNODES_H
@@ -16,7 +16,7 @@ namespace interior_point {
 /// row[row_start[s]] .. row[row_start[s + 1] - 1], increasing, its own columns first. Its panel
 /// (rows x columns, column-major) stands at panel_start[s] of the numbers.
 struct Supernodes {
-  std::vector<int32_t> place;  ///< per row of A: its place in the order
+  std::vector<int32_t> place;  ///< per unknown (rows of A, then kept columns): place in the order
   std::vector<int32_t> first;
   std::vector<int64_t> row_start;
   std::vector<int32_t> row;
@@ -30,8 +30,9 @@ struct Supernodes {
   const int32_t *rows_of(int32_t s) const { return row.data() + row_start[s]; }
 };
 
-/// Works out the supernodes of A A', the columns marked in `left_out` disregarded.
-Supernodes find_supernodes(const SparseColumns &A, const std::vector<uint8_t> &left_out);
+/// Works out the supernodes of (14) with the columns `kept`, increasing, as unknowns after the
+/// rows.
+Supernodes find_supernodes(const SparseColumns &A, const std::vector<int32_t> &kept);
 
 }  // namespace interior_point
 
