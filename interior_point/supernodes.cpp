@@ -25,19 +25,40 @@ struct Adjacency {
   std::vector<int32_t> row;
 };
 
+/// The columns that count for the pattern, by rows.
+struct RowColumns {
+  std::vector<int64_t> start;
+  std::vector<int32_t> column;
+
+  RowColumns(const SparseColumns &A, const std::vector<uint8_t> &marked)
+      : start(static_cast<size_t>(A.rows) + 1, 0) {
+    const auto counts = [&](int32_t j) { return !marked[j] && A.length(j) > 1; };
+    for (int32_t j = 0; j < A.columns(); ++j) {
+      if (!counts(j)) continue;
+      for (int32_t t = A.start[j]; t < A.start[j + 1]; ++t) ++start[A.row[t] + 1];
+    }
+    std::partial_sum(start.begin(), start.end(), start.begin());
+    column.resize(static_cast<size_t>(start.back()));
+    std::vector<int64_t> next(start.begin(), start.end() - 1);
+    for (int32_t j = 0; j < A.columns(); ++j) {
+      if (!counts(j)) continue;
+      for (int32_t t = A.start[j]; t < A.start[j + 1]; ++t) column[next[A.row[t]]++] = j;
+    }
+  }
+};
+
 /// Adjacency of A_S A_S' for the columns of S, those that are not marked.
 Adjacency adjacency_of_rows(const SparseColumns &A, const std::vector<uint8_t> &marked) {
-  std::vector<std::vector<int32_t>> row_columns(static_cast<size_t>(A.rows));
-  for (int32_t j = 0; j < A.columns(); ++j) {
-    if (marked[j] || A.length(j) < 2) continue;
-    for (int32_t t = A.start[j]; t < A.start[j + 1]; ++t) row_columns[A.row[t]].push_back(j);
-  }
+  const RowColumns columns(A, marked);
   Adjacency adjacency;
+  adjacency.start.reserve(static_cast<size_t>(A.rows) + 1);
+  adjacency.row.reserve(columns.column.size());
   adjacency.start.push_back(0);
   std::vector<int32_t> seen(static_cast<size_t>(A.rows), -1);
   for (int32_t i = 0; i < A.rows; ++i) {
     seen[i] = i;
-    for (const int32_t j : row_columns[i]) {
+    for (int64_t k = columns.start[i]; k < columns.start[i + 1]; ++k) {
+      const int32_t j = columns.column[k];
       for (int32_t t = A.start[j]; t < A.start[j + 1]; ++t) {
         if (seen[A.row[t]] == i) continue;
         seen[A.row[t]] = i;
@@ -79,18 +100,19 @@ Adjacency adjacency_of(const SparseColumns &A, const std::vector<int32_t> &kept)
 /// place[i] of unknown i in an approximate minimum degree order.
 std::vector<int32_t> minimum_degree(const Adjacency &adjacency) {
   const int32_t rows = static_cast<int32_t>(adjacency.start.size()) - 1;
-  Pattern pattern(rows, rows);
-  std::vector<Eigen::Triplet<double, int32_t>> entries;
-  entries.reserve(adjacency.row.size() + static_cast<size_t>(rows));
+  // The ordering takes either triangle and mirrors it. The values are never looked at.
+  Pattern upper(rows, rows);
+  upper.reserve(static_cast<int64_t>(adjacency.row.size() / 2) + rows);
   for (int32_t i = 0; i < rows; ++i) {
-    entries.emplace_back(i, i, 1.0);
+    upper.startVec(i);
+    upper.insertBackByOuterInnerUnordered(i, i) = 1.0;
     for (int64_t t = adjacency.start[i]; t < adjacency.start[i + 1]; ++t) {
-      entries.emplace_back(adjacency.row[t], i, 1.0);
+      if (adjacency.row[t] < i) upper.insertBackByOuterInnerUnordered(i, adjacency.row[t]) = 1.0;
     }
   }
-  pattern.setFromTriplets(entries.begin(), entries.end());
+  upper.finalize();
   Eigen::PermutationMatrix<Eigen::Dynamic, Eigen::Dynamic, int32_t> order;
-  Eigen::AMDOrdering<int32_t>()(pattern, order);
+  Eigen::AMDOrdering<int32_t>()(upper.selfadjointView<Eigen::Upper>(), order);
   // The ordering hands out which row comes k-th.
   std::vector<int32_t> place(static_cast<size_t>(rows));
   for (int32_t k = 0; k < rows; ++k) place[order.indices()[k]] = k;
@@ -174,6 +196,7 @@ class SupernodeBuilder {
 
   void build(Supernodes *out) {
     find_structures();
+    sort_structures();
     merge_into_parents();
     write(out);
   }
@@ -181,14 +204,15 @@ class SupernodeBuilder {
  private:
   struct Node {
     int32_t first, last;         // columns, both included
-    std::vector<int32_t> below;  // rows below the columns, increasing
+    std::vector<int32_t> below;  // rows below the columns; increasing from sort_structures on
     double zeros = 0.0;          // stored zeros of the panel
     bool merged = false;
   };
 
   void find_structures();
-  std::vector<int32_t> structure_of(int32_t k, const std::vector<std::vector<int32_t>> &children);
-  void extend_or_open(int32_t k, std::vector<int32_t> below, const std::vector<int32_t> &children);
+  int32_t find_structure(int32_t k);
+  void extend_or_open(int32_t k, int32_t children);
+  void sort_structures();
   void merge_into_parents();
   bool worth_merging(const Node &child, const Node &parent, double *zeros) const;
   void write(Supernodes *out) const;
@@ -199,49 +223,58 @@ class SupernodeBuilder {
   std::vector<Node> nodes_;
   std::vector<int32_t> node_of_;
   std::vector<int32_t> seen_;
+  std::vector<int32_t> below_;  // rows below the diagonal of the current column
+  // The children of each column in the tree, as lists.
+  std::vector<int32_t> child_, sibling_;
 };
 
-/// Rows below the diagonal of column k of L: its own and those of its children in the tree.
-std::vector<int32_t> SupernodeBuilder::structure_of(
-    int32_t k, const std::vector<std::vector<int32_t>> &children) {
-  std::vector<int32_t> below;
+/// below_ for column k of L: its own rows and those of its children in the tree, whose number is
+/// returned.
+int32_t SupernodeBuilder::find_structure(int32_t k) {
+  below_.clear();
   const auto take = [&](int32_t i) {
     if (i <= k || seen_[i] == k) return;
     seen_[i] = k;
-    below.push_back(i);
+    below_.push_back(i);
   };
   for (int64_t t = adjacency_.start[k]; t < adjacency_.start[k + 1]; ++t) take(adjacency_.row[t]);
-  for (const int32_t c : children[k]) {
+  int32_t children = 0;
+  for (int32_t c = child_[k]; c >= 0; c = sibling_[c], ++children) {
     for (const int32_t i : nodes_[node_of_[c]].below) take(i);
   }
-  std::sort(below.begin(), below.end());
-  return below;
+  return children;
 }
 
 /// Column k joins the supernode of k - 1 when that is its only child and has one row more.
-void SupernodeBuilder::extend_or_open(int32_t k, std::vector<int32_t> below,
-                                      const std::vector<int32_t> &children) {
-  const bool joins = children.size() == 1 && children[0] == k - 1 &&
-                     nodes_[node_of_[k - 1]].below.size() == below.size() + 1;
+void SupernodeBuilder::extend_or_open(int32_t k, int32_t children) {
+  const bool joins = children == 1 && child_[k] == k - 1 &&
+                     nodes_[node_of_[k - 1]].below.size() == below_.size() + 1;
   if (!joins) {
     node_of_[k] = static_cast<int32_t>(nodes_.size());
-    nodes_.push_back({k, k, std::move(below)});
+    nodes_.push_back({k, k, below_});
     return;
   }
   Node &node = nodes_[node_of_[k - 1]];
   node_of_[k] = node_of_[k - 1];
   node.last = k;
-  node.below = std::move(below);
+  node.below.swap(below_);
 }
 
 void SupernodeBuilder::find_structures() {
   node_of_.assign(static_cast<size_t>(n_), -1);
   seen_.assign(static_cast<size_t>(n_), -1);
-  std::vector<std::vector<int32_t>> children(static_cast<size_t>(n_));
+  child_.assign(static_cast<size_t>(n_), -1);
+  sibling_.assign(static_cast<size_t>(n_), -1);
   for (int32_t k = 0; k < n_; ++k) {
-    if (parent_[k] >= 0) children[parent_[k]].push_back(k);
+    if (parent_[k] < 0) continue;
+    sibling_[k] = child_[parent_[k]];
+    child_[parent_[k]] = k;
   }
-  for (int32_t k = 0; k < n_; ++k) extend_or_open(k, structure_of(k, children), children[k]);
+  for (int32_t k = 0; k < n_; ++k) extend_or_open(k, find_structure(k));
+}
+
+void SupernodeBuilder::sort_structures() {
+  for (Node &node : nodes_) std::sort(node.below.begin(), node.below.end());
 }
 
 /// Zeros of the panel that holds both: the child's columns get the parent's rows.
