@@ -1,0 +1,329 @@
+/// The five families: how a run is set up, and which instances are compared.
+#include <algorithm>
+#include <filesystem>
+#include <functional>
+#include <limits>
+#include <stdexcept>
+#include <utility>
+
+#include "benchmarks/compare_known_values.h"
+#include "benchmarks/compare_master.h"
+#include "examples/cutting_stock/pattern_oracle.h"
+#include "examples/generalized_assignment/bundle_oracle.h"
+#include "examples/lot_sizing/plan_oracle.h"
+#include "examples/multicommodity_flow/flow_oracle.h"
+#include "examples/vehicle_routing/route_oracle.h"
+
+namespace benchmarks {
+namespace {
+
+void apply(const Overrides &overrides, examples::Options &options) {
+  if (overrides.columns_per_call > 0) options.columns_per_call = overrides.columns_per_call;
+  if (overrides.divisor >= 0.0) options.divisor = overrides.divisor;
+  options.tolerance = overrides.tolerance;
+  options.time_limit = overrides.time_limit;
+}
+
+/// Setups own their oracles, makers share the instance, which the oracles refer to.
+template <typename Instance>
+using Shared = std::shared_ptr<const Instance>;
+
+template <typename Instance>
+Shared<Instance> share(Instance instance) {
+  return std::make_shared<const Instance>(std::move(instance));
+}
+
+MasterMaker cutting_stock_maker(const Shared<cutting_stock::Instance> &instance) {
+  return [instance](const Overrides &overrides) {
+    cutting_stock::MasterSettings settings;
+    apply(overrides, settings);
+    auto oracle = std::make_unique<cutting_stock::PatternOracle>(*instance, settings);
+    const auto prepare = [&patterns = *oracle](QUARN_env &env) { patterns.prepare(env); };
+    return MasterSetup{make_rows(*instance, settings), std::move(oracle), {}, settings, prepare};
+  };
+}
+
+MasterMaker vehicle_routing_maker(const Shared<vehicle_routing::Instance> &instance) {
+  return [instance](const Overrides &overrides) {
+    vehicle_routing::MasterSettings settings;
+    apply(overrides, settings);
+    return MasterSetup{make_rows(*instance, false),
+                       std::make_unique<vehicle_routing::RouteOracle>(*instance, settings),
+                       {},
+                       settings,
+                       [](QUARN_env &) {}};
+  };
+}
+
+MasterMaker lot_sizing_maker(const Shared<lot_sizing::Instance> &instance) {
+  return [instance](const Overrides &overrides) {
+    lot_sizing::MasterSettings settings;
+    apply(overrides, settings);
+    if (overrides.prices > 0) settings.price_vectors = overrides.prices;
+    auto oracle = std::make_unique<lot_sizing::PlanOracle>(*instance, settings);
+    const auto prepare = [&plans = *oracle](QUARN_env &env) { plans.prepare(env); };
+    return MasterSetup{make_rows(*instance), std::move(oracle), first_duals(*instance), settings,
+                       prepare};
+  };
+}
+
+MasterMaker assignment_maker(const Shared<generalized_assignment::Instance> &instance) {
+  return [instance](const Overrides &overrides) {
+    generalized_assignment::MasterSettings settings;
+    apply(overrides, settings);
+    if (overrides.prices > 0) settings.dual_vectors = overrides.prices;
+    auto oracle = std::make_unique<generalized_assignment::BundleOracle>(*instance, settings);
+    const auto prepare = [&bundles = *oracle](QUARN_env &env) { bundles.prepare(env); };
+    return MasterSetup{make_rows(*instance, first_box(*instance)), std::move(oracle),
+                       first_duals(*instance), settings, prepare};
+  };
+}
+
+/// The main program's defaults: tight restricted master problems, but not for aggregated columns.
+MasterMaker flow_maker(const Shared<multicommodity_flow::Network> &network,
+                       multicommodity_flow::Grouping grouping) {
+  return [network, grouping](const Overrides &overrides) {
+    examples::Options options;
+    options.divisor = grouping == multicommodity_flow::Grouping::kAll ? 0.0 : 1000.0;
+    apply(overrides, options);
+    multicommodity_flow::OracleSettings settings;
+    settings.grouping = grouping;
+    settings.columns_per_call = options.columns_per_call;
+    auto oracle = std::make_unique<multicommodity_flow::FlowOracle>(*network, settings);
+    const examples::MasterRows rows = oracle->rows();
+    const std::vector<double> duals = oracle->first_duals();
+    return MasterSetup{rows, std::move(oracle), duals, options, [](QUARN_env &env) {
+                         QUARN_set_max_number_columns(&env, std::numeric_limits<int32_t>::max());
+                         QUARN_set_column_elimination(&env, 0);
+                       }};
+  };
+}
+
+using Loader = std::function<MasterMaker()>;
+
+Loader cutting_stock_file(const std::string &path) {
+  return [=] { return cutting_stock_maker(share(cutting_stock::read_instance(path))); };
+}
+
+Loader vehicle_routing_file(const std::string &path, int32_t customers) {
+  return
+      [=] { return vehicle_routing_maker(share(vehicle_routing::read_instance(path, customers))); };
+}
+
+Loader lot_sizing_file(const std::string &path) {
+  return [=] { return lot_sizing_maker(share(lot_sizing::read_instance(path))); };
+}
+
+Loader assignment_file(const std::string &path) {
+  return [=] { return assignment_maker(share(generalized_assignment::read_instance(path))); };
+}
+
+Loader flow_file(const std::string &path, multicommodity_flow::Grouping grouping) {
+  return [=] { return flow_maker(share(multicommodity_flow::read_network(path)), grouping); };
+}
+
+constexpr auto kByCommodity = multicommodity_flow::Grouping::kCommodity;
+constexpr auto kAggregated = multicommodity_flow::Grouping::kAll;
+
+/// The published instances below `folder` that are there, every `step`-th of the table's.
+std::vector<Case> published(const std::string &folder, const std::string &column, size_t step,
+                            size_t small, const std::function<Loader(const std::string &)> &load) {
+  std::vector<Case> cases;
+  const std::vector<KnownValue> table = read_known_values(folder + "/known_values.csv", column);
+  for (size_t k = 0; k < table.size(); k += step) {
+    const std::string path = folder + "/" + table[k].instance + ".txt";
+    if (!std::filesystem::exists(path)) continue;
+    cases.push_back(
+        {"published", table[k].instance, cases.size() < small, load(path), table[k].value, false});
+  }
+  return cases;
+}
+
+std::vector<Case> cutting_stock_cases(const std::string &folder) {
+  std::vector<Case> cases =
+      published(folder + "/cutting_stock", "lp_bound_proper", 6, 6, cutting_stock_file);
+  struct Recipe {
+    int32_t types;
+    int64_t seed;
+    double value;
+  };
+  const Recipe recipes[] = {{200, 1, 3668.379686},   {200, 2, 3344.447691},  {200, 3, 3542.918407},
+                            {500, 1, 8958.121482},   {500, 2, 8871.626764},  {500, 3, 9168.388933},
+                            {1000, 1, 17885.641277}, {1000, 2, 17636.164799}};
+  for (const Recipe &r : recipes) {
+    const std::string size = "m" + std::to_string(r.types);
+    cases.push_back({size, size + "_s" + std::to_string(r.seed), r.types <= 200,
+                     [=] {
+                       return cutting_stock_maker(
+                           share(cutting_stock::generate_instance(r.types, r.seed)));
+                     },
+                     r.value, false});
+  }
+  return cases;
+}
+
+/// Those of short horizon whose routes the exact pricing has been run to the end for.
+std::vector<Case> vehicle_routing_cases(const std::string &folder) {
+  const char *names[] = {"c105", "c106", "c109",  "r102",  "r104",  "r105",
+                         "r106", "r111", "rc101", "rc103", "rc106", "rc108"};
+  const std::string below = folder + "/vehicle_routing/";
+  std::vector<Case> cases;
+  for (const int32_t customers : {50, 100}) {
+    for (const char *name : names) {
+      const std::string path = below + "solomon/" + name + ".txt";
+      if (!std::filesystem::exists(path)) continue;
+      const std::string instance = std::string("solomon/") + name;
+      const std::string size = "n" + std::to_string(customers);
+      cases.push_back({size, std::string(name) + "_" + size, customers == 50,
+                       vehicle_routing_file(path, customers),
+                       known_routing_value(below + "known_values.csv", instance, customers), true});
+    }
+  }
+  return cases;
+}
+
+std::vector<Case> lot_sizing_cases(const std::string &folder) {
+  std::vector<Case> cases = published(folder + "/lot_sizing", "dw_bound", 2, 6, lot_sizing_file);
+  const lot_sizing::Levels levels[] = {{1, 2, 1, 8}, {2, 4, 2, 9}};
+  struct Size {
+    int32_t items, periods;
+  };
+  for (const Size s : {Size{50, 30}, Size{100, 40}, Size{200, 60}}) {
+    const std::string size = std::to_string(s.items) + "x" + std::to_string(s.periods);
+    for (const lot_sizing::Levels &level : levels) {
+      const std::string name = size + "_" + std::to_string(level.demand_variation) +
+                               std::to_string(level.time_between_orders) +
+                               std::to_string(level.setup_time) + std::to_string(level.tightness);
+      cases.push_back({size, name, s.items == 50,
+                       [=] {
+                         return lot_sizing_maker(
+                             share(lot_sizing::generate_instance(level, s.items, s.periods, 1)));
+                       },
+                       std::nullopt, false});
+    }
+  }
+  return cases;
+}
+
+std::vector<Case> assignment_cases(const std::string &) {
+  struct Recipe {
+    char kind;
+    int32_t tasks, agents;
+    std::optional<double> value;
+  };
+  // Profits are negative costs, and the tables of multiple knapsack problems have the profits.
+  const Recipe recipes[] = {{'D', 200, 20, {}},
+                            {'E', 200, 20, {}},
+                            {'D', 400, 40, {}},
+                            {'E', 400, 40, {}},
+                            {'D', 400, 80, {}},
+                            {'E', 400, 80, {}},
+                            {'K', 100, 10, -26581.890135},
+                            {'K', 200, 20, -55920.398249},
+                            {'K', 400, 10, -107304.369388}};
+  std::vector<Case> cases;
+  for (const Recipe &r : recipes) {
+    const std::string size = r.kind + std::to_string(r.tasks) + "x" + std::to_string(r.agents);
+    cases.push_back({size, size + "_s1", r.tasks <= 200,
+                     [=] {
+                       return assignment_maker(share(generalized_assignment::generate_instance(
+                           r.kind, r.tasks, r.agents, 1)));
+                     },
+                     r.value, false});
+  }
+  return cases;
+}
+
+std::vector<Case> flow_cases(const std::string &folder) {
+  std::vector<Case> cases;
+  const std::string planar = folder + "/multicommodity_flow/planar30.txt";
+  constexpr double kPlanarValue = 44350624.0;
+  if (std::filesystem::exists(planar)) {
+    cases.push_back(
+        {"planar30", "planar30", true, flow_file(planar, kByCommodity), kPlanarValue, false});
+    cases.push_back(
+        {"aggregated", "planar30/all", true, flow_file(planar, kAggregated), kPlanarValue, false});
+  }
+  struct Network {
+    const char *name, *size;
+    double value;
+    bool aggregated;
+  };
+  const Network networks[] = {{"g100", "n100", 15641220, true},
+                              {"g100t", "n100", 19886977, true},
+                              {"g200", "n200", 67133581, true},
+                              {"g200t", "n200", 127659162, true},
+                              {"g300", "n300", 157791286, false}};
+  for (const Network &n : networks) {
+    const bool small = std::string(n.size) == "n100";
+    const auto load = [n](multicommodity_flow::Grouping grouping) {
+      return [=] {
+        return flow_maker(share(multicommodity_flow::planar_network(
+                              multicommodity_flow::benchmark_recipe(n.name))),
+                          grouping);
+      };
+    };
+    cases.push_back({n.size, n.name, small, load(kByCommodity), n.value, false});
+    if (!n.aggregated) continue;
+    cases.push_back(
+        {"aggregated", std::string(n.name) + "/all", small, load(kAggregated), n.value, false});
+  }
+  return cases;
+}
+
+struct Family {
+  std::string name;
+  std::vector<Case> (*cases)(const std::string &folder);
+  /// The ways to read a file, each with what it adds to the name.
+  std::vector<std::pair<std::string, std::function<Loader(const std::string &)>>> readers;
+};
+
+const std::vector<Family> &families() {
+  static const std::vector<Family> all = {
+      {"cutting_stock", cutting_stock_cases, {{"", cutting_stock_file}}},
+      {"vehicle_routing",
+       vehicle_routing_cases,
+       {{"", [](const std::string &path) { return vehicle_routing_file(path, 0); }}}},
+      {"lot_sizing", lot_sizing_cases, {{"", lot_sizing_file}}},
+      {"generalized_assignment", assignment_cases, {{"", assignment_file}}},
+      {"multicommodity_flow",
+       flow_cases,
+       {{"", [](const std::string &path) { return flow_file(path, kByCommodity); }},
+        {"/all", [](const std::string &path) { return flow_file(path, kAggregated); }}}}};
+  return all;
+}
+
+const Family &family_of(const std::string &name) {
+  for (const Family &family : families()) {
+    if (family.name == name) return family;
+  }
+  throw std::invalid_argument("there is no family " + name);
+}
+
+}  // namespace
+
+const std::vector<std::string> &family_names() {
+  static const std::vector<std::string> names = [] {
+    std::vector<std::string> result;
+    for (const Family &family : families()) result.push_back(family.name);
+    return result;
+  }();
+  return names;
+}
+
+std::vector<Case> default_cases(const std::string &family, const std::string &folder) {
+  return family_of(family).cases(folder);
+}
+
+std::vector<Case> file_cases(const std::string &family, const std::vector<std::string> &files) {
+  std::vector<Case> cases;
+  for (const auto &[suffix, load] : family_of(family).readers) {
+    for (const std::string &file : files) {
+      const std::string name = std::filesystem::path(file).stem().string() + suffix;
+      cases.push_back({"files" + suffix, name, true, load(file), std::nullopt, false});
+    }
+  }
+  return cases;
+}
+
+}  // namespace benchmarks

@@ -1,0 +1,61 @@
+/// What is compared: master problems of the examples, each made afresh for every run.
+#ifndef BENCHMARKS_COMPARE_MASTER_H
+#define BENCHMARKS_COMPARE_MASTER_H
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "examples/common/master_run.h"
+#include "examples/common/options.h"
+#include "quarn/quarn.h"
+
+namespace benchmarks {
+
+/// Everything that one run needs, in the state before its first restricted master problem.
+struct MasterSetup {
+  examples::MasterRows rows;
+  std::unique_ptr<examples::Oracle> oracle;
+  std::vector<double> first_duals;  ///< the oracle is asked about these first; empty: it is not
+  examples::Options options;        ///< the example's defaults, with the overrides
+  std::function<void(QUARN_env &)> prepare;  ///< first columns and settings of the record
+};
+
+/// What replaces the examples' defaults, for all methods alike; 0: nothing.
+struct Overrides {
+  int32_t columns_per_call = 0;
+  int32_t prices = 0;     ///< price vectors of an answer, where the example has them
+  double divisor = -1.0;  ///< negative: the default; 0: the tolerance dial
+  double tolerance = 1e-6;
+  double time_limit = 120.0;  ///< seconds for each run
+};
+
+using MasterMaker = std::function<MasterSetup(const Overrides &)>;
+
+/// An instance of a family.
+struct Case {
+  std::string size;  ///< instances of one size share a median
+  std::string name;
+  bool small = false;                 ///< one of those that --quick keeps to
+  std::function<MasterMaker()> load;  ///< reads or generates the instance
+  std::optional<double> known;        ///< optimal value of the master problem
+  /// Only an upper bound is known: pricing relaxes what `known` was computed for.
+  bool known_is_bound = false;
+};
+
+/// The families' names, which are those of the examples.
+const std::vector<std::string> &family_names();
+
+/// The instances that a family is compared on: some of the published ones below `folder`, as far as
+/// they are there, and generated ones. Throws std::invalid_argument for a name that is not one.
+std::vector<Case> default_cases(const std::string &family, const std::string &folder);
+
+/// The instances in `files`, in the example's format, as one size.
+std::vector<Case> file_cases(const std::string &family, const std::vector<std::string> &files);
+
+}  // namespace benchmarks
+
+#endif

@@ -1,0 +1,66 @@
+/// One run of column generation: what is measured, and the library's own methods.
+#ifndef BENCHMARKS_COMPARE_RUN_H
+#define BENCHMARKS_COMPARE_RUN_H
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "benchmarks/compare_master.h"
+
+namespace benchmarks {
+
+/// Both bounds after an answer of the oracle; of absolute value 1e30 while not known.
+struct Sample {
+  int32_t rounds;
+  double seconds;
+  double lower, upper;
+};
+
+/// How a run went. Seconds are processor time.
+struct RunResult {
+  std::string failure;  ///< why the run ended early, save for the time limit; empty: it did not
+  bool closed = false;  ///< the gap fell to the tolerance
+  int32_t rounds = 0;   ///< calls of the oracle after a restricted master problem
+  int32_t columns = 0;
+  double lower = -1e30, upper = 1e30;
+  double rmp_seconds = 0.0;     ///< everything but what the oracle takes
+  double oracle_seconds = 0.0;  ///< with making the oracle and the first columns
+  std::vector<Sample> samples;
+
+  double seconds() const { return rmp_seconds + oracle_seconds; }
+  double gap() const;
+};
+
+/// (upper - lower) / |upper|, at most 10, as the library measures it.
+double relative_gap(double lower, double upper);
+
+/// Passes calls on to an oracle; keeps the time and the bounds.
+class ClockedOracle : public examples::Oracle {
+ public:
+  /// `oracle` has to outlive this one. The clock starts at `start`, in processor seconds.
+  ClockedOracle(examples::Oracle &oracle, double start) : oracle_(oracle), start_(start) {}
+
+  examples::Answer price(QUARN_env &env) override;
+
+  /// Counts the time since `since` as the oracle's.
+  void charge(double since);
+
+  double seconds() const { return seconds_; }
+  double lower_bound() const { return lower_; }
+  const std::vector<Sample> &samples() const { return samples_; }
+
+ private:
+  examples::Oracle &oracle_;
+  double start_;
+  double seconds_ = 0.0;
+  double lower_ = -1e30;
+  std::vector<Sample> samples_;
+};
+
+/// The library's method with the example's settings and this `WS_strategy`.
+RunResult run_library(const MasterMaker &make, const Overrides &overrides, int strategy);
+
+}  // namespace benchmarks
+
+#endif
