@@ -6,12 +6,14 @@
 #include <memory>
 
 #include "interior_point/dense_kernel.h"
+#include "interior_point/presolve.h"
 #include "interior_point/solver.h"
 
 namespace {
 
 using interior_point::Code;
 using interior_point::Measures;
+using interior_point::Presolved;
 using interior_point::ProblemForm;
 using interior_point::Request;
 using interior_point::SavedPoint;
@@ -22,6 +24,7 @@ using interior_point::Start;
 /// The solver's own problem: the visible head first.
 struct Handle : IP_problem {
   std::shared_ptr<const ProblemForm> form;
+  bool reducible = false;          // plain cold solves are worth a presolve
   std::unique_ptr<Solver> solver;  // from preproc_Pb on
 };
 
@@ -33,6 +36,30 @@ int32_t to_int(Code code) { return static_cast<int32_t>(code); }
 
 void prepare(Handle *handle) {
   if (!handle->solver) handle->solver = std::make_unique<Solver>(handle->form);
+}
+
+// Criteria of the smaller problem say little less than those of the problem itself. Where that
+// little matters the smaller one is solved on, to this share of the tolerance.
+constexpr int kAttempts = 2;
+constexpr double kTightening = 1e-2;
+
+/// Solves the problem by way of a smaller one. False where there is none or its solution does not
+/// meet the request; `iterations` are then those that were spent on it.
+bool solve_reduced(Handle *handle, const Request &asked, int32_t *iterations) {
+  const Presolved presolved(*handle->form);
+  if (!presolved.reduced()) return false;
+  Solver small(presolved.reduced());
+  Request request = asked;
+  Start start = Start::kCold;
+  for (int attempt = 0; attempt < kAttempts; ++attempt) {
+    const Code code = small.solve(request, start, nullptr);
+    *iterations += small.iterations();
+    if (code != Code::kSolved && attempt == 0) return false;
+    if (handle->solver->adopt(asked, presolved.restore(small.point()), *iterations)) return true;
+    request.tolerance *= kTightening;
+    start = Start::kCurrent;
+  }
+  return false;
 }
 
 struct Outputs {
@@ -69,8 +96,14 @@ int32_t run(IP_problem *Pb, int32_t start_mode, const IP_save_record *saved, dou
     Start start = Start::kCold;
     if (start_mode == 1) start = Start::kSaved;
     if (start_mode == 2) start = handle->solver->has_point() ? Start::kCurrent : Start::kSaved;
+    int32_t spent = 0;
+    if (start == Start::kCold && !asked.keep_centred && handle->reducible &&
+        solve_reduced(handle, asked, &spent)) {
+      report(handle->solver->measures(), spent, Code::kSolved, out);
+      return to_int(Code::kSolved);
+    }
     const Code code = handle->solver->solve(asked, start, point);
-    report(handle->solver->measures(), handle->solver->iterations(), code, out);
+    report(handle->solver->measures(), spent + handle->solver->iterations(), code, out);
     return to_int(code);
   } catch (const std::exception &) {  // memory is short, or a length passes what memory can hold
     report(none, 0, Code::kOutOfMemory, out);
@@ -128,6 +161,7 @@ IP_problem *load_Pb(void *, void *, const int32_t *row_type, const int32_t *col_
     const interior_point::LoadedArrays loaded = {row_type,  col_start, rw,     elt, RHS,
                                                  row_range, col_lb,    col_ub, m,   n};
     handle->form = std::make_shared<const ProblemForm>(interior_point::make_problem_form(loaded));
+    handle->reducible = interior_point::worth_presolving(*handle->form);
     return handle.release();
   } catch (const std::exception &) {  // memory is short, or a length passes what memory can hold
     return nullptr;
@@ -137,7 +171,10 @@ IP_problem *load_Pb(void *, void *, const int32_t *row_type, const int32_t *col_
 int32_t preproc_Pb(IP_problem *Pb) {
   if (Pb == nullptr) return to_int(Code::kBadArguments);
   try {
-    prepare(handle_of(Pb));
+    Handle *handle = handle_of(Pb);
+    prepare(handle);
+    // Where a smaller problem is likely to be solved instead, the choice waits for the need.
+    if (!handle->reducible) handle->solver->analyse();
     return 0;
   } catch (const std::exception &) {  // memory is short, or a length passes what memory can hold
     return to_int(Code::kOutOfMemory);

@@ -87,7 +87,8 @@ IP_problem *load_Pb(void *extra1, void *extra2, const int32_t *row_type, const i
 
 /**
  * Prepares a loaded problem for its solves: work space, and how to factorise its normal
- * equations. Cost: a few passes over the entries; for large sparse problems an ordering as well.
+ * equations. Cost: a few passes over the entries; for large sparse problems an ordering as well,
+ * which is left to the first solve that needs it where a smaller problem is likely to do.
  * Returns 0; 3 when memory is short (a later solve tries again); 6 for a null handle.
  */
 int32_t preproc_Pb(IP_problem *Pb);
@@ -122,6 +123,11 @@ int32_t preproc_Pb(IP_problem *Pb);
  *   3     memory is short
  *   4, 5  infeasible, unbounded: seen before the first iteration
  *   6     a null handle, or opt_tol not above 0
+ *
+ * A solve from mode 0 with option 0 first makes the problem smaller where a look at it promises
+ * something, and completes the solution of the smaller one; where that misses the tolerance it goes
+ * on without. Such a point lies on the boundary: asmall is 0 as a rule, and a start from it (mode 2,
+ * or a record saved after it) is one from mode 0.
  *
  * Method: infeasible primal-dual predictor-corrector (S. Mehrotra, SIAM J. Optimization 2 (1992)
  * 575-601) with multiple centrality correctors (J. Gondzio, Comput. Optim. Appl. 6 (1996)

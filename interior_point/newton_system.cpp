@@ -45,8 +45,7 @@ void Products::resize(const ProblemForm &form) {
   wv.assign(form.boxed.size(), 0.0);
 }
 
-NewtonSystem::NewtonSystem(const ProblemForm &form)
-    : form_(form), factorisation_(make_factorisation(form.A)), rho_(kRho) {
+NewtonSystem::NewtonSystem(const ProblemForm &form) : form_(form), rho_(kRho) {
   const size_t rows = static_cast<size_t>(form.rows());
   const size_t columns = static_cast<size_t>(form.columns());
   theta_.resize(columns);
@@ -60,6 +59,10 @@ NewtonSystem::NewtonSystem(const ProblemForm &form)
   search_x_.resize(columns);
   diagonal_.resize(rows);
   added_.resize(rows);
+}
+
+void NewtonSystem::analyse() {
+  if (!factorisation_) factorisation_ = make_factorisation(form_.A);
 }
 
 void NewtonSystem::reset_terms() {
@@ -112,6 +115,7 @@ bool NewtonSystem::prepare_least_squares() {
 /// whose Cholesky factorisation has the same rounding errors.
 bool NewtonSystem::factorise() {
   trusted_ = false;
+  analyse();
   if (form_.rows() == 0) return true;
   form_diagonal();
   added_ = diagonal_;

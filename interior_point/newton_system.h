@@ -45,6 +45,9 @@ class NewtonSystem {
  public:
   explicit NewtonSystem(const ProblemForm &form);
 
+  /// Chooses how to factorise. The first factorisation does it where it has not been done.
+  void analyse();
+
   /// Theta of (9) at the point, and the factorisation. False when no factorisation was found even
   /// with the largest shift.
   bool prepare(const Point &point, double mu);

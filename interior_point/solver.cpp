@@ -99,13 +99,12 @@ Code Solver::solve(const Request &request, Start start, const SavedPoint *saved)
   iterations_ = 0;
   started_cold_ = false;
   measures_ = Measures();
-  tolerance_ = request.tolerance;
+  set_limits(request);
   if (form_.verdict == Verdict::kInfeasible) return Code::kInfeasible;
   if (form_.verdict == Verdict::kUnbounded) return Code::kUnbounded;
-  feasibility_ =
-      std::max(kTightestFeasibility, std::min(kLoosestFeasibility, 0.1 * request.tolerance));
-  const bool warm = (start == Start::kCurrent && has_point_) ||
+  const bool warm = (start == Start::kCurrent && has_point_ && !adopted_) ||
                     (start == Start::kSaved && saved && restore_point(*saved, form_, &point_));
+  adopted_ = false;
   if (warm) {
     has_point_ = true;
     newton_.reset_terms();
@@ -126,6 +125,21 @@ Code Solver::solve(const Request &request, Start start, const SavedPoint *saved)
   return iterate(request);
 }
 
+void Solver::set_limits(const Request &request) {
+  tolerance_ = request.tolerance;
+  feasibility_ =
+      std::max(kTightestFeasibility, std::min(kLoosestFeasibility, 0.1 * request.tolerance));
+}
+
+bool Solver::adopt(const Request &request, Point point, int32_t iterations) {
+  set_limits(request);
+  iterations_ = iterations;
+  point_ = std::move(point);
+  evaluate();
+  adopted_ = has_point_ = is_finite(measures_) && distance() <= 1.0;
+  return has_point_;
+}
+
 bool Solver::start_cold() {
   started_cold_ = true;
   has_point_ = make_starting_point(form_, &newton_, &point_);
@@ -133,7 +147,8 @@ bool Solver::start_cold() {
 }
 
 SavedPoint Solver::save() const {
-  return save_point(form_, point_, measures_.mu, newton_.factorisation(), factorisation_mu_);
+  return save_point(form_, point_, measures_.mu, adopted_ ? nullptr : newton_.factorisation(),
+                    factorisation_mu_);
 }
 
 void Solver::evaluate() {

@@ -69,6 +69,13 @@ class Solver {
   /// from the point as it is; both fall back to a cold start. Throws std::bad_alloc.
   Code solve(const Request &request, Start start, const SavedPoint *saved);
 
+  /// Work that a solve would do first, done ahead of it. Throws std::bad_alloc.
+  void analyse() { newton_.analyse(); }
+
+  /// Takes over a point that was found elsewhere, on the boundary perhaps: it is no start for
+  /// another solve. False, and without a point, where it does not meet the request.
+  bool adopt(const Request &request, Point point, int32_t iterations);
+
   /// The current point for a later start. Throws std::bad_alloc.
   SavedPoint save() const;
   bool has_point() const { return has_point_; }
@@ -83,6 +90,7 @@ class Solver {
  private:
   enum class Missing { kNothing, kCentrality, kMore };
 
+  void set_limits(const Request &request);
   bool start_cold();
   Code iterate(const Request &request);
   void evaluate();
@@ -125,6 +133,7 @@ class Solver {
   int32_t iterations_ = 0;
   bool has_point_ = false;
   bool started_cold_ = false;
+  bool adopted_ = false;  // the point does not come from this solver's own iterations
 };
 
 }  // namespace interior_point

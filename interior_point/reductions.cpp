@@ -1,0 +1,478 @@
+#include "interior_point/reductions.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace interior_point {
+
+namespace {
+
+// Passes over what changed, and the share of rows and columns that a pass has to take out for
+// another one.
+constexpr int kMostPasses = 12;
+constexpr double kWorthAnotherPass = 0.01;
+// Rounding of a sum, as a share of its terms.
+constexpr double kRounding = 1e-12;
+// Bounds and row ends that cross by less than this, relative, are one value.
+constexpr double kFeasibility = 1e-9;
+// A bound counts as implied when a row keeps it to this, relative.
+constexpr double kImplied = 1e-10;
+// A reduced cost is of one sign when it is this far from 0, relative to the terms of its sum.
+constexpr double kSureSign = 1e-7;
+// Pivots are at least this share of the largest entry of their row and column.
+constexpr double kLeastPivot = 1e-2;
+// Ratio of the entries of a doubleton, which both bounds and duals are multiplied with.
+constexpr double kMostRatio = 1e3;
+// A cost that changes must not lose more digits than this to cancellation, unless it vanishes.
+constexpr double kMostCancellation = 1e4;
+constexpr double kVanished = 4e-16;
+// Longest columns that are substituted, and the longest that they may be merged into: longer ones
+// fill the normal equations.
+constexpr int32_t kLongestSubstituted = 3;
+constexpr int32_t kLongestMerged = 20;
+// Rows that a forcing row's entries of this share or less of the largest would give huge duals.
+constexpr double kLeastForced = 1e-3;
+
+class Reducer {
+ public:
+  Reducer(ReducibleProgram *program, Trail *trail) : p_(*program), trail_(*trail) {}
+  bool run();
+
+ private:
+  enum class Outcome { kKept, kTaken, kNoOptimum };
+
+  bool pass();
+  Outcome look_at_row(int32_t i);
+  Outcome take_empty_row(int32_t i);
+  Outcome take_singleton_row(int32_t i);
+  Outcome take_forcing_row(int32_t i, bool at_most);
+  Outcome take_doubleton_row(int32_t i);
+  bool replace_in_doubleton(int32_t t, int32_t other);
+  Outcome look_at_column(int32_t j);
+  Outcome take_empty_column(int32_t j);
+  Outcome take_singleton_column(int32_t j);
+  bool take_free_column(int32_t j);
+  void fix(int32_t j, double value);
+  void substitute(int32_t t, double b);
+  bool keeps_costs(int32_t t) const;
+  bool is_free(int32_t j);
+  bool implies_lower(const ReducibleProgram::Entry &e, double bound);
+  bool implies_upper(const ReducibleProgram::Entry &e, double bound);
+  double largest_in_row(int32_t i) const;
+  double largest_in_column(int32_t j) const;
+  bool is_equality(int32_t i) const { return p_.low[i] == p_.high[i]; }
+
+  void bound_duals();
+  Outcome look_for_dominated();
+  int sign_of_reduced_cost(int32_t j) const;
+
+  ReducibleProgram &p_;
+  Trail &trail_;
+  int32_t taken_ = 0;
+  // (21): bounds of the duals by rows alone, by singleton columns too, and which column gave them.
+  std::vector<double> dual_low_, dual_high_;
+  std::vector<uint8_t> gives_dual_bound_;
+};
+
+/// What an error of a bound is measured in; not for infinite ones.
+double relative(double value) { return 1.0 + std::fabs(value); }
+
+/// True for bounds that are finite and apart by a rounding error, or crossed.
+bool are_one_value(double lower, double upper) {
+  return std::isfinite(upper - lower) && upper - lower <= kRounding * relative(lower);
+}
+
+double Reducer::largest_in_row(int32_t i) const {
+  double most = 0.0;
+  for (int32_t t = p_.first_in_row(i); t != p_.kNone; t = p_.entry(t).next_in_row) {
+    most = std::max(most, std::fabs(p_.entry(t).value));
+  }
+  return most;
+}
+
+double Reducer::largest_in_column(int32_t j) const {
+  double most = 0.0;
+  for (int32_t t = p_.first_in_column(j); t != p_.kNone; t = p_.entry(t).next_in_column) {
+    most = std::max(most, std::fabs(p_.entry(t).value));
+  }
+  return most;
+}
+
+/// Takes column j out at a value.
+void Reducer::fix(int32_t j, double value) {
+  trail_.fixed_column(p_, j, value);
+  for (int32_t t = p_.first_in_column(j); t != p_.kNone; t = p_.entry(t).next_in_column) {
+    p_.shift_row(p_.entry(t).row, p_.entry(t).value * value);
+  }
+  p_.constant += p_.cost[j] * value;
+  p_.remove_column(j);
+  ++taken_;
+}
+
+Reducer::Outcome Reducer::take_empty_row(int32_t i) {
+  if (p_.low[i] > kFeasibility * relative(p_.low[i]) ||
+      p_.high[i] < -kFeasibility * relative(p_.high[i])) {
+    return Outcome::kNoOptimum;
+  }
+  p_.remove_row(i);
+  ++taken_;
+  return Outcome::kTaken;
+}
+
+Reducer::Outcome Reducer::take_singleton_row(int32_t i) {
+  const int32_t t = p_.first_in_row(i);
+  const int32_t j = p_.entry(t).column;
+  const double a = p_.entry(t).value;
+  double lower = p_.low[i] / a;
+  double upper = p_.high[i] / a;
+  if (a < 0.0) std::swap(lower, upper);
+  // Right-hand sides carry the rounding errors of what was taken out: a bound that moves by no more
+  // has not moved.
+  const bool gave_lower = lower - kRounding * relative(lower) > p_.lower[j];
+  const bool gave_upper = upper + kRounding * relative(upper) < p_.upper[j];
+  lower = gave_lower ? lower : p_.lower[j];
+  upper = gave_upper ? upper : p_.upper[j];
+  if (lower > upper + kFeasibility * relative(upper)) return Outcome::kNoOptimum;
+  // One value: that of the column's own bound where there is one.
+  if (are_one_value(lower, upper)) {
+    lower = upper = gave_lower ? (gave_upper ? lower : upper) : lower;
+  }
+  trail_.singleton_row(p_, t, gave_lower, gave_upper);
+  p_.remove_row(i);
+  p_.set_bounds(j, lower, upper);
+  ++taken_;
+  return Outcome::kTaken;
+}
+
+Reducer::Outcome Reducer::take_forcing_row(int32_t i, bool at_most) {
+  const double least = kLeastForced * largest_in_row(i);
+  std::vector<std::pair<int32_t, double>> forced;
+  for (int32_t t = p_.first_in_row(i); t != p_.kNone; t = p_.entry(t).next_in_row) {
+    const ReducibleProgram::Entry &e = p_.entry(t);
+    if (std::fabs(e.value) < least) return Outcome::kKept;
+    const bool up = (e.value > 0.0) == at_most;
+    forced.emplace_back(e.column, up ? p_.upper[e.column] : p_.lower[e.column]);
+  }
+  trail_.forcing_row(p_, i, at_most);
+  p_.remove_row(i);
+  ++taken_;
+  for (const auto &[j, value] : forced) fix(j, value);
+  return Outcome::kTaken;
+}
+
+Reducer::Outcome Reducer::look_at_row(int32_t i) {
+  if (p_.row_length[i] == 0) return take_empty_row(i);
+  if (p_.row_length[i] == 1) return take_singleton_row(i);
+  const Activity &reach = p_.activity(i);
+  const double rounding = kRounding * (reach.size + 1.0);
+  const double least = reach.lower();
+  const double most = reach.upper();
+  const auto allowed = [&](double end) { return kFeasibility * (relative(end) + reach.size); };
+  if (most < p_.low[i] - allowed(p_.low[i]) || least > p_.high[i] + allowed(p_.high[i])) {
+    return Outcome::kNoOptimum;
+  }
+  if (std::isfinite(most) && most <= p_.low[i] + rounding) return take_forcing_row(i, true);
+  if (std::isfinite(least) && least >= p_.high[i] - rounding) return take_forcing_row(i, false);
+  // An end that cannot be reached, and so has no dual, is none.
+  if (least >= p_.low[i] - rounding) p_.low[i] = -kInfinity;
+  if (most <= p_.high[i] + rounding) p_.high[i] = kInfinity;
+  if (std::isinf(p_.low[i]) && std::isinf(p_.high[i])) {
+    p_.remove_row(i);
+    ++taken_;
+    return Outcome::kTaken;
+  }
+  if (p_.row_length[i] == 2 && is_equality(i)) return take_doubleton_row(i);
+  return Outcome::kKept;
+}
+
+/// True when the row of the entry keeps its column at or above the bound, whatever the others do.
+bool Reducer::implies_lower(const ReducibleProgram::Entry &e, double bound) {
+  const Activity &reach = p_.activity(e.row);
+  const double a = e.value;
+  const double end = a > 0.0 ? p_.low[e.row] : p_.high[e.row];
+  const double own = a * p_.upper[e.column];
+  const int32_t infinite = a > 0.0 ? reach.most_infinite : reach.least_infinite;
+  if (std::isinf(end) || infinite > (std::isinf(own) ? 1 : 0)) return false;
+  const double others = (a > 0.0 ? reach.most : reach.least) - (std::isinf(own) ? 0.0 : own);
+  const double rounding = kRounding * (reach.size + std::fabs(end)) / std::fabs(a);
+  return (end - others) / a - rounding >= bound - kImplied * relative(bound);
+}
+
+bool Reducer::implies_upper(const ReducibleProgram::Entry &e, double bound) {
+  const Activity &reach = p_.activity(e.row);
+  const double a = e.value;
+  const double end = a > 0.0 ? p_.high[e.row] : p_.low[e.row];
+  const double own = a * p_.lower[e.column];
+  const int32_t infinite = a > 0.0 ? reach.least_infinite : reach.most_infinite;
+  if (std::isinf(end) || infinite > (std::isinf(own) ? 1 : 0)) return false;
+  const double others = (a > 0.0 ? reach.least : reach.most) - (std::isinf(own) ? 0.0 : own);
+  const double rounding = kRounding * (reach.size + std::fabs(end)) / std::fabs(a);
+  return (end - others) / a + rounding <= bound + kImplied * relative(bound);
+}
+
+/// True when the column has no bounds but those that rows imply.
+bool Reducer::is_free(int32_t j) {
+  bool lower = std::isinf(p_.lower[j]);
+  bool upper = std::isinf(p_.upper[j]);
+  for (int32_t t = p_.first_in_column(j); t != p_.kNone && !(lower && upper);
+       t = p_.entry(t).next_in_column) {
+    if (!lower) lower = implies_lower(p_.entry(t), p_.lower[j]);
+    if (!upper) upper = implies_upper(p_.entry(t), p_.upper[j]);
+  }
+  return lower && upper;
+}
+
+/// Cost c less a part of another; 0 where nothing is left.
+double reduced_cost(double c, double part) {
+  const double left = c - part;
+  return std::fabs(left) <= kVanished * (std::fabs(c) + std::fabs(part)) ? 0.0 : left;
+}
+
+/// True when the costs of the other columns in the row of entry t can take up that of its column
+/// without losing themselves in it.
+bool Reducer::keeps_costs(int32_t t) const {
+  const double price = p_.cost[p_.entry(t).column] / p_.entry(t).value;
+  if (price == 0.0) return true;
+  for (int32_t k = p_.first_in_row(p_.entry(t).row); k != p_.kNone; k = p_.entry(k).next_in_row) {
+    if (k == t) continue;
+    const double cost = p_.cost[p_.entry(k).column];
+    const double part = p_.entry(k).value * price;
+    const double left = reduced_cost(cost, part);
+    if (left != 0.0 && std::fabs(part) > kMostCancellation * std::fabs(left)) return false;
+  }
+  return true;
+}
+
+/// Puts the column of entry t, as its row with the value b has it, into the other rows and costs.
+void Reducer::substitute(int32_t t, double b) {
+  const int32_t i = p_.entry(t).row;
+  const int32_t j = p_.entry(t).column;
+  const double a = p_.entry(t).value;
+  trail_.substituted_column(p_, t, b);
+  p_.remove_entry(t);
+  const double price = p_.cost[j] / a;
+  p_.constant += price * b;
+  for (int32_t k = p_.first_in_row(i); k != p_.kNone; k = p_.entry(k).next_in_row) {
+    double &cost = p_.cost[p_.entry(k).column];
+    cost = reduced_cost(cost, p_.entry(k).value * price);
+    p_.column_touched[p_.entry(k).column] = 1;
+  }
+  for (int32_t r = p_.first_in_column(j); r != p_.kNone; r = p_.entry(r).next_in_column) {
+    const int32_t row = p_.entry(r).row;
+    const double factor = p_.entry(r).value / a;
+    p_.shift_row(row, factor * b);
+    for (int32_t k = p_.first_in_row(i); k != p_.kNone; k = p_.entry(k).next_in_row) {
+      p_.add(row, p_.entry(k).column, -factor * p_.entry(k).value);
+    }
+  }
+  p_.remove_row(i);
+  p_.remove_column(j);
+  taken_ += 2;
+}
+
+/// A x_j + b x_k = r without x_j: its bounds and entries pass to x_k.
+bool Reducer::replace_in_doubleton(int32_t t, int32_t other) {
+  const int32_t i = p_.entry(t).row;
+  const int32_t j = p_.entry(t).column;
+  const int32_t k = p_.entry(other).column;
+  const double a = p_.entry(t).value;
+  const double b = p_.entry(other).value;
+  const double r = p_.low[i];
+  double lower = (r - a * (b / a > 0.0 ? p_.upper[j] : p_.lower[j])) / b;
+  double upper = (r - a * (b / a > 0.0 ? p_.lower[j] : p_.upper[j])) / b;
+  const bool gave_lower = lower > p_.lower[k];
+  const bool gave_upper = upper < p_.upper[k];
+  lower = gave_lower ? lower : p_.lower[k];
+  upper = gave_upper ? upper : p_.upper[k];
+  if (lower > upper) return false;
+  trail_.doubleton_row(p_, t, k, b, gave_lower, gave_upper);
+  const double factor = b / a;
+  p_.constant += p_.cost[j] * r / a;
+  p_.cost[k] = reduced_cost(p_.cost[k], factor * p_.cost[j]);
+  p_.remove_entry(t);
+  for (int32_t q = p_.first_in_column(j); q != p_.kNone; q = p_.entry(q).next_in_column) {
+    const int32_t row = p_.entry(q).row;
+    const double value = p_.entry(q).value;
+    p_.shift_row(row, value * r / a);
+    p_.add(row, k, -factor * value);
+  }
+  p_.remove_row(i);
+  p_.remove_column(j);
+  p_.set_bounds(k, lower, upper);
+  taken_ += 2;
+  return true;
+}
+
+Reducer::Outcome Reducer::take_doubleton_row(int32_t i) {
+  int32_t t = p_.first_in_row(i);
+  int32_t other = p_.entry(t).next_in_row;
+  if (p_.column_length[p_.entry(t).column] > p_.column_length[p_.entry(other).column]) {
+    std::swap(t, other);
+  }
+  const double ratio = std::fabs(p_.entry(t).value / p_.entry(other).value);
+  const int32_t length = p_.column_length[p_.entry(t).column];
+  const int32_t merged = length + p_.column_length[p_.entry(other).column] - 2;
+  if (ratio > kMostRatio || ratio < 1.0 / kMostRatio) return Outcome::kKept;
+  if (length > 1 && merged > kLongestMerged) return Outcome::kKept;
+  const double pivot = std::fabs(p_.entry(t).value);
+  if (pivot < kLeastPivot * largest_in_column(p_.entry(t).column)) return Outcome::kKept;
+  return keeps_costs(t) && replace_in_doubleton(t, other) ? Outcome::kTaken : Outcome::kKept;
+}
+
+Reducer::Outcome Reducer::take_empty_column(int32_t j) {
+  const double c = p_.cost[j];
+  double value = std::min(std::max(0.0, p_.lower[j]), p_.upper[j]);
+  if (c != 0.0) value = c > 0.0 ? p_.lower[j] : p_.upper[j];
+  if (std::isinf(value)) return Outcome::kNoOptimum;
+  fix(j, value);
+  return Outcome::kTaken;
+}
+
+/// A slack, or a column that its row leaves free.
+Reducer::Outcome Reducer::take_singleton_column(int32_t j) {
+  const int32_t t = p_.first_in_column(j);
+  const int32_t i = p_.entry(t).row;
+  const double a = p_.entry(t).value;
+  if (std::fabs(a) < kLeastPivot * largest_in_row(i)) return Outcome::kKept;
+  if (p_.cost[j] == 0.0) {
+    const double first = a * p_.lower[j];
+    const double second = a * p_.upper[j];
+    trail_.slack_column(p_, t);
+    p_.low[i] -= std::max(first, second);
+    p_.high[i] -= std::min(first, second);
+    p_.remove_column(j);
+    ++taken_;
+    return Outcome::kTaken;
+  }
+  if (!is_free(j) || !keeps_costs(t)) return Outcome::kKept;
+  const double b = p_.cost[j] / a > 0.0 ? p_.low[i] : p_.high[i];
+  if (std::isinf(b)) return Outcome::kNoOptimum;
+  substitute(t, b);
+  return Outcome::kTaken;
+}
+
+/// A column of few entries that its rows leave free, by the best of its equalities.
+bool Reducer::take_free_column(int32_t j) {
+  const double largest = largest_in_column(j);
+  int32_t best = p_.kNone;
+  for (int32_t t = p_.first_in_column(j); t != p_.kNone; t = p_.entry(t).next_in_column) {
+    const ReducibleProgram::Entry &e = p_.entry(t);
+    const int64_t added = (p_.row_length[e.row] - 1) * (p_.column_length[j] - 1);
+    const int64_t gone = p_.row_length[e.row] + p_.column_length[j] - 1;
+    if (!is_equality(e.row) || added > gone) continue;
+    if (std::fabs(e.value) < kLeastPivot * std::max(largest, largest_in_row(e.row))) continue;
+    if (best == p_.kNone || p_.row_length[e.row] < p_.row_length[p_.entry(best).row]) best = t;
+  }
+  if (best == p_.kNone || !keeps_costs(best) || !is_free(j)) return false;
+  substitute(best, p_.low[p_.entry(best).row]);
+  return true;
+}
+
+Reducer::Outcome Reducer::look_at_column(int32_t j) {
+  if (p_.column_length[j] == 0) return take_empty_column(j);
+  if (are_one_value(p_.lower[j], p_.upper[j])) {
+    fix(j, p_.lower[j]);
+    return Outcome::kTaken;
+  }
+  if (p_.column_length[j] == 1) return take_singleton_column(j);
+  if (p_.column_length[j] <= kLongestSubstituted && take_free_column(j)) return Outcome::kTaken;
+  return Outcome::kKept;
+}
+
+/// (21)
+void Reducer::bound_duals() {
+  dual_low_.assign(p_.low.size(), -kInfinity);
+  dual_high_.assign(p_.low.size(), kInfinity);
+  gives_dual_bound_.assign(p_.lower.size(), 0);
+  std::vector<int32_t> low_by(p_.low.size(), p_.kNone), high_by(p_.low.size(), p_.kNone);
+  for (int32_t i = 0; i < p_.rows(); ++i) {
+    if (std::isinf(p_.high[i])) dual_low_[i] = 0.0;
+    if (std::isinf(p_.low[i])) dual_high_[i] = 0.0;
+  }
+  for (int32_t j = 0; j < p_.columns(); ++j) {
+    // A bound of 0 is no better than that of a row's sign, and would pass for one.
+    if (!p_.column_alive[j] || p_.column_length[j] != 1 || p_.cost[j] == 0.0) continue;
+    const ReducibleProgram::Entry &e = p_.entry(p_.first_in_column(j));
+    const double bound = p_.cost[j] / e.value;
+    if (std::isinf(e.value > 0.0 ? p_.upper[j] : p_.lower[j]) && bound < dual_high_[e.row]) {
+      dual_high_[e.row] = bound;
+      high_by[e.row] = j;
+    }
+    if (std::isinf(e.value > 0.0 ? p_.lower[j] : p_.upper[j]) && bound > dual_low_[e.row]) {
+      dual_low_[e.row] = bound;
+      low_by[e.row] = j;
+    }
+  }
+  // A column that a bound rests on must stay while others are taken out by it.
+  for (int32_t i = 0; i < p_.rows(); ++i) {
+    if (low_by[i] != p_.kNone) gives_dual_bound_[low_by[i]] = 1;
+    if (high_by[i] != p_.kNone) gives_dual_bound_[high_by[i]] = 1;
+  }
+}
+
+/// 1 or -1 where the reduced cost has that sign for all duals within their bounds (or is 0, while
+/// only the signs of duals were used), 0 where it may have either.
+int Reducer::sign_of_reduced_cost(int32_t j) const {
+  double least = p_.cost[j];
+  double most = p_.cost[j];
+  double size = std::fabs(p_.cost[j]);
+  for (int32_t t = p_.first_in_column(j); t != p_.kNone; t = p_.entry(t).next_in_column) {
+    const double a = p_.entry(t).value;
+    const double low = a * dual_low_[p_.entry(t).row];
+    const double high = a * dual_high_[p_.entry(t).row];
+    least -= std::max(low, high);
+    most -= std::min(low, high);
+    const double finite = std::max(std::isfinite(low) ? std::fabs(low) : 0.0,
+                                   std::isfinite(high) ? std::fabs(high) : 0.0);
+    size += finite;
+    if (least == -kInfinity && most == kInfinity) return 0;
+  }
+  // Terms of 0 are those of row signs.
+  const double sure = size == std::fabs(p_.cost[j]) ? 0.0 : kSureSign * size;
+  if (least >= sure && (least > 0.0 || sure == 0.0)) return 1;
+  if (-most >= sure && (most < 0.0 || sure == 0.0)) return -1;
+  return 0;
+}
+
+Reducer::Outcome Reducer::look_for_dominated() {
+  bound_duals();
+  for (int32_t j = 0; j < p_.columns(); ++j) {
+    if (!p_.column_alive[j] || gives_dual_bound_[j]) continue;
+    const int sign = sign_of_reduced_cost(j);
+    if (sign == 0) continue;
+    const double value = sign > 0 ? p_.lower[j] : p_.upper[j];
+    if (std::isfinite(value)) fix(j, value);
+  }
+  return Outcome::kKept;
+}
+
+/// One pass over the rows and columns that were touched since the last. False without an optimum.
+bool Reducer::pass() {
+  for (int32_t i = 0; i < p_.rows(); ++i) {
+    if (!p_.row_alive[i] || !p_.row_touched[i]) continue;
+    p_.row_touched[i] = 0;
+    if (look_at_row(i) == Outcome::kNoOptimum) return false;
+  }
+  for (int32_t j = 0; j < p_.columns(); ++j) {
+    if (!p_.column_alive[j] || !p_.column_touched[j]) continue;
+    p_.column_touched[j] = 0;
+    if (look_at_column(j) == Outcome::kNoOptimum) return false;
+  }
+  return look_for_dominated() != Outcome::kNoOptimum;
+}
+
+bool Reducer::run() {
+  const double enough = kWorthAnotherPass * (p_.rows() + p_.columns());
+  for (int k = 0; k < kMostPasses; ++k) {
+    const int32_t before = taken_;
+    if (!pass()) return false;
+    if (taken_ - before <= enough) break;
+  }
+  return true;
+}
+
+}  // namespace
+
+bool reduce(ReducibleProgram *program, Trail *trail) { return Reducer(program, trail).run(); }
+
+}  // namespace interior_point
