@@ -1,7 +1,6 @@
 #include "interior_point/normal_equations.h"
 
 #include <algorithm>
-#include <cmath>
 
 #include "interior_point/block_factorisation.h"
 #include "interior_point/sparse_factorisation.h"
@@ -15,37 +14,50 @@ constexpr double kWorthEliminating = 0.85;
 constexpr int32_t kSmall = 60;
 // Supernodal panels run at about half the speed of one dense matrix.
 constexpr double kSparseHandicap = 2.0;
-// Ordering and analysis cost about as much as a few factorisations. Where the columns alone fill
-// this share of the square they would only confirm that M is dense.
-constexpr double kClearlyDense = 0.25;
-
-// Keeping columns as unknowns is looked at when they are fewer than this share of the rows...
-constexpr double kFewKept = 0.9;
-// ... and a factorisation without them does more than this much work per entry of A: below, the
-// vectors of an iteration take as long.
+// Ordering and analysis cost about as much as a few factorisations. Where this share of M is not 0
+// they would only confirm that its factor is dense. It is estimated from so many rows.
+constexpr double kClearlyDense = 0.4;
+constexpr int32_t kSampledRows = 64;
+// Keeping columns as unknowns is looked at where a factorisation without them does more than this
+// much work per entry of A (below, the vectors of an iteration take as long)...
 constexpr double kHeavy = 60.0;
-// Columns of at most this many entries are never kept.
-constexpr int32_t kShortColumn = 3;
-// Among many columns that are not short only the dense ones are kept: those this many times longer
-// than sqrt(rows), and longer than the second value, while they are fewer than this share.
-constexpr double kDenseColumn = 5.0;
-constexpr double kLeastDenseLength = 50.0;
-constexpr double kFewDense = 0.2;
+// ... and for columns this many times longer than the mean, and than the second value, while they
+// make up the third share of all the products in A Theta A' and are fewer than the fourth share of
+// the rows.
+constexpr double kLongColumn = 2.5;
+constexpr double kShortColumn = 3.0;
+constexpr double kLongShare = 0.5;
+constexpr double kFewKept = 0.9;
 // Panels of both signs run slower than others, and their orders have narrower ones.
 constexpr double kSignedHandicap = 2.0;
 
-double squares_of_lengths(const SparseColumns &A) {
-  double squares = 0.0;
+/// The share of M that is not 0, from a sample of its rows.
+double density(const SparseColumns &A) {
+  const int32_t stride = std::max(1, A.rows / kSampledRows);
+  std::vector<std::vector<int32_t>> columns_of(static_cast<size_t>(A.rows / stride + 1));
   for (int32_t j = 0; j < A.columns(); ++j) {
-    const double length = A.length(j);
-    if (length > 1) squares += length * length;
+    if (A.length(j) < 2) continue;
+    for (int32_t t = A.start[j]; t < A.start[j + 1]; ++t) {
+      if (A.row[t] % stride == 0) columns_of[A.row[t] / stride].push_back(j);
+    }
   }
-  return squares;
+  std::vector<int32_t> seen(static_cast<size_t>(A.rows), -1);
+  double count = 0.0;
+  int32_t sampled = 0;
+  for (int32_t i = 0; i < A.rows; i += stride, ++sampled) {
+    for (const int32_t j : columns_of[sampled]) {
+      for (int32_t t = A.start[j]; t < A.start[j + 1]; ++t) {
+        count += seen[A.row[t]] != i;
+        seen[A.row[t]] = i;
+      }
+    }
+  }
+  return count / (static_cast<double>(A.rows) * std::max(sampled, 1));
 }
 
-/// The long columns without one for each row that has no other: a row whose diagonal in (14) is
-/// nothing but the regularisation makes no pivot.
-std::vector<int32_t> columns_to_keep(const SparseColumns &A, int32_t longest_short) {
+/// The long columns without the shortest one of each row that has no other: a row whose diagonal in
+/// (14) is nothing but the regularisation makes no pivot.
+std::vector<int32_t> columns_to_keep(const SparseColumns &A, double longest_short) {
   std::vector<uint8_t> has_diagonal(static_cast<size_t>(A.rows), 0);
   std::vector<int32_t> shortest(static_cast<size_t>(A.rows), -1);
   for (int32_t j = 0; j < A.columns(); ++j) {
@@ -66,15 +78,22 @@ std::vector<int32_t> columns_to_keep(const SparseColumns &A, int32_t longest_sho
   return kept;
 }
 
-/// All columns but the short ones where that leaves few, otherwise those that are dense.
+/// The columns that are worth an ordering with them as unknowns; none where that is unlikely to
+/// pay.
 std::vector<int32_t> promising_columns(const SparseColumns &A) {
-  std::vector<int32_t> kept = columns_to_keep(A, kShortColumn);
-  if (static_cast<double>(kept.size()) < kFewKept * A.rows) return kept;
-  const double dense =
-      std::max(kDenseColumn * std::sqrt(static_cast<double>(A.rows)), kLeastDenseLength);
-  kept = columns_to_keep(A, static_cast<int32_t>(dense));
-  if (static_cast<double>(kept.size()) < kFewDense * A.rows) return kept;
-  return {};
+  const double mean = static_cast<double>(A.entries()) / std::max(A.columns(), 1);
+  const double longest_short = std::max(kLongColumn * mean, kShortColumn);
+  double all = 0.0;
+  double of_long = 0.0;
+  for (int32_t j = 0; j < A.columns(); ++j) {
+    const double length = A.length(j);
+    if (length > 1) all += length * length;
+    if (length > longest_short) of_long += length * length;
+  }
+  if (of_long < kLongShare * all) return {};
+  std::vector<int32_t> kept = columns_to_keep(A, longest_short);
+  if (static_cast<double>(kept.size()) > kFewKept * A.rows) kept.clear();
+  return kept;
 }
 }  // namespace
 
@@ -86,10 +105,7 @@ std::unique_ptr<Factorisation> make_factorisation(const SparseColumns &A) {
   double limit = std::min(plain, split) / kSparseHandicap;
   std::unique_ptr<Factorisation> best;
   if (A.rows >= kSmall) {
-    const double squares = squares_of_lengths(A);
-    if (squares < kClearlyDense * static_cast<double>(A.rows) * A.rows) {
-      best = make_sparse_factorisation(A, {}, &limit);
-    }
+    if (density(A) < kClearlyDense) best = make_sparse_factorisation(A, {}, &limit);
     if (limit > kHeavy * A.entries()) {
       const std::vector<int32_t> kept = promising_columns(A);
       limit /= kSignedHandicap;
