@@ -65,7 +65,7 @@ double median(std::vector<double> values) {
   return values.size() % 2 == 1 ? values[half] : 0.5 * (values[half - 1] + values[half]);
 }
 
-/// `own` over the least `measure` of the other methods.
+/// The run's `measure` over the least of the other methods.
 template <typename Measure>
 static double ratio(const Comparison &comparison, const MethodRun &run, double least_measure,
                     const Measure &measure) {
@@ -75,6 +75,8 @@ static double ratio(const Comparison &comparison, const MethodRun &run, double l
       best = std::fmin(best, measure(figures_of(other.result)));
     }
   }
+  if (std::isnan(best)) return kNone;
+  if (!run.result.closed) return std::numeric_limits<double>::infinity();
   return std::max(least_measure, measure(figures_of(run.result))) / std::max(least_measure, best);
 }
 

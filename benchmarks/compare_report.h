@@ -41,9 +41,9 @@ struct Figures {
 };
 Figures figures_of(const RunResult &result);
 
-/// The measures of a run of ours over the best of the others', which are not ours and came to an
-/// end; a measure is not a number where there are none. No ratio has an absurd denominator: times
-/// below a millisecond count as one.
+/// The measures of a run of ours over the best of the others', which are not ours and closed the
+/// gap; not numbers where there are none, infinite where the run itself did not close it. Times
+/// below a millisecond count as one: no ratio has an absurd denominator.
 struct Ratios {
   double rounds, rmp_seconds, seconds;
 };
