@@ -97,6 +97,23 @@ void Trail::doubleton_row(const ReducibleProgram &p, int32_t t, int32_t k, doubl
   store_column(p, e.column, e.row);
 }
 
+void Trail::parallel_row(const ReducibleProgram &p, int32_t i, int32_t r, double s, bool gave_low,
+                         bool gave_high) {
+  Record &record = open(p, Kind::kParallelRow, i, -1);
+  record.other = r;
+  record.pivot = s;
+  record.first = gave_low;
+  record.second = gave_high;
+}
+
+void Trail::merged_columns(const ReducibleProgram &p, int32_t j, int32_t k, double s) {
+  Record &record = open(p, Kind::kMerged, -1, j);
+  record.other = k;
+  record.pivot = s;
+  record.other_lower = p.lower[k];
+  record.other_upper = p.upper[k];
+}
+
 /// The stored part of the row times x.
 double Trail::row_sum(const Record &r, const Solution &s) const {
   double sum = 0.0;
@@ -170,6 +187,28 @@ void Trail::undo_doubleton(const Record &r, Solution *s) const {
   s->y[r.row] = (column_slack(r, *s) - s->d[r.column]) / r.pivot;
 }
 
+/// (22)
+void Trail::undo_parallel_row(const Record &r, Solution *s) const {
+  double &y = s->y[r.row];
+  const bool held = y > 0.0 ? r.first : r.second;
+  s->y[r.other] = held ? y / r.pivot : 0.0;
+  if (held) y = 0.0;
+}
+
+/// (23)
+void Trail::undo_merged(const Record &r, Solution *s) const {
+  const double x = s->x[r.column];
+  const double d = s->d[r.column];
+  const bool to_lower = (d >= 0.0) == (r.pivot > 0.0);
+  double other = to_lower ? r.other_lower : r.other_upper;
+  if (std::isinf(other)) other = std::min(std::max(0.0, r.other_lower), r.other_upper);
+  const double own = std::min(std::max(x - r.pivot * other, r.lower), r.upper);
+  other = std::min(std::max((x - own) / r.pivot, r.other_lower), r.other_upper);
+  s->x[r.column] = x - r.pivot * other;
+  s->x[r.other] = other;
+  s->d[r.other] = r.pivot * d;
+}
+
 void Trail::undo(Solution *s) const {
   for (auto r = records_.rbegin(); r != records_.rend(); ++r) {
     switch (r->kind) {
@@ -193,6 +232,12 @@ void Trail::undo(Solution *s) const {
         break;
       case Kind::kDoubleton:
         undo_doubleton(*r, s);
+        break;
+      case Kind::kParallelRow:
+        undo_parallel_row(*r, s);
+        break;
+      case Kind::kMerged:
+        undo_merged(*r, s);
         break;
     }
   }

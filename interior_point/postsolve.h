@@ -27,6 +27,12 @@
  * - Doubleton row a x_j + b x_k = r, whose x_j was replaced and gave its bounds to x_k. The reduced
  *   cost of x_k was d'_k = d_k - (b/a) d_j. Where it holds x_k to a bound that came from x_j then
  *   d_k = 0, d_j = -(a/b) d'_k; otherwise d_j = 0, d_k = d'_k. y_i follows from d_j.           (20)
+ *
+ * - Parallel row a_r = s a_i, which left its interval to row i. Where y_i holds an end that came
+ *   from row r, y_r = y_i / s and y_i = 0; otherwise y_r = 0.                                  (22)
+ *
+ * - Merged columns, x = x_j + s x_k: d_k = s d_j, and x_k goes to its bound on the side that d_j
+ *   holds x to, as far as the bounds of x_j allow.                                            (23)
  */
 #ifndef INTERIOR_POINT_POSTSOLVE_H
 #define INTERIOR_POINT_POSTSOLVE_H
@@ -61,13 +67,26 @@ class Trail {
   void doubleton_row(const ReducibleProgram &p, int32_t t, int32_t k, double b, bool gave_lower,
                      bool gave_upper);
 
-  bool empty() const { return records_.empty(); }
+  /// Row r is s times row i, and which ends of the common interval it gave.
+  void parallel_row(const ReducibleProgram &p, int32_t i, int32_t r, double s, bool gave_low,
+                    bool gave_high);
+  /// Column k is s times column j, in costs too.
+  void merged_columns(const ReducibleProgram &p, int32_t j, int32_t k, double s);
 
   /// Completes a solution of the reduced program to one of the program before all records.
   void undo(Solution *solution) const;
 
  private:
-  enum class Kind { kFixed, kSingletonRow, kForcingRow, kSubstituted, kSlack, kDoubleton };
+  enum class Kind {
+    kFixed,
+    kSingletonRow,
+    kForcingRow,
+    kSubstituted,
+    kSlack,
+    kDoubleton,
+    kParallelRow,
+    kMerged
+  };
 
   struct Record {
     Kind kind;
@@ -75,7 +94,8 @@ class Trail {
     double pivot, other_pivot;   // a, b of (20)
     double value, cost;          // b_i or the fixed value, c_j
     double low, high, lower, upper;
-    bool first, second;  // gave_lower and gave_upper, or at_most
+    double other_lower, other_upper;  // of x_k in (23)
+    bool first, second;               // gave_lower and gave_upper, or at_most
     std::size_t row_entries, column_entries, end;
   };
 
@@ -89,6 +109,8 @@ class Trail {
   void undo_forcing_row(const Record &r, Solution *s) const;
   void undo_slack(const Record &r, Solution *s) const;
   void undo_doubleton(const Record &r, Solution *s) const;
+  void undo_parallel_row(const Record &r, Solution *s) const;
+  void undo_merged(const Record &r, Solution *s) const;
 
   std::vector<Record> records_;
   // Entries of rows (by column) and columns (by row) at the time of their record.

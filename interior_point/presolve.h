@@ -19,6 +19,10 @@
  *   dual y_i = c_j / a_ij and is substituted out with the row, which its sign makes an equality;
  * one with two or three entries where one of them is in an equality. (18)
  * - An equality with two entries replaces one column by the other.                            (20)
+ * - Of two rows that are multiples of each other one goes, and the other keeps both intervals. (22)
+ * - Two columns a_k = s a_j with c_k = s c_j are one column x_j + s x_k. Where c_k > s c_j and x_j
+ *   has no upper bound (s > 0), x_k is dominated: d_k > s d_j >= 0; likewise where c_k < s c_j and
+ *   x_j has no lower bound.                                                                   (23)
  *
  * E. D. Andersen and K. D. Andersen, Presolving in linear programming, Math. Programming 71 (1995)
  * 221-245.

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cmath>
 
+#include "interior_point/parallel_lines.h"
+
 namespace interior_point {
 
 namespace {
@@ -62,8 +64,14 @@ class Reducer {
   double largest_in_column(int32_t j) const;
   bool is_equality(int32_t i) const { return p_.low[i] == p_.high[i]; }
 
+  bool merge_parallel_rows();
+  void merge_parallel_columns();
+  bool fix_dominated_by(int32_t j, int32_t k, double s);
+  void merge(int32_t j, int32_t k, double s);
+  bool merge_intervals(const ParallelPair &pair);
+
   void bound_duals();
-  Outcome look_for_dominated();
+  void look_for_dominated();
   int sign_of_reduced_cost(int32_t j) const;
 
   ReducibleProgram &p_;
@@ -434,7 +442,7 @@ int Reducer::sign_of_reduced_cost(int32_t j) const {
   return 0;
 }
 
-Reducer::Outcome Reducer::look_for_dominated() {
+void Reducer::look_for_dominated() {
   bound_duals();
   for (int32_t j = 0; j < p_.columns(); ++j) {
     if (!p_.column_alive[j] || gives_dual_bound_[j]) continue;
@@ -443,7 +451,81 @@ Reducer::Outcome Reducer::look_for_dominated() {
     const double value = sign > 0 ? p_.lower[j] : p_.upper[j];
     if (std::isfinite(value)) fix(j, value);
   }
-  return Outcome::kKept;
+}
+
+/// (22); false when the two intervals have nothing in common.
+bool Reducer::merge_intervals(const ParallelPair &pair) {
+  const int32_t i = pair.first;
+  double low = p_.low[pair.second] / pair.ratio;
+  double high = p_.high[pair.second] / pair.ratio;
+  if (pair.ratio < 0.0) std::swap(low, high);
+  const bool gave_low = low - kRounding * relative(low) > p_.low[i];
+  const bool gave_high = high + kRounding * relative(high) < p_.high[i];
+  low = gave_low ? low : p_.low[i];
+  high = gave_high ? high : p_.high[i];
+  if (low > high + kFeasibility * relative(high)) return false;
+  if (low > high) (gave_low ? low : high) = gave_low ? high : low;
+  trail_.parallel_row(p_, i, pair.second, pair.ratio, gave_low, gave_high);
+  p_.low[i] = low;
+  p_.high[i] = high;
+  p_.row_touched[i] = 1;
+  p_.remove_row(pair.second);
+  ++taken_;
+  return true;
+}
+
+bool Reducer::merge_parallel_rows() {
+  for (const ParallelPair &pair : parallel_rows(p_)) {
+    if (!merge_intervals(pair)) return false;
+  }
+  return true;
+}
+
+/// (23): true when column k = s * column j was found to be dominated and is fixed.
+bool Reducer::fix_dominated_by(int32_t j, int32_t k, double s) {
+  const double difference = p_.cost[k] - s * p_.cost[j];
+  const double size = std::fabs(p_.cost[k]) + std::fabs(s * p_.cost[j]);
+  if (std::fabs(difference) <= kSureSign * size) return false;
+  // s d_j has the sign of s where x_j has no upper bound, and the other where it has no lower.
+  const bool never_below = std::isinf(s > 0.0 ? p_.upper[j] : p_.lower[j]);
+  const bool never_above = std::isinf(s > 0.0 ? p_.lower[j] : p_.upper[j]);
+  const double value = difference > 0.0 ? p_.lower[k] : p_.upper[k];
+  if (!(difference > 0.0 ? never_below : never_above) || std::isinf(value)) return false;
+  fix(k, value);
+  return true;
+}
+
+/// (23): column k = s * column j joins it where the costs allow.
+void Reducer::merge(int32_t j, int32_t k, double s) {
+  const double difference = p_.cost[k] - s * p_.cost[j];
+  const double size = std::fabs(p_.cost[k]) + std::fabs(s * p_.cost[j]);
+  if (std::fabs(difference) > kRounding * size) return;
+  trail_.merged_columns(p_, j, k, s);
+  const double lower = p_.lower[j] + s * (s > 0.0 ? p_.lower[k] : p_.upper[k]);
+  const double upper = p_.upper[j] + s * (s > 0.0 ? p_.upper[k] : p_.lower[k]);
+  p_.remove_column(k);
+  p_.set_bounds(j, lower, upper);
+  ++taken_;
+}
+
+void Reducer::merge_parallel_columns() {
+  int32_t first = p_.kNone;
+  int32_t j = p_.kNone;  // the one of the columns parallel to `first` that is left to compare with
+  double of_first = 1.0;
+  for (const ParallelPair &pair : parallel_columns(p_)) {
+    if (pair.first != first) {
+      first = j = pair.first;
+      of_first = 1.0;
+    }
+    const double s = pair.ratio / of_first;
+    if (fix_dominated_by(j, pair.second, s)) continue;
+    if (fix_dominated_by(pair.second, j, 1.0 / s)) {
+      j = pair.second;
+      of_first = pair.ratio;
+      continue;
+    }
+    merge(j, pair.second, s);
+  }
 }
 
 /// One pass over the rows and columns that were touched since the last. False without an optimum.
@@ -458,7 +540,8 @@ bool Reducer::pass() {
     p_.column_touched[j] = 0;
     if (look_at_column(j) == Outcome::kNoOptimum) return false;
   }
-  return look_for_dominated() != Outcome::kNoOptimum;
+  look_for_dominated();
+  return true;
 }
 
 bool Reducer::run() {
@@ -466,6 +549,9 @@ bool Reducer::run() {
   for (int k = 0; k < kMostPasses; ++k) {
     const int32_t before = taken_;
     if (!pass()) return false;
+    if (taken_ - before > enough) continue;
+    if (!merge_parallel_rows()) return false;
+    merge_parallel_columns();
     if (taken_ - before <= enough) break;
   }
   return true;
