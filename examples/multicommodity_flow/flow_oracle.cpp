@@ -5,7 +5,7 @@
 #include <utility>
 
 #include "examples/common/column_batch.h"
-#include "examples/multicommodity_flow/row_batch.h"
+#include "examples/common/row_batch.h"
 
 namespace multicommodity_flow {
 
@@ -82,7 +82,7 @@ double FlowOracle::priced_columns(const QUARN_env &env) {
 
 /// Adds the rows that became necessary, with their entries in the first `known` columns.
 void FlowOracle::add_missing_rows(QUARN_env &env, int32_t known) {
-  RowBatch batch;
+  examples::RowBatch batch;
   const int32_t first = row_count();
   for (int32_t a = 0; a < network_.arc_count(); ++a) {
     const auto capacity = static_cast<double>(network_.arcs[static_cast<size_t>(a)].capacity);

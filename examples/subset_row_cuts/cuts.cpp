@@ -1,10 +1,9 @@
 #include "examples/subset_row_cuts/cuts.h"
 
 #include <algorithm>
-#include <new>
 #include <utility>
 
-#include "examples/common/master_run.h"
+#include "examples/common/row_batch.h"
 
 namespace subset_row_cuts {
 
@@ -44,28 +43,15 @@ std::vector<ItemSet> separate(QUARN_env &env, const std::vector<Group> &groups, 
 
 void add_cut_rows(QUARN_env &env, const std::vector<Group> &groups,
                   const std::vector<ItemSet> &cuts) {
-  const int32_t columns = env.G->n - env.ncols_aux;
-  std::vector<int32_t> starts = {1}, indices;
-  for (const ItemSet triple : cuts) {
-    for (int32_t k = 0; k < columns; ++k) {
-      if (cuts_across(group_of(env, groups, k).items, triple)) indices.push_back(k + 1);
+  examples::RowBatch rows;
+  for (size_t c = 0; c < cuts.size(); ++c) {
+    rows.add_row(examples::kAtMost, 1.0);
+    for (int32_t k = 0; k < env.G->n - env.ncols_aux; ++k) {
+      if (!cuts_across(group_of(env, groups, k).items, cuts[c])) continue;
+      rows.add_entry(static_cast<int32_t>(c), k, 1.0);
     }
-    starts.push_back(static_cast<int32_t>(indices.size()) + 1);
   }
-  std::vector<double> ones(indices.size(), 1.0);
-  const std::vector<double> rhs(cuts.size(), 1.0), least(cuts.size(), -1e30), most(cuts.size());
-  const std::vector<int32_t> types(cuts.size(), examples::kAtMost);
-  QUARN_SMatrix_RW rows = {};
-  rows.m = rows.max_m = static_cast<int32_t>(cuts.size());
-  rows.n = rows.max_n = columns;
-  rows.nz = rows.max_nz = static_cast<int32_t>(indices.size());
-  rows.elt = ones.data();
-  rows.row_start = starts.data();
-  rows.cl = indices.data();
-  if (QUARN_add_rows(&env, &rows, rhs.data(), types.data(), least.data(), most.data(), nullptr) !=
-      1) {
-    throw std::bad_alloc();
-  }
+  rows.send(env);
 }
 
 }  // namespace subset_row_cuts

@@ -1,12 +1,10 @@
-#include "examples/multicommodity_flow/row_batch.h"
+#include "examples/common/row_batch.h"
 
 #include <new>
 
-#include "examples/common/master_run.h"
+namespace examples {
 
-namespace multicommodity_flow {
-
-void RowBatch::add_row(int32_t type, double rhs) { rows_.push_back({type, rhs, {}, {}}); }
+void RowBatch::add_row(RowType type, double rhs) { rows_.push_back({type, rhs, {}, {}}); }
 
 void RowBatch::add_entry(int32_t row, int32_t column, double coefficient) {
   rows_[static_cast<size_t>(row)].columns.push_back(column + 1);
@@ -28,8 +26,8 @@ void RowBatch::send(QUARN_env &env) const {
   // A row without entries still needs arrays to point to.
   elements.resize(elements.size() + 1);
   columns.resize(columns.size() + 1);
-  const std::vector<double> lower(rows_.size(), -examples::MasterRows::kWideBox);
-  const std::vector<double> upper(rows_.size(), examples::MasterRows::kWideBox);
+  const std::vector<double> lower(rows_.size(), -MasterRows::kWideBox);
+  const std::vector<double> upper(rows_.size(), MasterRows::kWideBox);
   QUARN_SMatrix_RW record = {};
   record.m = record.max_m = static_cast<int32_t>(rows_.size());
   record.n = record.max_n = env.G->n - env.ncols_aux;
@@ -43,4 +41,4 @@ void RowBatch::send(QUARN_env &env) const {
   }
 }
 
-}  // namespace multicommodity_flow
+}  // namespace examples
