@@ -39,7 +39,7 @@ void prepare(Handle *handle) {
 }
 
 // Criteria of the smaller problem say little less than those of the problem itself. Where that
-// little matters the smaller one is solved on, to this share of the tolerance.
+// little matters the smaller one is solved on, to this share of what was asked.
 constexpr int kAttempts = 2;
 constexpr double kTightening = 1e-2;
 
@@ -57,6 +57,7 @@ bool solve_reduced(Handle *handle, const Request &asked, int32_t *iterations) {
     if (code != Code::kSolved && attempt == 0) return false;
     if (handle->solver->adopt(asked, presolved.restore(small.point()), *iterations)) return true;
     request.tolerance *= kTightening;
+    request.feasibility *= kTightening;
     start = Start::kCurrent;
   }
   return false;

@@ -45,6 +45,7 @@ class Reducer {
 
   bool pass();
   Outcome look_at_row(int32_t i);
+  Outcome drop_row(int32_t i);
   Outcome take_empty_row(int32_t i);
   Outcome take_singleton_row(int32_t i);
   Outcome take_forcing_row(int32_t i, bool at_most);
@@ -62,6 +63,9 @@ class Reducer {
   bool implies_upper(const ReducibleProgram::Entry &e, double bound);
   double largest_in_row(int32_t i) const;
   double largest_in_column(int32_t j) const;
+  bool constrains_nothing(int32_t i) const {
+    return std::isinf(p_.low[i]) && std::isinf(p_.high[i]);
+  }
   bool is_equality(int32_t i) const { return p_.low[i] == p_.high[i]; }
 
   bool merge_parallel_rows();
@@ -122,6 +126,11 @@ Reducer::Outcome Reducer::take_empty_row(int32_t i) {
       p_.high[i] < -kFeasibility * relative(p_.high[i])) {
     return Outcome::kNoOptimum;
   }
+  return drop_row(i);
+}
+
+/// Takes a row out whose dual is 0.
+Reducer::Outcome Reducer::drop_row(int32_t i) {
   p_.remove_row(i);
   ++taken_;
   return Outcome::kTaken;
@@ -169,6 +178,7 @@ Reducer::Outcome Reducer::take_forcing_row(int32_t i, bool at_most) {
 }
 
 Reducer::Outcome Reducer::look_at_row(int32_t i) {
+  if (constrains_nothing(i)) return drop_row(i);
   if (p_.row_length[i] == 0) return take_empty_row(i);
   if (p_.row_length[i] == 1) return take_singleton_row(i);
   const Activity &reach = p_.activity(i);
@@ -184,11 +194,7 @@ Reducer::Outcome Reducer::look_at_row(int32_t i) {
   // An end that cannot be reached, and so has no dual, is none.
   if (least >= p_.low[i] - rounding) p_.low[i] = -kInfinity;
   if (most <= p_.high[i] + rounding) p_.high[i] = kInfinity;
-  if (std::isinf(p_.low[i]) && std::isinf(p_.high[i])) {
-    p_.remove_row(i);
-    ++taken_;
-    return Outcome::kTaken;
-  }
+  if (constrains_nothing(i)) return drop_row(i);
   if (p_.row_length[i] == 2 && is_equality(i)) return take_doubleton_row(i);
   return Outcome::kKept;
 }
@@ -553,6 +559,10 @@ bool Reducer::run() {
     if (!merge_parallel_rows()) return false;
     merge_parallel_columns();
     if (taken_ - before <= enough) break;
+  }
+  // The last slacks may have left rows without an end.
+  for (int32_t i = 0; i < p_.rows(); ++i) {
+    if (p_.row_alive[i] && constrains_nothing(i)) drop_row(i);
   }
   return true;
 }

@@ -128,6 +128,7 @@ Code Solver::solve(const Request &request, Start start, const SavedPoint *saved)
 void Solver::set_limits(const Request &request) {
   tolerance_ = request.tolerance;
   feasibility_ =
+      request.feasibility *
       std::max(kTightestFeasibility, std::min(kLoosestFeasibility, 0.1 * request.tolerance));
 }
 

@@ -49,6 +49,7 @@ enum class Code : int32_t {
 
 struct Request {
   double tolerance = 1e-8;       ///< relative gap to reach
+  double feasibility = 1.0;      ///< share of the usual infeasibilities to allow
   bool keep_centred = false;     ///< aim at the middle of the path
   bool must_be_centred = false;  ///< accept only products within the neighbourhood
 };

@@ -25,6 +25,7 @@ class Random {
     return std::uniform_real_distribution<double>(from, to)(engine_);
   }
   bool chance(double probability) { return real(0.0, 1.0) < probability; }
+  std::mt19937_64 &engine() { return engine_; }
   double power_of_ten(double from, double to) { return std::pow(10.0, real(from, to)); }
   /// A small integer or a real number, never 0.
   double entry() {
@@ -85,6 +86,11 @@ Column draw_column(const Traits &traits, Random *random) {
 Entries draw_entries(const Traits &traits, int32_t rows, Random *random) {
   Entries entries;
   if (random->chance(traits.empty)) return entries;
+  if (traits.short_lines > 0.0 && random->chance(traits.short_lines)) {
+    entries.emplace_back(random->integer(0, rows - 1), random->entry());
+    if (random->chance(0.5)) entries.emplace_back(random->integer(0, rows - 1), random->entry());
+    return entries;
+  }
   const double density = random->chance(traits.dense_columns) ? 1.0 : traits.density;
   for (int32_t i = 0; i < rows; ++i) {
     if (!random->chance(density)) continue;
@@ -146,6 +152,64 @@ void replace_row(int32_t i, bool by_sum, Random *random, std::vector<Column> *co
   }
 }
 
+Entries multiple_of(Entries entries, Random *random) {
+  const double factor = random->entry();
+  for (auto &[line, a] : entries) a *= factor;
+  return entries;
+}
+
+/// The entries of one row by columns, taken out or put in.
+Entries take_row(int32_t i, std::vector<Column> *columns) {
+  Entries row;
+  for (size_t j = 0; j < columns->size(); ++j) {
+    Entries others;
+    double sum = 0.0;
+    for (const auto &[r, a] : (*columns)[j].entries) {
+      if (r == i) sum += a;
+      if (r != i) others.emplace_back(r, a);
+    }
+    if (sum != 0.0) row.emplace_back(static_cast<int32_t>(j), sum);
+    (*columns)[j].entries = others;
+  }
+  return row;
+}
+
+void put_row(int32_t i, const Entries &row, std::vector<Column> *columns) {
+  for (const auto &[j, a] : row) (*columns)[static_cast<size_t>(j)].entries.emplace_back(i, a);
+}
+
+/// What the bounds of the columns let the row just reach: columns between their bounds leave it.
+Entries forced(const Entries &row, const std::vector<Column> &columns) {
+  Entries kept;
+  for (const auto &[j, a] : row) {
+    const Column &c = columns[static_cast<size_t>(j)];
+    if (c.x == c.upper) kept.emplace_back(j, std::fabs(a));
+    if (c.x == c.lower && c.x != c.upper) kept.emplace_back(j, -std::fabs(a));
+  }
+  return kept;
+}
+
+/// Gives some rows a form that can be taken out of the program.
+void make_rows_reducible(const Traits &traits, int32_t rows, Random *random,
+                         std::vector<Column> *columns) {
+  for (int32_t i = 0; i < rows; ++i) {
+    if (random->chance(traits.short_lines)) {
+      Entries row = take_row(i, columns);
+      std::shuffle(row.begin(), row.end(), random->engine());
+      row.resize(std::min(row.size(), static_cast<size_t>(random->integer(1, 2))));
+      put_row(i, row, columns);
+    } else if (random->chance(traits.forcing)) {
+      put_row(i, forced(take_row(i, columns), *columns), columns);
+    } else if (i > 0 && random->chance(traits.parallel)) {
+      take_row(i, columns);
+      const int32_t of = random->integer(0, i - 1);
+      const Entries row = take_row(of, columns);
+      put_row(of, row, columns);
+      put_row(i, multiple_of(row, random), columns);
+    }
+  }
+}
+
 }  // namespace
 
 KnownProgram draw_known(const Traits &traits, uint64_t seed) {
@@ -156,7 +220,12 @@ KnownProgram draw_known(const Traits &traits, uint64_t seed) {
   for (int32_t j = 0; j < n; ++j) {
     columns.push_back(draw_column(traits, &random));
     columns.back().entries = draw_entries(traits, m, &random);
+    if (traits.parallel > 0.0 && j > 0 && random.chance(traits.parallel)) {
+      const auto of = static_cast<size_t>(random.integer(0, j - 1));
+      columns.back().entries = multiple_of(columns[of].entries, &random);
+    }
   }
+  if (traits.short_lines > 0.0) make_rows_reducible(traits, m, &random, &columns);
   for (int32_t i = 2; i < m; ++i) {
     if (random.chance(traits.dependent)) {
       replace_row(i, true, &random, &columns);

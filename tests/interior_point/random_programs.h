@@ -32,6 +32,9 @@ struct Traits {
   double dependent = 0.0;   ///< rows that are combinations of others, per row
   double empty = 0.0;       ///< empty rows and columns, per row and column
   double dense_columns = 0.0;       ///< share of columns with an entry in every row
+  double short_lines = 0.0;         ///< share of rows and columns cut down to one or two entries
+  double parallel = 0.0;            ///< share of rows and columns that are multiples of others
+  double forcing = 0.0;             ///< share of rows that their columns' bounds can only just meet
   double scale_decades = 0.0;       ///< rows and columns are scaled by up to this power of ten
   double cost_decades[2] = {0, 1};  ///< reduced costs are 10^ a number between these
   bool homogeneous = false;         ///< x = 0 and right-hand sides of zero

@@ -48,7 +48,7 @@ TEST_P(KnownOptimum, IsReached) {
 }
 
 std::vector<Traits> families() {
-  std::vector<Traits> result(12);
+  std::vector<Traits> result(15);
   result[1].name = "degenerate", result[1].degenerate = 0.7;
   result[2].name = "bounded", result[2].bounded = 1.0;
   result[3].name = "equalities", result[3].equalities = 1.0, result[3].most_columns = 25;
@@ -63,6 +63,13 @@ std::vector<Traits> families() {
   result[11].name = "all_at_once", result[11].degenerate = 0.4, result[11].bounded = 0.6;
   result[11].ranges = 0.3, result[11].dependent = 0.2, result[11].empty = 0.1;
   result[11].dense_columns = 0.05, result[11].scale_decades = 1.0;
+  // What a presolve feeds on: alone, with every kind of bound, and large enough for several passes.
+  result[12].name = "reducible", result[12].short_lines = 0.4, result[12].parallel = 0.2;
+  result[12].forcing = 0.1;
+  result[13] = result[12], result[13].name = "reducible_bounded", result[13].bounded = 0.8;
+  result[13].ranges = 0.3, result[13].degenerate = 0.4, result[13].empty = 0.05;
+  result[14] = result[12], result[14].name = "reducible_large", result[14].density = 0.08;
+  result[14].most_rows = 80, result[14].most_columns = 160, result[14].equalities = 0.6;
   return result;
 }
 
