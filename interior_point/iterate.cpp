@@ -25,19 +25,19 @@ void add_backward_terms(const ProblemForm &form, const Point &point, std::vector
     for (int32_t t = form.A.start[j]; t < form.A.start[j + 1]; ++t) {
       const int32_t i = form.A.row[t];
       const double a = std::fabs(form.A.value[t]);
-      (*row)[i] = std::max((*row)[i], a * xj / form.row_scale[i]);
+      (*row)[i] = std::max((*row)[i], a * xj * form.row_unit[i]);
       most = std::max(most, a * std::fabs(point.y[i]));
     }
-    (*column)[j] = most / form.column_scale[j];
+    (*column)[j] = most * form.column_unit[j];
   }
 }
 
 double primal_measure(const ProblemForm &form, const Residuals &r, const double *backward) {
-  const double common = 1.0 + largest_rhs(form);
+  const double common = 1.0 + form.largest_rhs;
   double worst = 0.0;
   for (int32_t i = 0; i < form.rows(); ++i) {
     const double denominator = common + (backward ? kBackwardShare * backward[i] : 0.0);
-    worst = std::max(worst, std::fabs(r.primal[i]) / form.row_scale[i] / denominator);
+    worst = std::max(worst, std::fabs(r.primal[i]) * form.row_unit[i] / denominator);
   }
   return worst;
 }
@@ -45,10 +45,10 @@ double primal_measure(const ProblemForm &form, const Residuals &r, const double 
 double dual_measure(const ProblemForm &form, const Residuals &r, const double *backward) {
   double worst = 0.0;
   for (int32_t j = 0; j < form.columns(); ++j) {
-    const double scale = form.column_scale[j];
+    const double unit = form.column_unit[j];
     const double denominator =
-        1.0 + std::fabs(form.c[j]) / scale + (backward ? kBackwardShare * backward[j] : 0.0);
-    worst = std::max(worst, std::fabs(r.dual[j]) / scale / denominator);
+        1.0 + std::fabs(form.c[j]) * unit + (backward ? kBackwardShare * backward[j] : 0.0);
+    worst = std::max(worst, std::fabs(r.dual[j]) * unit / denominator);
   }
   return worst;
 }
@@ -93,7 +93,7 @@ void measure_products(const ProblemForm &form, const Point &point, Measures *m) 
     if (!form.is_free[j]) take(point.x[j] * point.z[j]);
   }
   for (size_t k = 0; k < form.boxed.size(); ++k) take(point.w[k] * point.v[k]);
-  const int32_t pairs = form.pairs();
+  const int32_t pairs = form.pairs;
   m->mu = pairs > 0 ? sum / pairs : 0.0;
   m->asmall = m->mu > 0.0 ? least / m->mu : 1.0;
   m->alarge = m->mu > 0.0 ? most / m->mu : 1.0;
@@ -103,14 +103,6 @@ void measure_products(const ProblemForm &form, const Point &point, Measures *m) 
 
 double objective_size(const ProblemForm &form, double objective) {
   return std::max(std::fabs(objective), kObjectiveFloor * form.least_cost);
-}
-
-double largest_rhs(const ProblemForm &form) {
-  double most = 0.0;
-  for (int32_t i = 0; i < form.rows(); ++i) {
-    most = std::max(most, std::fabs(form.b[i]) / form.row_scale[i]);
-  }
-  return most;
 }
 
 void Point::resize(const ProblemForm &form) {

@@ -62,9 +62,6 @@ void compute_residuals(const ProblemForm &form, const Point &point, Residuals *r
 /// What gaps are relative to: |p|, or the floor of (7) where that is larger.
 double objective_size(const ProblemForm &form, double objective);
 
-/// max|b| in the caller's units.
-double largest_rhs(const ProblemForm &form);
-
 /// The measures (7). Infeasibilities above `tolerance` under the first terms of a denominator alone
 /// are looked at again with all of it.
 Measures measure(const ProblemForm &form, const Point &point, const Residuals &residuals,

@@ -139,7 +139,7 @@ double NewtonSystem::residual_of(const Residuals *residuals, const Direction &di
   for (size_t i = 0; i < residual_.size(); ++i) {
     const double wanted = residuals ? residuals->primal[i] : 0.0;
     residual_[i] = wanted - image_[i] - delta_ * direction.y[i];
-    most = std::max(most, std::fabs(residual_[i]) / form_.row_scale[i]);
+    most = std::max(most, std::fabs(residual_[i]) * form_.row_unit[i]);
   }
   return most;
 }

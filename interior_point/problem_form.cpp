@@ -57,6 +57,7 @@ class FormBuilder {
   void check_empty_row(int32_t i);
   void add_slacks();
   void add_slack(int32_t i, double entry, double width);
+  void add_derived();
 
   const LoadedArrays &loaded_;
   std::vector<int32_t> form_row_;  // per caller's row: its row in the form, or -1
@@ -257,16 +258,21 @@ ProblemForm FormBuilder::build() {
   for (int32_t j = 0; j < form_.columns(); ++j) {
     if (std::isfinite(form_.width[j])) form_.boxed.push_back(j);
   }
+  add_derived();
   return std::move(form_);
 }
 
-}  // namespace
-
-int32_t ProblemForm::pairs() const {
-  int32_t count = static_cast<int32_t>(boxed.size());
-  for (const uint8_t f : is_free) count += f ? 0 : 1;
-  return count;
+void FormBuilder::add_derived() {
+  for (const double s : form_.row_scale) form_.row_unit.push_back(1.0 / s);
+  for (const double s : form_.column_scale) form_.column_unit.push_back(1.0 / s);
+  form_.pairs = static_cast<int32_t>(form_.boxed.size()) + form_.columns();
+  for (const uint8_t f : form_.is_free) form_.pairs -= f;
+  for (size_t i = 0; i < form_.b.size(); ++i) {
+    form_.largest_rhs = std::max(form_.largest_rhs, std::fabs(form_.b[i]) * form_.row_unit[i]);
+  }
 }
+
+}  // namespace
 
 ProblemForm make_problem_form(const LoadedArrays &loaded) { return FormBuilder(loaded).build(); }
 

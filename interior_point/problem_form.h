@@ -71,6 +71,8 @@ struct ProblemForm {
   // Back to the caller's problem.
   std::vector<double> row_scale;      ///< scaled row = row_scale * row
   std::vector<double> column_scale;   ///< x in the caller's unit = column_scale * scaled x
+  std::vector<double> row_unit;       ///< 1 / row_scale, exact
+  std::vector<double> column_unit;    ///< 1 / column_scale, exact
   std::vector<int32_t> user_row;      ///< per row: the caller's row, from 0
   std::vector<int32_t> user_column;   ///< per structural: the caller's column, from 0
   std::vector<double> shift;          ///< per structural: the caller's x = shift + sign * x
@@ -85,10 +87,12 @@ struct ProblemForm {
   int32_t user_rows = 0;              ///< cost row included
   int32_t user_columns = 0;
 
+  // Of the form (1), for the measures.
+  int32_t pairs = 0;         ///< complementarity pairs: columns that are not free, and the widths
+  double largest_rhs = 0.0;  ///< max|b| in the caller's units
+
   int32_t rows() const { return A.rows; }
   int32_t columns() const { return A.columns(); }
-  /// Complementarity pairs: columns that are not free, and the widths.
-  int32_t pairs() const;
 };
 
 /// Makes the scaled form (1) of a loaded problem. Throws std::bad_alloc.

@@ -92,7 +92,7 @@ Solver::Solver(std::shared_ptr<const ProblemForm> form)
   trial_.resize(form_);
   residuals_.resize(form_);
   products_.resize(form_);
-  rhs_size_ = 1.0 + largest_rhs(form_);
+  rhs_size_ = 1.0 + form_.largest_rhs;
 }
 
 Code Solver::solve(const Request &request, Start start, const SavedPoint *saved) {
@@ -275,7 +275,7 @@ double Solver::target(const Request &request, const StepLengths &predictor) {
   if (predictor.least() < kShortPredictor) sigma = std::max(sigma, kShortPredictorSigma);
   const double share = request.keep_centred ? kCentredShare : kPlainShare;
   stop_mu_ = relief_ * share * std::min(request.tolerance, kLoosestAim) *
-             objective_size(form_, measures_.objective) / std::max(form_.pairs(), 1);
+             objective_size(form_, measures_.objective) / std::max(form_.pairs, 1);
   return std::min(std::max(sigma * mu, stop_mu_), kLargestRise * mu);
 }
 

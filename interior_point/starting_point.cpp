@@ -125,7 +125,7 @@ bool make_starting_point(const ProblemForm &form, NewtonSystem *newton, Point *p
   if (!newton->prepare_least_squares()) return false;
   least_squares_x(form, *newton, point);
   least_squares_y(form, *newton, point);
-  if (form.pairs() > 0) shift_into_interior(form, point);
+  if (form.pairs > 0) shift_into_interior(form, point);
   return true;
 }
 

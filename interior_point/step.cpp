@@ -9,9 +9,8 @@ namespace {
 double longest(const std::vector<double> &value, const std::vector<double> &change,
                const uint8_t *skip, double step) {
   for (size_t j = 0; j < value.size(); ++j) {
-    if (change[j] < 0.0 && value[j] < -step * change[j] && !(skip && skip[j])) {
-      step = -value[j] / change[j];
-    }
+    // Seldom true, whatever the signs of the changes are: a branch that is foreseen.
+    if (value[j] < -step * change[j] && !(skip && skip[j])) step = -value[j] / change[j];
   }
   return step;
 }
@@ -52,7 +51,7 @@ double mean_product_after(const ProblemForm &form, const Point &point, const Dir
     sum +=
         (point.w[k] + steps.primal * direction.w[k]) * (point.v[k] + steps.dual * direction.v[k]);
   }
-  return sum / std::max(form.pairs(), 1);
+  return sum / std::max(form.pairs, 1);
 }
 
 void aim_at(const ProblemForm &form, const Point &point, double target, Products *products) {

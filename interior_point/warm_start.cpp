@@ -60,7 +60,7 @@ bool misses_columns(const SavedPoint &saved, const ProblemForm &form,
   for (const int32_t s : match) {
     if (s != kNew) found[s] = 1;
   }
-  const double limit = kMissed * (1.0 + largest_rhs(form));
+  const double limit = kMissed * (1.0 + form.largest_rhs);
   for (size_t s = 0; s < found.size(); ++s) {
     if (!found[s] && saved.reach[s] > limit) return true;
   }
