@@ -1,9 +1,7 @@
 // The one place outside the solver that looks inside it: what a factorisation costs on its own.
-#include <algorithm>
 #include <cmath>
 
 #include "benchmarks/measurements.h"
-#include "interior_point/block_factorisation.h"
 #include "interior_point/normal_equations.h"
 #include "interior_point/problem_form.h"
 
@@ -33,11 +31,7 @@ FactorisationCost measure_factorisation(const LinearProgram &program, int32_t re
     factorisation->compute(theta.data(), added.data());
     return processor_seconds() - before;
   });
-  const std::vector<uint8_t> none(static_cast<size_t>(form.rows()), 0);
-  const double pairs = std::min(
-      interior_point::block_factorisation_work(form.A, none),
-      interior_point::block_factorisation_work(form.A, interior_point::independent_rows(form.A)));
-  return {seconds, 2.0 * pairs};
+  return {seconds, 2.0 * factorisation->work()};
 }
 
 }  // namespace benchmarks

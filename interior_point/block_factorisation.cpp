@@ -16,6 +16,7 @@ constexpr double kScatterCost = 8.0;
 
 /// Everything that does not change between factorisations.
 struct BlockPattern {
+  int32_t entries = 0;  ///< of the A for which the set was chosen
   int32_t rows = 0;
   int32_t kept = 0;                ///< rows of S
   int32_t eliminated = 0;          ///< rows of D
@@ -49,8 +50,10 @@ struct BlockPattern {
 
 class PatternBuilder {
  public:
-  PatternBuilder(const SparseColumns &A, const std::vector<uint8_t> &eliminated)
-      : A_(A), marked_(eliminated) {}
+  PatternBuilder(const SparseColumns &A, const std::vector<uint8_t> &eliminated, int32_t entries)
+      : A_(A), marked_(eliminated) {
+    pattern_.entries = entries;
+  }
 
   std::shared_ptr<const BlockPattern> build() {
     number_rows();
@@ -209,6 +212,16 @@ void PatternBuilder::index_by_rows() {
   }
 }
 
+/// True when no column has entries in two of the marked rows.
+bool is_independent(const SparseColumns &A, const std::vector<uint8_t> &marked) {
+  for (int32_t j = 0; j < A.columns(); ++j) {
+    int32_t count = 0;
+    for (int32_t t = A.start[j]; t < A.start[j + 1]; ++t) count += marked[A.row[t]];
+    if (count > 1) return false;
+  }
+  return true;
+}
+
 class BlockFactorisation : public Factorisation {
  public:
   explicit BlockFactorisation(std::shared_ptr<const BlockPattern> pattern);
@@ -218,6 +231,8 @@ class BlockFactorisation : public Factorisation {
   std::unique_ptr<Factorisation> sibling() const override {
     return std::make_unique<BlockFactorisation>(pattern_);
   }
+  std::unique_ptr<Factorisation> adapted(const SparseColumns &A) const override;
+  double work() const override;
 
  private:
   void form_diagonal(const double *theta, const double *added);
@@ -385,6 +400,28 @@ void BlockFactorisation::solve(double *r) const {
   }
 }
 
+double BlockFactorisation::work() const {
+  const double order = p_.kept;
+  double pairs = order * order * order / 6.0;
+  for (int32_t s = 0; s < p_.pieces(); ++s) {
+    const double length = p_.piece_start[s + 1] - p_.piece_start[s];
+    pairs += length * length / 2.0;
+  }
+  for (const int32_t s : p_.long_piece) {
+    const double length = p_.piece_start[s + 1] - p_.piece_start[s];
+    pairs += (order * order - length * length) / 2.0;
+  }
+  return pairs + (p_.dense_cross ? order * order * p_.eliminated / 2.0 : 0.0);
+}
+
+std::unique_ptr<Factorisation> BlockFactorisation::adapted(const SparseColumns &A) const {
+  if (A.rows != p_.rows || !holds_for(A, p_.entries)) return nullptr;
+  std::vector<uint8_t> eliminated(static_cast<size_t>(p_.rows));
+  for (int32_t i = 0; i < p_.rows; ++i) eliminated[i] = p_.position[i] < 0;
+  if (!is_independent(A, eliminated)) return nullptr;
+  return std::make_unique<BlockFactorisation>(PatternBuilder(A, eliminated, p_.entries).build());
+}
+
 /// With (4), t = a_E'D^-1 a_E + |L^-1 (a_K - C D^-1 a_E)|^2, a block of columns at a time.
 void BlockFactorisation::quadratic_forms(const SparseColumns &columns, double *t) const {
   constexpr int32_t kBlock = 64;
@@ -493,7 +530,7 @@ double block_factorisation_work(const SparseColumns &A, const std::vector<uint8_
 
 std::unique_ptr<Factorisation> make_block_factorisation(const SparseColumns &A,
                                                         const std::vector<uint8_t> &eliminated) {
-  return std::make_unique<BlockFactorisation>(PatternBuilder(A, eliminated).build());
+  return std::make_unique<BlockFactorisation>(PatternBuilder(A, eliminated, A.entries()).build());
 }
 
 }  // namespace interior_point

@@ -172,10 +172,8 @@ IP_problem *load_Pb(void *, void *, const int32_t *row_type, const int32_t *col_
 int32_t preproc_Pb(IP_problem *Pb) {
   if (Pb == nullptr) return to_int(Code::kBadArguments);
   try {
-    Handle *handle = handle_of(Pb);
-    prepare(handle);
-    // Where a smaller problem is likely to be solved instead, the choice waits for the need.
-    if (!handle->reducible) handle->solver->analyse();
+    // How to factorise is left to the solve: its start may show how the last problem was.
+    prepare(handle_of(Pb));
     return 0;
   } catch (const std::exception &) {  // memory is short, or a length passes what memory can hold
     return to_int(Code::kOutOfMemory);

@@ -61,8 +61,8 @@ NewtonSystem::NewtonSystem(const ProblemForm &form) : form_(form), rho_(kRho) {
   added_.resize(rows);
 }
 
-void NewtonSystem::analyse() {
-  if (!factorisation_) factorisation_ = make_factorisation(form_.A);
+void NewtonSystem::analyse(const Factorisation *last) {
+  if (!factorisation_) factorisation_ = make_factorisation(form_.A, last);
 }
 
 void NewtonSystem::reset_terms() {

@@ -45,8 +45,10 @@ class NewtonSystem {
  public:
   explicit NewtonSystem(const ProblemForm &form);
 
-  /// Chooses how to factorise. The first factorisation does it where it has not been done.
-  void analyse();
+  /// Chooses how to factorise, unless that has been done; the first factorisation does it
+  /// otherwise. A factorisation for the same rows may be given as `last`, for its choices to be
+  /// kept. Throws std::bad_alloc.
+  void analyse(const Factorisation *last = nullptr);
 
   /// Theta of (9) at the point, and the factorisation. False when no factorisation was found even
   /// with the largest shift.

@@ -97,7 +97,12 @@ std::vector<int32_t> promising_columns(const SparseColumns &A) {
 }
 }  // namespace
 
-std::unique_ptr<Factorisation> make_factorisation(const SparseColumns &A) {
+std::unique_ptr<Factorisation> make_factorisation(const SparseColumns &A,
+                                                  const Factorisation *last) {
+  if (last) {
+    std::unique_ptr<Factorisation> adapted = last->adapted(A);
+    if (adapted) return adapted;
+  }
   const std::vector<uint8_t> none(static_cast<size_t>(A.rows), 0);
   const std::vector<uint8_t> independent = independent_rows(A);
   const double plain = block_factorisation_work(A, none);

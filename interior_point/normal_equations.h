@@ -33,11 +33,27 @@ class Factorisation {
 
   /// Another factorisation over the same pattern, without numbers yet.
   virtual std::unique_ptr<Factorisation> sibling() const = 0;
+
+  /// One for another A that has the same rows, in the same way. Null where A differs so much from
+  /// the one for which it was chosen that the choice should be made anew.
+  virtual std::unique_ptr<Factorisation> adapted(const SparseColumns &A) const = 0;
+
+  /// Multiply-add pairs of a factorisation.
+  virtual double work() const = 0;
 };
 
-/// Chooses how to factorise by counting the work of each way, and works out the pattern. `A` must
-/// outlive nothing: the entries that are needed are copied. Throws std::bad_alloc.
-std::unique_ptr<Factorisation> make_factorisation(const SparseColumns &A);
+/// True while A has about as many entries as there were when a choice was made.
+inline bool holds_for(const SparseColumns &A, int32_t entries_then) {
+  constexpr double kDrift = 1.5;
+  return A.entries() <= kDrift * entries_then && entries_then <= kDrift * A.entries();
+}
+
+/// Chooses how to factorise by counting the work of each way, and works out the pattern. A
+/// factorisation for the same rows may be given as `last`, for its choices to be kept where they
+/// still hold. `A` must outlive nothing: the entries that are needed are copied. Throws
+/// std::bad_alloc.
+std::unique_ptr<Factorisation> make_factorisation(const SparseColumns &A,
+                                                  const Factorisation *last = nullptr);
 
 }  // namespace interior_point
 

@@ -102,6 +102,8 @@ Code Solver::solve(const Request &request, Start start, const SavedPoint *saved)
   set_limits(request);
   if (form_.verdict == Verdict::kInfeasible) return Code::kInfeasible;
   if (form_.verdict == Verdict::kUnbounded) return Code::kUnbounded;
+  const bool known = saved && saved->factorisation && same_rows(*saved, form_);
+  newton_.analyse(known ? saved->factorisation.get() : nullptr);
   const bool warm = (start == Start::kCurrent && has_point_ && !adopted_) ||
                     (start == Start::kSaved && saved && restore_point(*saved, form_, &point_));
   adopted_ = false;

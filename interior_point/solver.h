@@ -70,9 +70,6 @@ class Solver {
   /// from the point as it is; both fall back to a cold start. Throws std::bad_alloc.
   Code solve(const Request &request, Start start, const SavedPoint *saved);
 
-  /// Work that a solve would do first, done ahead of it. Throws std::bad_alloc.
-  void analyse() { newton_.analyse(); }
-
   /// Takes over a point that was found elsewhere, on the boundary perhaps: it is no start for
   /// another solve. False, and without a point, where it does not meet the request.
   bool adopt(const Request &request, Point point, int32_t iterations);

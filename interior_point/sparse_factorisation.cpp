@@ -19,6 +19,8 @@ constexpr int32_t kSignedBlock = 32;
 /// Everything that does not change between factorisations. An unknown is known by its place.
 struct SparsePattern {
   Supernodes nodes;
+  int32_t entries = 0;      // of the A for which this way was chosen
+  double work_limit = 0.0;  // of the ways that were not
   int32_t rows = 0;
   int32_t unknowns = 0;  // rows and kept columns
   // A_S with its rows renamed to places, entries increasing in each column...
@@ -155,6 +157,8 @@ class SparseFactorisation : public Factorisation {
   std::unique_ptr<Factorisation> sibling() const override {
     return std::make_unique<SparseFactorisation>(pattern_);
   }
+  std::unique_ptr<Factorisation> adapted(const SparseColumns &A) const override;
+  double work() const override { return p_.nodes.work; }
 
  private:
   double *panel(int32_t s) { return numbers_.data() + p_.nodes.panel_start[s]; }
@@ -429,13 +433,29 @@ void SparseFactorisation::quadratic_forms(const SparseColumns &columns, double *
 
 }  // namespace
 
+/// Which columns to keep as unknowns depends on all of them: such a choice is made anew. The order
+/// is so in any case. A few further columns that join rows eliminated early double the work or
+/// more.
+std::unique_ptr<Factorisation> SparseFactorisation::adapted(const SparseColumns &A) const {
+  if (A.rows != p_.rows || p_.unknowns != p_.rows || !holds_for(A, p_.entries)) return nullptr;
+  Supernodes nodes = find_supernodes(A, {});
+  if (!(nodes.work < p_.work_limit)) return nullptr;
+  auto pattern = make_pattern(A, {}, std::move(nodes));
+  pattern->entries = p_.entries;
+  pattern->work_limit = p_.work_limit;
+  return std::make_unique<SparseFactorisation>(std::move(pattern));
+}
+
 std::unique_ptr<Factorisation> make_sparse_factorisation(const SparseColumns &A,
                                                          const std::vector<int32_t> &kept,
                                                          double *work_limit) {
   Supernodes nodes = find_supernodes(A, kept);
   if (!(nodes.work < *work_limit)) return nullptr;
-  *work_limit = nodes.work;
-  return std::make_unique<SparseFactorisation>(make_pattern(A, kept, std::move(nodes)));
+  auto pattern = make_pattern(A, kept, std::move(nodes));
+  pattern->entries = A.entries();
+  pattern->work_limit = *work_limit;
+  *work_limit = pattern->nodes.work;
+  return std::make_unique<SparseFactorisation>(std::move(pattern));
 }
 
 }  // namespace interior_point

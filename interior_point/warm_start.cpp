@@ -67,10 +67,6 @@ bool misses_columns(const SavedPoint &saved, const ProblemForm &form,
   return false;
 }
 
-bool same_rows(const SavedPoint &saved, const ProblemForm &form) {
-  return saved.user_row == form.user_row && saved.row_type == form.row_type;
-}
-
 double user_cost(const ProblemForm &form, int32_t j) { return form.c[j] / form.column_scale[j]; }
 
 /// Sets the scaled pair of a column from values in the caller's units.
@@ -284,6 +280,10 @@ SavedPoint save_point(const ProblemForm &form, const Point &point, double mu,
   saved.row_scale = form.row_scale;
   saved.factorisation_mu = factorisation_mu;
   return saved;
+}
+
+bool same_rows(const SavedPoint &saved, const ProblemForm &form) {
+  return saved.user_row == form.user_row && saved.row_type == form.row_type;
 }
 
 bool restore_point(const SavedPoint &saved, const ProblemForm &form, Point *point) {

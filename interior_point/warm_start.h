@@ -47,6 +47,9 @@ struct SavedPoint {
 SavedPoint save_point(const ProblemForm &form, const Point &point, double mu,
                       std::shared_ptr<const Factorisation> factorisation, double factorisation_mu);
 
+/// True when the saved point is of a problem with the rows of this form, in its order.
+bool same_rows(const SavedPoint &saved, const ProblemForm &form);
+
 /// Places the saved point into a form. False when the rows differ or the new cuts are so deep that
 /// a start from scratch is cheaper; `point` then holds nothing of use.
 bool restore_point(const SavedPoint &saved, const ProblemForm &form, Point *point);
