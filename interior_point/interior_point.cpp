@@ -41,7 +41,7 @@ void prepare(Handle *handle) {
 // Criteria of the smaller problem say little less than those of the problem itself. Where that
 // little matters the smaller one is solved on, to this share of what was asked.
 constexpr int kAttempts = 2;
-constexpr double kTightening = 1e-2;
+constexpr double kTightening = 0.1;
 
 /// Solves the problem by way of a smaller one. False where there is none or its solution does not
 /// meet the request; `iterations` are then those that were spent on it.
@@ -54,8 +54,10 @@ bool solve_reduced(Handle *handle, const Request &asked, int32_t *iterations) {
   for (int attempt = 0; attempt < kAttempts; ++attempt) {
     const Code code = small.solve(request, start, nullptr);
     *iterations += small.iterations();
-    if (code != Code::kSolved && attempt == 0) return false;
+    // Short of its own tolerance the point may still be good enough here, where y is exact.
+    if (!small.has_point()) return false;
     if (handle->solver->adopt(asked, presolved.restore(small.point()), *iterations)) return true;
+    if (code != Code::kSolved) return false;
     request.tolerance *= kTightening;
     request.feasibility *= kTightening;
     start = Start::kCurrent;

@@ -139,7 +139,13 @@ bool Solver::adopt(const Request &request, Point point, int32_t iterations) {
   iterations_ = iterations;
   point_ = std::move(point);
   evaluate();
-  adopted_ = has_point_ = is_finite(measures_) && distance() <= 1.0;
+  // Residuals that cancel in the defect of the one problem need not in that of the other: here it
+  // may be all of the gap.
+  const double defect_limit =
+      std::min(tolerance_, kMostDefect) * objective_size(form_, measures_.objective);
+  adopted_ = has_point_ =
+      is_finite(measures_) && measures_.defect <= defect_limit && measures_.gap <= tolerance_ &&
+      std::max({measures_.primal, measures_.dual, measures_.bound}) <= feasibility_;
   return has_point_;
 }
 
