@@ -63,7 +63,8 @@ double bound_measure(const ProblemForm &form, const Residuals &r) {
   return worst;
 }
 
-void measure_objectives(const ProblemForm &form, const Point &point, Measures *m) {
+/// `rounded` is a part of p - d that is known for a rounding error.
+void measure_objectives(const ProblemForm &form, const Point &point, double rounded, Measures *m) {
   double p = 0.0;
   double d = 0.0;
   double size = 0.0;  // of all terms: the sums are exact to a few units in its last place
@@ -76,7 +77,7 @@ void measure_objectives(const ProblemForm &form, const Point &point, Measures *m
   for (size_t k = 0; k < form.boxed.size(); ++k) add(-form.width[form.boxed[k]] * point.v[k], &d);
   m->objective = p + form.objective_constant;
   m->dual_objective = d + form.objective_constant;
-  const double visible = std::max(std::fabs(p - d) - kSummationError * size, 0.0);
+  const double visible = std::max(std::fabs(p - d) - rounded - kSummationError * size, 0.0);
   m->gap = visible / objective_size(form, m->objective);
 }
 
@@ -154,12 +155,12 @@ Measures measure(const ProblemForm &form, const Point &point, const Residuals &r
     m.primal = primal_measure(form, residuals, row.data());
     m.dual = dual_measure(form, residuals, column.data());
   }
-  measure_objectives(form, point, &m);
+  double defect = 0.0;
+  for (int32_t i = 0; i < form.rows(); ++i) defect += point.y[i] * residuals.primal[i];
+  const bool rounded = m.primal <= kRoundedPrimal;
+  m.defect = rounded ? 0.0 : std::fabs(defect);
+  measure_objectives(form, point, rounded ? std::fabs(defect) : 0.0, &m);
   measure_products(form, point, &m);
-  if (m.primal > kRoundedPrimal) {
-    for (int32_t i = 0; i < form.rows(); ++i) m.defect += point.y[i] * residuals.primal[i];
-    m.defect = std::fabs(m.defect);
-  }
   return m;
 }
 

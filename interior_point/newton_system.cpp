@@ -11,12 +11,17 @@ namespace {
 // value. An absolute constant fails where penalty columns make all of theta tiny.
 constexpr double kDeltaFraction = 1e-12;
 constexpr double kLargestDelta = 1e-8;
-constexpr double kRho = 1e-13;
+// rho bounds theta, and with it the condition of M, where x grows without limit because the dual
+// has no interior. Penalty columns that carry weight have a theta beyond it in their small unit.
+constexpr double kRho = 1e-10;
+constexpr double kRhoOfPenalties = 1e-13;
 // A proximal term that takes back this share of the residual which a step removes is weakened.
 constexpr double kDominantShare = 0.1;
 constexpr double kWeaken = 0.01;
-// A free column has no barrier; theta = x^2 / mu within these limits takes its place.
-constexpr double kLeastFreeTheta = 1.0;
+// A free column has no barrier; theta = x^2 / mu within these limits takes its place. A full step
+// leaves dx / theta of its dual residual: with a theta of the other columns' size the residuals of
+// many free columns would come back with every step.
+constexpr double kLeastFreeTheta = 1e4;
 constexpr double kMostFreeTheta = 1e10;
 // Shift of the diagonal before Cholesky, its growth on a breakdown, and the last one tried.
 constexpr double kFirstShift = 1e-13;
@@ -45,7 +50,8 @@ void Products::resize(const ProblemForm &form) {
   wv.assign(form.boxed.size(), 0.0);
 }
 
-NewtonSystem::NewtonSystem(const ProblemForm &form) : form_(form), rho_(kRho) {
+NewtonSystem::NewtonSystem(const ProblemForm &form) : form_(form) {
+  reset_terms();
   const size_t rows = static_cast<size_t>(form.rows());
   const size_t columns = static_cast<size_t>(form.columns());
   theta_.resize(columns);
@@ -62,19 +68,17 @@ NewtonSystem::NewtonSystem(const ProblemForm &form) : form_(form), rho_(kRho) {
 }
 
 void NewtonSystem::analyse(const Factorisation *last) {
-  if (!factorisation_) factorisation_ = make_factorisation(form_.A, last);
+  if (!factorisation_) factorisation_ = make_factorisation(form_.A, last, &form_.is_free);
 }
 
 void NewtonSystem::reset_terms() {
   delta_factor_ = 1.0;
-  rho_ = kRho;
+  rho_ = form_.has_penalties ? kRhoOfPenalties : kRho;
 }
 
 void NewtonSystem::weaken_dominant_terms(const Direction &direction, double largest_primal,
                                          double largest_dual) {
   if (delta_ * largest(direction.y) > kDominantShare * largest_primal) delta_factor_ *= kWeaken;
-  // Penalty columns that carry weight have a huge theta in their small unit. Without them rho is
-  // what keeps theta, and with it the condition of M, within reason.
   if (form_.has_penalties && rho_ * largest(direction.x) > kDominantShare * largest_dual) {
     rho_ *= kWeaken;
   }

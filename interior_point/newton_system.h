@@ -94,7 +94,7 @@ class NewtonSystem {
   std::vector<double> theta_;
   double delta_ = 0.0;
   double delta_factor_ = 1.0;
-  double rho_;
+  double rho_ = 0.0;
   double accuracy_ = 0.0;
   bool trusted_ = false;  // the first solution with this factorisation was clean
   // Work space of one solve.

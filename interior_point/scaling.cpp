@@ -122,6 +122,26 @@ bool scale_by_cost(const ProblemForm &form, double reference, std::vector<double
   return shrunk;
 }
 
+/// The largest right-hand side and the largest cost, as they are scaled now.
+double largest_product(const std::vector<double> &a, const std::vector<double> &factor) {
+  double most = 0.0;
+  for (size_t k = 0; k < factor.size(); ++k) most = std::max(most, std::fabs(a[k]) * factor[k]);
+  return most;
+}
+
+/// R = beta R, C = C / beta leaves A^ as it is and makes the largest right-hand side as large as
+/// the largest cost. x and z then have one size, and so have their ratios whatever units the caller
+/// measures costs and right-hand sides in: the proximal terms are absolute in z / x.
+void balance(std::vector<double> *row, std::vector<double> *column, ProblemForm *form) {
+  const double rhs = largest_product(form->b, *row);
+  const double cost = largest_product(form->c, *column);
+  if (!(rhs > 0.0) || !(cost > 0.0)) return;
+  const double beta = power_of_two_near(std::sqrt(cost / rhs));
+  for (double &r : *row) r *= beta;
+  for (double &c : *column) c /= beta;
+  form->reference_cost /= beta;
+}
+
 void apply(const std::vector<double> &row, std::vector<double> *column, ProblemForm *form) {
   for (const int32_t i : form->slack_row) column->push_back(1.0 / row[i]);
   for (int32_t j = 0; j < form->columns(); ++j) {
@@ -150,6 +170,9 @@ void scale(ProblemForm *form) {
   form->least_cost = least_cost(*form);
   form->reference_cost = reference_cost(*form, column);
   form->has_penalties = scale_by_cost(*form, form->reference_cost, &column);
+  // Beside penalty columns neither the largest cost nor, when they carry weight, x has a size of
+  // its own.
+  if (!form->has_penalties) balance(&row, &column, form);
   apply(row, &column, form);
 }
 
