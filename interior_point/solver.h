@@ -7,14 +7,14 @@
  *   2. a corrector towards mu_t with the predictor's second-order term, in the weight that gives
  *      the longer steps (M. Colombo and J. Gondzio, Further development of multiple centrality
  *      correctors for interior point methods, Comput. Optim. Appl. 41 (2008) 277-305),
- *   3. up to three centrality correctors, as long as they lengthen the steps,
+ *   3. up to four centrality correctors, as long as they lengthen the steps,
  * and moves by separate steps on the primal and the dual side.
  *
  * With mu_aff the mean product after the predictor alone, its steps alpha, tau the tolerance and N
  * the number of products, the target is
  *
  *   mu_t = max(sigma mu, kappa min(tau, 1/2) |p| / N),  at most 3 mu,                         (12)
- *   sigma = (mu_aff / mu)^3, at least 0.01 when the point is to be centred,
+ *   sigma = (mu_aff / mu)^4, or the third power and at least 0.01 when the point is to be centred,
  *           at least 0.5 (1 - min alpha)^2 while infeasible,
  *           at least 0.3 when min alpha < 0.1,
  *           at least 2 while infeasible after a step shorter than 0.1.
@@ -94,17 +94,19 @@ class Solver {
   void evaluate();
   Missing missing(const Request &request) const;
   double infeasibility(const Measures &m) const;
+  double defect_limit(const Measures &m) const;
   double distance() const;
   void remember_if_best(double distance);
   void recall_best();
   Code give_up(const Request &request, Code code);
 
   bool advance(const Request &request, bool centring_only);
+  double allowed_error() const;
   void centring_direction();
   void predictor_corrector_direction(const Request &request);
   double target(const Request &request, const StepLengths &predictor);
   void add_weighted_corrector(double target, const StepLengths &predictor);
-  void add_centrality_correctors(double target);
+  void add_centrality_correctors(double target, bool keep_centred);
   void move(const Request &request);
   void watch_proximal_terms();
   void watch_interior();
