@@ -68,7 +68,7 @@ NewtonSystem::NewtonSystem(const ProblemForm &form) : form_(form) {
 }
 
 void NewtonSystem::analyse(const Factorisation *last) {
-  if (!factorisation_) factorisation_ = make_factorisation(form_.A, last);
+  if (!factorisation_) factorisation_ = make_factorisation(form_.A, last, &form_.is_free);
 }
 
 void NewtonSystem::reset_terms() {

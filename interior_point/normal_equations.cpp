@@ -80,7 +80,8 @@ std::vector<int32_t> columns_to_keep(const SparseColumns &A, double longest_shor
 
 /// The columns that are worth an ordering with them as unknowns; none where that is unlikely to
 /// pay.
-std::vector<int32_t> promising_columns(const SparseColumns &A) {
+std::vector<int32_t> promising_columns(const SparseColumns &A,
+                                       const std::vector<uint8_t> *is_free) {
   const double mean = static_cast<double>(A.entries()) / std::max(A.columns(), 1);
   const double longest_short = std::max(kLongColumn * mean, kShortColumn);
   double all = 0.0;
@@ -92,13 +93,15 @@ std::vector<int32_t> promising_columns(const SparseColumns &A) {
   }
   if (of_long < kLongShare * all) return {};
   std::vector<int32_t> kept = columns_to_keep(A, longest_short);
+  const auto may_not = [is_free](int32_t j) { return is_free && (*is_free)[j]; };
+  kept.erase(std::remove_if(kept.begin(), kept.end(), may_not), kept.end());
   if (static_cast<double>(kept.size()) > kFewKept * A.rows) kept.clear();
   return kept;
 }
 }  // namespace
 
-std::unique_ptr<Factorisation> make_factorisation(const SparseColumns &A,
-                                                  const Factorisation *last) {
+std::unique_ptr<Factorisation> make_factorisation(const SparseColumns &A, const Factorisation *last,
+                                                  const std::vector<uint8_t> *is_free) {
   if (last) {
     std::unique_ptr<Factorisation> adapted = last->adapted(A);
     if (adapted) return adapted;
@@ -112,7 +115,7 @@ std::unique_ptr<Factorisation> make_factorisation(const SparseColumns &A,
   if (A.rows >= kSmall) {
     if (density(A) < kClearlyDense) best = make_sparse_factorisation(A, {}, &limit);
     if (limit > kHeavy * A.entries()) {
-      const std::vector<int32_t> kept = promising_columns(A);
+      const std::vector<int32_t> kept = promising_columns(A, is_free);
       limit /= kSignedHandicap;
       std::unique_ptr<Factorisation> other =
           kept.empty() ? nullptr : make_sparse_factorisation(A, kept, &limit);

@@ -50,10 +50,12 @@ inline bool holds_for(const SparseColumns &A, int32_t entries_then) {
 
 /// Chooses how to factorise by counting the work of each way, and works out the pattern. A
 /// factorisation for the same rows may be given as `last`, for its choices to be kept where they
-/// still hold. `A` must outlive nothing: the entries that are needed are copied. Throws
-/// std::bad_alloc.
+/// still hold. Columns marked in `is_free`, where it is given, have a theta that may be huge
+/// against all others: they never become unknowns of their own, whose pivots would start from -1 /
+/// theta. `A` must outlive nothing: the entries that are needed are copied. Throws std::bad_alloc.
 std::unique_ptr<Factorisation> make_factorisation(const SparseColumns &A,
-                                                  const Factorisation *last = nullptr);
+                                                  const Factorisation *last = nullptr,
+                                                  const std::vector<uint8_t> *is_free = nullptr);
 
 }  // namespace interior_point
 
