@@ -8,7 +8,8 @@ namespace examples {
 // Outside this range a single answer would outweigh all that are still to come.
 constexpr double kLeastContraction = 1e-4;
 constexpr double kMostContraction = 1.0;
-constexpr double kLeastDivisor = 2.0;
+// At 1 a restricted master problem could be left as open as the gap, and the run could stand still.
+constexpr double kLeastDivisor = 1.05;
 constexpr double kMostDivisor = 1000.0;
 
 double average_contraction(double average, double latest) {
@@ -16,7 +17,7 @@ double average_contraction(double average, double latest) {
 }
 
 double divisor_for(double average) {
-  return std::clamp(2.0 / (average * average * average), kLeastDivisor, kMostDivisor);
+  return std::min(kLeastDivisor / (average * average * average), kMostDivisor);
 }
 
 double ToleranceDial::update(double dual_gap) {
