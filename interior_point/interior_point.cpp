@@ -12,6 +12,7 @@
 namespace {
 
 using interior_point::Code;
+using interior_point::keeps_to_loose_bounds;
 using interior_point::Measures;
 using interior_point::Presolved;
 using interior_point::ProblemForm;
@@ -65,6 +66,33 @@ bool solve_reduced(Handle *handle, const Request &asked, int32_t *iterations) {
   return false;
 }
 
+/// Solves the problem, by way of a smaller one where a plain cold solve is asked for.
+Code solve_form(Handle *handle, const Request &asked, Start start, const SavedPoint *saved,
+                int32_t *iterations) {
+  if (start == Start::kCold && !asked.keep_centred && handle->reducible &&
+      solve_reduced(handle, asked, iterations)) {
+    return Code::kSolved;
+  }
+  const Code code = handle->solver->solve(asked, start, saved);
+  *iterations += handle->solver->iterations();
+  return code;
+}
+
+/// True when the last solve says nothing of the problem with its loose bounds.
+bool loose_bounds_matter(const Handle &handle, Code code) {
+  const ProblemForm &form = *handle.form;
+  if (form.loose.empty()) return false;
+  return code != Code::kSolved || !keeps_to_loose_bounds(form, handle.solver->point().x);
+}
+
+void tighten(Handle *handle) {
+  const auto form =
+      std::make_shared<const ProblemForm>(interior_point::with_all_bounds(*handle->form));
+  handle->reducible = interior_point::worth_presolving(*form);
+  handle->solver = std::make_unique<Solver>(form);
+  handle->form = form;
+}
+
 struct Outputs {
   double *primal, *bounds, *dual, *asmall, *alarge;
   int32_t *option, *iterations;
@@ -100,13 +128,12 @@ int32_t run(IP_problem *Pb, int32_t start_mode, const IP_save_record *saved, dou
     if (start_mode == 1) start = Start::kSaved;
     if (start_mode == 2) start = handle->solver->has_point() ? Start::kCurrent : Start::kSaved;
     int32_t spent = 0;
-    if (start == Start::kCold && !asked.keep_centred && handle->reducible &&
-        solve_reduced(handle, asked, &spent)) {
-      report(handle->solver->measures(), spent, Code::kSolved, out);
-      return to_int(Code::kSolved);
+    Code code = solve_form(handle, asked, start, point, &spent);
+    if (loose_bounds_matter(*handle, code)) {
+      tighten(handle);
+      code = solve_form(handle, asked, Start::kCold, nullptr, &spent);
     }
-    const Code code = handle->solver->solve(asked, start, point);
-    report(handle->solver->measures(), spent + handle->solver->iterations(), code, out);
+    report(handle->solver->measures(), spent, code, out);
     return to_int(code);
   } catch (const std::exception &) {  // memory is short, or a length passes what memory can hold
     report(none, 0, Code::kOutOfMemory, out);

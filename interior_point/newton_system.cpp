@@ -109,9 +109,11 @@ bool NewtonSystem::prepare(const Point &point, double mu) {
   return factorise();
 }
 
-bool NewtonSystem::prepare_least_squares() {
+bool NewtonSystem::prepare_least_squares(const std::vector<uint8_t> &far) {
   std::fill(theta_.begin(), theta_.end(), 1.0);
-  for (const int32_t j : form_.boxed) theta_[j] = 0.5;
+  for (size_t k = 0; k < far.size(); ++k) {
+    if (!far[k]) theta_[form_.boxed[k]] = 0.5;
+  }
   return factorise();
 }
 
@@ -248,6 +250,7 @@ void NewtonSystem::solve(const Point &point, const Residuals *residuals, const P
     const double dual = residuals ? residuals->dual[j] : 0.0;
     direction->w[k] = width - direction->x[j];
     direction->v[k] = (products.wv[k] - point.v[k] * direction->w[k]) / point.w[k];
+    if (point.z[j] < point.x[j] && point.v[k] < point.w[k]) continue;  // basic
     if (point.z[j] * point.w[k] > point.v[k] * point.x[j]) {
       direction->z[j] = dual - product_[j] + direction->v[k];
     } else {

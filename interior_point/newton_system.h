@@ -12,9 +12,10 @@
  *   theta = 1 / (z/x + v/w + rho),   g = r_d - r_xz/x + (r_wv - v r_u)/w,
  *   (A Theta A' + delta I) dy = r_p + A Theta g,   dx = theta (A'dy - g).                      (9)
  *
- * dz and dv follow from the product rows of (8). Where a column has both, the one with the larger
- * ratio to its variable comes from the dual row instead: dual feasibility for all would destroy the
- * products of basic columns, products for all would never restore dual feasibility.
+ * dz and dv follow from the product rows of (8). Where a column has both and is near a bound, the
+ * one with the larger ratio to its variable comes from the dual row instead: products for all would
+ * never restore dual feasibility, while the dual row for columns between their bounds, whose z and
+ * v vanish with mu, would leave the rounding error of A'dy in their products.
  *
  * delta and rho are proximal terms: they keep (9) solvable when rows depend on each other or force
  * variables to zero, and vanish from the limit because they act on the step alone.
@@ -73,8 +74,9 @@ class NewtonSystem {
   std::shared_ptr<Factorisation> factorisation() const { return factorisation_; }
   const std::vector<double> &theta() const { return theta_; }
 
-  /// Theta of the least-squares starting point: 1, and 1/2 for boxed columns.
-  bool prepare_least_squares();
+  /// Theta of the least-squares starting point: 1, and 1/2 for the boxed columns that are not
+  /// marked as far.
+  bool prepare_least_squares(const std::vector<uint8_t> &far);
   /// y = (A Theta A' + delta I)^-1 r in place.
   void solve_normal(double *r) const { factorisation_->solve(r); }
 

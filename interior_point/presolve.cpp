@@ -209,10 +209,12 @@ Point Presolved::restore(const Point &point) const {
     slack[j] -= column_product(form_.A, j, result.y.data());
     if (!form_.is_free[j]) result.z[j] = std::max(slack[j], 0.0);
   }
+  const std::vector<uint8_t> far = far_boxes(form_);
   for (size_t k = 0; k < form_.boxed.size(); ++k) {
     const int32_t j = form_.boxed[k];
     result.w[k] = form_.width[j] - result.x[j];
-    result.v[k] = std::max(-slack[j], 0.0);
+    // The reduced problem has no far boxes. A rounding error of slack would move d by that times h.
+    if (!far[k]) result.v[k] = std::max(-slack[j], 0.0);
   }
   return result;
 }

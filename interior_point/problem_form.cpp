@@ -12,6 +12,9 @@ namespace {
 
 constexpr double kUnbounded = 1e30;          // bounds and ranges of this size mean: none
 constexpr double kCrossedBounds = 1e-9;      // relative; bounds that cross by less are one value
+constexpr double kHugeBound = 1e6;           // a shift by less keeps ten digits of x
+constexpr double kHugeWidth = 5e5;           // from a bound of any common size to a huge one
+constexpr double kFarWidth = 10.0;           // in the largest right-hand side
 constexpr double kEmptyRowTolerance = 1e-9;  // relative to 1 + |b_i|
 
 /// One column of the caller's with equal row indices summed.
@@ -36,6 +39,20 @@ uint64_t bits_of(double value) {
   return word;
 }
 
+/// What follows from widths, free columns and right-hand sides.
+void derive(ProblemForm *form) {
+  form->boxed.clear();
+  for (int32_t j = 0; j < form->columns(); ++j) {
+    if (std::isfinite(form->width[j])) form->boxed.push_back(j);
+  }
+  form->pairs = static_cast<int32_t>(form->boxed.size()) + form->columns();
+  for (const uint8_t f : form->is_free) form->pairs -= f;
+  form->largest_rhs = 0.0;
+  for (size_t i = 0; i < form->b.size(); ++i) {
+    form->largest_rhs = std::max(form->largest_rhs, std::fabs(form->b[i]) * form->row_unit[i]);
+  }
+}
+
 class FormBuilder {
  public:
   explicit FormBuilder(const LoadedArrays &loaded)
@@ -57,7 +74,6 @@ class FormBuilder {
   void check_empty_row(int32_t i);
   void add_slacks();
   void add_slack(int32_t i, double entry, double width);
-  void add_derived();
 
   const LoadedArrays &loaded_;
   std::vector<int32_t> form_row_;  // per caller's row: its row in the form, or -1
@@ -155,8 +171,13 @@ void FormBuilder::take_out(int32_t j, const GatheredColumn &column, double value
 }
 
 void FormBuilder::keep(int32_t j, const GatheredColumn &column, double lower, double upper) {
-  const bool reflected = !std::isfinite(lower) && std::isfinite(upper);
-  const double shift = reflected ? upper : std::isfinite(lower) ? lower : 0.0;
+  const bool hugely_below = lower <= -kHugeBound;
+  const bool loose = hugely_below && upper >= kHugeBound;
+  if (loose && (std::isfinite(lower) || std::isfinite(upper))) {
+    form_.loose.push_back({static_cast<int32_t>(form_.user_column.size()), lower, upper});
+  }
+  const bool reflected = hugely_below && !loose;
+  const double shift = loose ? 0.0 : reflected ? upper : lower;
   const double sign = reflected ? -1.0 : 1.0;
   for (size_t t = 0; t < column.row.size(); ++t) {
     form_.A.row.push_back(column.row[t]);
@@ -169,8 +190,8 @@ void FormBuilder::keep(int32_t j, const GatheredColumn &column, double lower, do
   form_.sign.push_back(sign);
   form_.fingerprint.push_back(mix(column.fingerprint, bits_of(sign)));
   form_.c.push_back(sign * column.cost);
-  form_.is_free.push_back(!std::isfinite(lower) && !std::isfinite(upper));
-  form_.width.push_back(std::isfinite(lower) ? upper - lower : kInfinity);
+  form_.is_free.push_back(loose);
+  form_.width.push_back(loose ? kInfinity : upper - lower);
   form_.objective_constant += column.cost * shift;
 }
 
@@ -255,25 +276,57 @@ ProblemForm FormBuilder::build() {
   form_.row_scale.assign(static_cast<size_t>(form_.rows()), 1.0);
   form_.column_scale.assign(static_cast<size_t>(form_.columns()), 1.0);
   scale(&form_);
-  for (int32_t j = 0; j < form_.columns(); ++j) {
-    if (std::isfinite(form_.width[j])) form_.boxed.push_back(j);
-  }
-  add_derived();
-  return std::move(form_);
-}
-
-void FormBuilder::add_derived() {
   for (const double s : form_.row_scale) form_.row_unit.push_back(1.0 / s);
   for (const double s : form_.column_scale) form_.column_unit.push_back(1.0 / s);
-  form_.pairs = static_cast<int32_t>(form_.boxed.size()) + form_.columns();
-  for (const uint8_t f : form_.is_free) form_.pairs -= f;
-  for (size_t i = 0; i < form_.b.size(); ++i) {
-    form_.largest_rhs = std::max(form_.largest_rhs, std::fabs(form_.b[i]) * form_.row_unit[i]);
-  }
+  derive(&form_);
+  return std::move(form_);
 }
 
 }  // namespace
 
 ProblemForm make_problem_form(const LoadedArrays &loaded) { return FormBuilder(loaded).build(); }
+
+std::vector<uint8_t> far_boxes(const ProblemForm &form) {
+  std::vector<uint8_t> far(form.boxed.size(), 0);
+  double rhs = 0.0;
+  for (const double e : form.b) rhs = std::max(rhs, std::fabs(e));
+  if (rhs == 0.0) return far;
+  for (size_t k = 0; k < far.size(); ++k) {
+    const int32_t j = form.boxed[k];
+    far[k] = form.width[j] > kFarWidth * rhs && form.width[j] * form.column_scale[j] >= kHugeWidth;
+  }
+  return far;
+}
+
+bool keeps_to_loose_bounds(const ProblemForm &form, const std::vector<double> &x) {
+  return std::all_of(form.loose.begin(), form.loose.end(), [&](const LooseBounds &bounds) {
+    const double value = x[bounds.column] * form.column_scale[bounds.column];
+    return bounds.lower <= value && value <= bounds.upper;
+  });
+}
+
+ProblemForm with_all_bounds(const ProblemForm &form) {
+  ProblemForm result = form;
+  for (const LooseBounds &bounds : form.loose) {
+    const int32_t j = bounds.column;
+    const bool reflected = std::isinf(bounds.lower);
+    const double end = (reflected ? bounds.upper : bounds.lower) * form.column_unit[j];
+    for (int32_t t = form.A.start[j]; t < form.A.start[j + 1]; ++t) {
+      result.b[form.A.row[t]] -= form.A.value[t] * end;
+      if (reflected) result.A.value[t] = -form.A.value[t];
+    }
+    result.objective_constant += form.c[j] * end;
+    result.shift[j] = end * form.column_scale[j];
+    if (reflected) {
+      result.c[j] = -form.c[j];
+      result.sign[j] = -1.0;
+    }
+    result.is_free[j] = 0;
+    result.width[j] = (bounds.upper - bounds.lower) * form.column_unit[j];
+  }
+  result.loose.clear();
+  derive(&result);
+  return result;
+}
 
 }  // namespace interior_point

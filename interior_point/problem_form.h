@@ -17,7 +17,8 @@
  *
  * On the way from one to the other: every inequality row gets a slack column; a column with a lower
  * bound is shifted to it, one with an upper bound alone is reflected at it; fixed columns, columns
- * without entries, and rows without entries are taken out; rows and columns are scaled by powers of
+ * without entries, and rows without entries are taken out; columns between two huge bounds become
+ * free, and the solution is tried against the bounds; rows and columns are scaled by powers of
  * two, so that the way back is exact.
  */
 #ifndef INTERIOR_POINT_PROBLEM_FORM_H
@@ -53,6 +54,12 @@ struct LoadedArrays {
 /// What is known of a problem before the first iteration.
 enum class Verdict { kOpen, kInfeasible, kUnbounded };
 
+/// Huge bounds of a free column, in the caller's unit.
+struct LooseBounds {
+  int32_t column;
+  double lower, upper;
+};
+
 struct ProblemForm {
   // The form (1), scaled. Structural columns first, then one slack per inequality row.
   SparseColumns A;
@@ -84,6 +91,7 @@ struct ProblemForm {
   std::vector<double> removed_value;  ///< per removed column: its value
   std::vector<double> removed_cost;   ///< per removed column: its cost
   std::vector<uint64_t> fingerprint;  ///< per structural: hash of its entries, cost left out
+  std::vector<LooseBounds> loose;     ///< columns that are free although they have bounds
   int32_t user_rows = 0;              ///< cost row included
   int32_t user_columns = 0;
 
@@ -97,6 +105,20 @@ struct ProblemForm {
 
 /// Makes the scaled form (1) of a loaded problem. Throws std::bad_alloc.
 ProblemForm make_problem_form(const LoadedArrays &loaded);
+
+/// Per boxed column, whether its box is so wide that it says nothing of the size of x: huge in the
+/// caller's unit, and in the scaled one a multiple of the largest right-hand side, which a column
+/// reaches that is alone with a row, the entries of A being at most about 1. None where all
+/// right-hand sides are 0: then the boxes are all that gives x a size.
+std::vector<uint8_t> far_boxes(const ProblemForm &form);
+
+/// A column between two huge bounds, nearer to neither, is free in the form, since a shift by one
+/// of them would cost the digits of all that is small beside it. True when the values x of the
+/// form, scaled, keep to such bounds.
+bool keeps_to_loose_bounds(const ProblemForm &form, const std::vector<double> &x);
+
+/// The form with these bounds as a shift and a width like all others. Throws std::bad_alloc.
+ProblemForm with_all_bounds(const ProblemForm &form);
 
 }  // namespace interior_point
 

@@ -42,6 +42,10 @@ ReducibleProgram::ReducibleProgram(const ProblemForm &form) {
       insert(i, j, form.A.value[t] / (form.row_scale[i] * scale));
     }
   }
+  const std::vector<uint8_t> far = far_boxes(form);
+  for (size_t k = 0; k < far.size(); ++k) {
+    if (far[k] && form.boxed[k] < form.structurals) upper[form.boxed[k]] = kInfinity;
+  }
   for (size_t k = 0; k < form.slack_row.size(); ++k) {
     const int32_t j = form.structurals + static_cast<int32_t>(k);
     const int32_t i = form.slack_row[k];
@@ -59,10 +63,10 @@ const Activity &ReducibleProgram::activity(int32_t i) {
   if (activity_known_[i]) return result;
   activity_known_[i] = 1;
   result = Activity();
-  const auto take = [&](double term, double *sum, int32_t *infinite) {
+  const auto take = [](double term, double *sum, double *size, int32_t *infinite) {
     if (std::isfinite(term)) {
       *sum += term;
-      result.size += std::fabs(term);
+      *size += std::fabs(term);
     } else {
       ++*infinite;
     }
@@ -70,8 +74,10 @@ const Activity &ReducibleProgram::activity(int32_t i) {
   for (int32_t t = row_head_[i]; t != kNone; t = entries_[t].next_in_row) {
     const double a = entries_[t].value;
     const int32_t j = entries_[t].column;
-    take(a * (a > 0.0 ? lower[j] : upper[j]), &result.least, &result.least_infinite);
-    take(a * (a > 0.0 ? upper[j] : lower[j]), &result.most, &result.most_infinite);
+    take(a * (a > 0.0 ? lower[j] : upper[j]), &result.least, &result.least_size,
+         &result.least_infinite);
+    take(a * (a > 0.0 ? upper[j] : lower[j]), &result.most, &result.most_size,
+         &result.most_infinite);
   }
   return result;
 }

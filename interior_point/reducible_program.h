@@ -18,7 +18,7 @@ namespace interior_point {
 struct Activity {
   double least = 0.0, most = 0.0;  ///< sums of the finite terms
   int32_t least_infinite = 0, most_infinite = 0;
-  double size = 0.0;  ///< sum of their magnitudes: what rounding scales with
+  double least_size = 0.0, most_size = 0.0;  ///< sums of magnitudes: what rounding scales with
 
   double lower() const { return least_infinite > 0 ? -kInfinity : least; }
   double upper() const { return most_infinite > 0 ? kInfinity : most; }
@@ -34,8 +34,9 @@ class ReducibleProgram {
     int32_t next_in_row, previous_in_row, next_in_column, previous_in_column;
   };
 
-  /// The caller's rows and the shifted columns of a form, unscaled; slacks become intervals. Throws
-  /// std::bad_alloc.
+  /// The caller's rows and the shifted columns of a form, unscaled; slacks become intervals. Widths
+  /// that are far (problem_form.h) are left out: they imply nothing, and sums with them lose all
+  /// digits. A solution has to be tried against them. Throws std::bad_alloc.
   explicit ReducibleProgram(const ProblemForm &form);
 
   int32_t rows() const { return static_cast<int32_t>(low.size()); }

@@ -182,18 +182,21 @@ Reducer::Outcome Reducer::look_at_row(int32_t i) {
   if (p_.row_length[i] == 0) return take_empty_row(i);
   if (p_.row_length[i] == 1) return take_singleton_row(i);
   const Activity &reach = p_.activity(i);
-  const double rounding = kRounding * (reach.size + 1.0);
   const double least = reach.lower();
   const double most = reach.upper();
-  const auto allowed = [&](double end) { return kFeasibility * (relative(end) + reach.size); };
-  if (most < p_.low[i] - allowed(p_.low[i]) || least > p_.high[i] + allowed(p_.high[i])) {
+  const double rounding_least = kRounding * (reach.least_size + 1.0);
+  const double rounding_most = kRounding * (reach.most_size + 1.0);
+  if (most < p_.low[i] - kFeasibility * (relative(p_.low[i]) + reach.most_size) ||
+      least > p_.high[i] + kFeasibility * (relative(p_.high[i]) + reach.least_size)) {
     return Outcome::kNoOptimum;
   }
-  if (std::isfinite(most) && most <= p_.low[i] + rounding) return take_forcing_row(i, true);
-  if (std::isfinite(least) && least >= p_.high[i] - rounding) return take_forcing_row(i, false);
+  if (std::isfinite(most) && most <= p_.low[i] + rounding_most) return take_forcing_row(i, true);
+  if (std::isfinite(least) && least >= p_.high[i] - rounding_least) {
+    return take_forcing_row(i, false);
+  }
   // An end that cannot be reached, and so has no dual, is none.
-  if (least >= p_.low[i] - rounding) p_.low[i] = -kInfinity;
-  if (most <= p_.high[i] + rounding) p_.high[i] = kInfinity;
+  if (least >= p_.low[i] - rounding_least) p_.low[i] = -kInfinity;
+  if (most <= p_.high[i] + rounding_most) p_.high[i] = kInfinity;
   if (constrains_nothing(i)) return drop_row(i);
   if (p_.row_length[i] == 2 && is_equality(i)) return take_doubleton_row(i);
   return Outcome::kKept;
@@ -208,7 +211,8 @@ bool Reducer::implies_lower(const ReducibleProgram::Entry &e, double bound) {
   const int32_t infinite = a > 0.0 ? reach.most_infinite : reach.least_infinite;
   if (std::isinf(end) || infinite > (std::isinf(own) ? 1 : 0)) return false;
   const double others = (a > 0.0 ? reach.most : reach.least) - (std::isinf(own) ? 0.0 : own);
-  const double rounding = kRounding * (reach.size + std::fabs(end)) / std::fabs(a);
+  const double size = a > 0.0 ? reach.most_size : reach.least_size;
+  const double rounding = kRounding * (size + std::fabs(end)) / std::fabs(a);
   return (end - others) / a - rounding >= bound - kImplied * relative(bound);
 }
 
@@ -220,7 +224,8 @@ bool Reducer::implies_upper(const ReducibleProgram::Entry &e, double bound) {
   const int32_t infinite = a > 0.0 ? reach.least_infinite : reach.most_infinite;
   if (std::isinf(end) || infinite > (std::isinf(own) ? 1 : 0)) return false;
   const double others = (a > 0.0 ? reach.least : reach.most) - (std::isinf(own) ? 0.0 : own);
-  const double rounding = kRounding * (reach.size + std::fabs(end)) / std::fabs(a);
+  const double size = a > 0.0 ? reach.least_size : reach.most_size;
+  const double rounding = kRounding * (size + std::fabs(end)) / std::fabs(a);
   return (end - others) / a + rounding <= bound + kImplied * relative(bound);
 }
 

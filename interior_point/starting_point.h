@@ -4,9 +4,10 @@
  *   x = argmin |x|^2 + |w|^2  subject to  A x = b, x + w = h,
  *   (y, z) from min |c - A'y|^2,                                                              (10)
  *
- * both from one factorisation of A A', and then x, w and z, v shifted to be positive.
- * S. Mehrotra, On the implementation of a primal-dual interior point method, SIAM J. Optimization 2
- * (1992), section 7; the treatment of widths is the usual extension.
+ * both from one factorisation of A A', and then x, w and z, v shifted to be positive. A box that is
+ * far (problem_form.h) has no part in this, half its width being no measure of x: w is what x
+ * leaves of it and v = mu / w. S. Mehrotra, On the implementation of a primal-dual interior point
+ * method, SIAM J. Optimization 2 (1992), section 7; the treatment of widths is the usual extension.
  */
 #ifndef INTERIOR_POINT_STARTING_POINT_H
 #define INTERIOR_POINT_STARTING_POINT_H

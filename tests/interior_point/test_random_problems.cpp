@@ -90,6 +90,60 @@ LinearProgram in_other_units(LinearProgram program, double of_cost, double of_rh
   return program;
 }
 
+/// Bounds of about `size` instead of none.
+LinearProgram in_far_boxes(LinearProgram program, double size) {
+  for (size_t j = 0; j < program.cost.size(); ++j) {
+    if (program.upper[j] >= kNoBound)
+      program.upper[j] = size * (1.0 + 0.01 * static_cast<double>(j % 7));
+    if (program.lower[j] <= -kNoBound)
+      program.lower[j] = -size * (1.0 + 0.01 * static_cast<double>(j % 5));
+  }
+  return program;
+}
+
+/// Bounds that no solution comes near to say nothing of where to start, and a shift by one of them
+/// would cost the digits of x: 27 of 50 such programs made of the netlib ones were not solved.
+TEST(FarBoxes, CostNeitherDigitsNorMoreThanAFewIterations) {
+  Traits traits;
+  traits.most_rows = 60, traits.most_columns = 120;
+  for (uint64_t seed = 1; seed <= program_count(300); ++seed) {
+    const KnownProgram known = random_programs::draw_known(traits, seed);
+    LoadedProblem usual(known.program);
+    const int32_t most = usual.solve(kTolerance).iterations + 15;
+    for (const double size : {1e6, 1e9}) {
+      const LinearProgram boxed = in_far_boxes(known.program, size);
+      LoadedProblem problem(boxed);
+      const SolveReport report = problem.solve(kTolerance);
+      SCOPED_TRACE(known.program.name + " in boxes of " + std::to_string(size));
+      EXPECT_EQ(report.code, 0);
+      EXPECT_LE(report.iterations, most);
+      EXPECT_NEAR(benchmarks::measure(boxed, problem.x(), problem.duals()).objective, known.optimum,
+                  known.slack);
+    }
+  }
+}
+
+/// minimise c x subject to x + a y = 3, y >= 0: x runs to the bound on its side.
+TEST(FarBoxes, HoldWhereTheyAreReached) {
+  const double lower = -2e7;
+  const double upper = 1e7;
+  for (const double side : {-1.0, 1.0}) {
+    for (const bool both : {false, true}) {
+      LinearProgram program;
+      program.add_row(benchmarks::kEqual, 3.0);
+      program.add_column(-side, both || side < 0.0 ? lower : -kNoBound,
+                         both || side > 0.0 ? upper : kNoBound, {{0, 1.0}});
+      program.add_column(0.0, 0.0, kNoBound, {{0, -side}});
+      LoadedProblem problem(program);
+      const double reached = side > 0.0 ? upper : lower;
+      for (const int32_t option : {0, 1}) {
+        EXPECT_EQ(problem.solve(kTolerance, option).code, 0);
+        EXPECT_NEAR(problem.x()[0], reached, 1e-7 * std::fabs(reached));
+      }
+    }
+  }
+}
+
 /// Units of 1e4 or 1e-4 must not reach the solver's absolute constants. What they do change, the 1
 /// in the denominators of the measures, cost up to 31 iterations; proximal terms that are out of
 /// proportion cost up to 110, or the solution.
