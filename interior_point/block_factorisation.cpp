@@ -10,10 +10,6 @@ namespace interior_point {
 
 namespace {
 
-// One scattered multiply-add of (5) takes about as long as this many of a rank-k update; measured
-// with orders from 200 to 1000 (8 to 14 Gflop/s dense against 0.6 to 1 Gflop/s scattered).
-constexpr double kScatterCost = 8.0;
-
 /// Everything that does not change between factorisations.
 struct BlockPattern {
   int32_t entries = 0;  ///< of the A for which the set was chosen

@@ -78,6 +78,21 @@ std::vector<int32_t> columns_to_keep(const SparseColumns &A, double longest_shor
   return kept;
 }
 
+/// What forming M column by column of A costs where the listed columns (increasing) stay out of it.
+double assembly_work(const SparseColumns &A, const std::vector<int32_t> &kept) {
+  double squares = 0.0;
+  auto next = kept.begin();
+  for (int32_t j = 0; j < A.columns(); ++j) {
+    if (next != kept.end() && *next == j) {
+      ++next;
+      continue;
+    }
+    const double length = A.length(j);
+    if (length > 1) squares += length * length;
+  }
+  return kScatterCost * squares / 2.0;
+}
+
 /// The columns that are worth an ordering with them as unknowns; none where that is unlikely to
 /// pay.
 std::vector<int32_t> promising_columns(const SparseColumns &A,
@@ -110,15 +125,21 @@ std::unique_ptr<Factorisation> make_factorisation(const SparseColumns &A, const 
   const std::vector<uint8_t> independent = independent_rows(A);
   const double plain = block_factorisation_work(A, none);
   const double split = block_factorisation_work(A, independent);
-  double limit = std::min(plain, split) / kSparseHandicap;
+  const double block = std::min(plain, split);
+  // What is left of that for the elimination, once M has been formed.
+  const double limit = (block - assembly_work(A, {})) / kSparseHandicap;
   std::unique_ptr<Factorisation> best;
   if (A.rows >= kSmall) {
-    if (density(A) < kClearlyDense) best = make_sparse_factorisation(A, {}, &limit);
-    if (limit > kHeavy * A.entries()) {
+    if (limit > 0.0 && density(A) < kClearlyDense) best = make_sparse_factorisation(A, {}, limit);
+    const double work = best ? best->work() : block / kSparseHandicap;
+    if (work > kHeavy * A.entries()) {
       const std::vector<int32_t> kept = promising_columns(A, is_free);
-      limit /= kSignedHandicap;
+      const double less =
+          (best ? kSparseHandicap * work + assembly_work(A, {}) : block) - assembly_work(A, kept);
       std::unique_ptr<Factorisation> other =
-          kept.empty() ? nullptr : make_sparse_factorisation(A, kept, &limit);
+          kept.empty()
+              ? nullptr
+              : make_sparse_factorisation(A, kept, less / kSparseHandicap / kSignedHandicap);
       if (other) best = std::move(other);
     }
   }

@@ -448,13 +448,12 @@ std::unique_ptr<Factorisation> SparseFactorisation::adapted(const SparseColumns 
 
 std::unique_ptr<Factorisation> make_sparse_factorisation(const SparseColumns &A,
                                                          const std::vector<int32_t> &kept,
-                                                         double *work_limit) {
+                                                         double work_limit) {
   Supernodes nodes = find_supernodes(A, kept);
-  if (!(nodes.work < *work_limit)) return nullptr;
+  if (!(nodes.work < work_limit)) return nullptr;
   auto pattern = make_pattern(A, kept, std::move(nodes));
   pattern->entries = A.entries();
-  pattern->work_limit = *work_limit;
-  *work_limit = pattern->nodes.work;
+  pattern->work_limit = work_limit;
   return std::make_unique<SparseFactorisation>(std::move(pattern));
 }
 

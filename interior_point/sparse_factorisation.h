@@ -34,11 +34,11 @@
 namespace interior_point {
 
 /// A sparse factorisation of A Theta A', or of (14) with the columns `kept` (increasing), where its
-/// work (in multiply-add pairs of the dense kernel) is below `*work_limit`, which it then replaces;
-/// null where it is not. Throws std::bad_alloc.
+/// elimination takes fewer multiply-add pairs than `work_limit`; null where it does not. Throws
+/// std::bad_alloc.
 std::unique_ptr<Factorisation> make_sparse_factorisation(const SparseColumns &A,
                                                          const std::vector<int32_t> &kept,
-                                                         double *work_limit);
+                                                         double work_limit);
 
 }  // namespace interior_point
 
