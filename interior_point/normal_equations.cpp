@@ -18,9 +18,12 @@ constexpr double kSparseHandicap = 2.0;
 // they would only confirm that its factor is dense. It is estimated from so many rows.
 constexpr double kClearlyDense = 0.4;
 constexpr int32_t kSampledRows = 64;
+// An analysis takes about as long, for each entry of M, as this many pairs in each of the ten
+// factorisations that follow. It has to be less than what these take without it.
+constexpr double kAnalysis = 100.0;
 // Keeping columns as unknowns is looked at where a factorisation without them does more than this
 // much work per entry of A (below, the vectors of an iteration take as long)...
-constexpr double kHeavy = 60.0;
+constexpr double kHeavy = 120.0;
 // ... and for columns this many times longer than the mean, and than the second value, while they
 // make up the third share of all the products in A Theta A' and are fewer than the fourth share of
 // the rows.
@@ -113,6 +116,26 @@ std::vector<int32_t> promising_columns(const SparseColumns &A,
   if (static_cast<double>(kept.size()) > kFewKept * A.rows) kept.clear();
   return kept;
 }
+/// The sparse factorisation of M where it takes less than `block`, the work of the others.
+std::unique_ptr<Factorisation> sparse_way(const SparseColumns &A, double block) {
+  const double filled = density(A);
+  if (filled > kClearlyDense || kAnalysis * filled * A.rows * A.rows > block) return nullptr;
+  // What is left for the elimination once M has been formed.
+  return make_sparse_factorisation(A, {}, (block - assembly_work(A, {})) / kSparseHandicap);
+}
+
+/// The factorisation of (14) with the long columns as unknowns, where that takes less than `work`.
+std::unique_ptr<Factorisation> signed_way(const SparseColumns &A,
+                                          const std::vector<uint8_t> *is_free, double work) {
+  if (work < kHeavy * A.entries()) return nullptr;
+  const std::vector<int32_t> kept = promising_columns(A, is_free);
+  if (kept.empty()) return nullptr;
+  const double assembly = assembly_work(A, kept);
+  const double entries = 2.0 * assembly / kScatterCost + A.entries();
+  if (kAnalysis * entries > work) return nullptr;
+  return make_sparse_factorisation(A, kept, (work - assembly) / kSparseHandicap / kSignedHandicap);
+}
+
 }  // namespace
 
 std::unique_ptr<Factorisation> make_factorisation(const SparseColumns &A, const Factorisation *last,
@@ -125,23 +148,13 @@ std::unique_ptr<Factorisation> make_factorisation(const SparseColumns &A, const 
   const std::vector<uint8_t> independent = independent_rows(A);
   const double plain = block_factorisation_work(A, none);
   const double split = block_factorisation_work(A, independent);
-  const double block = std::min(plain, split);
-  // What is left of that for the elimination, once M has been formed.
-  const double limit = (block - assembly_work(A, {})) / kSparseHandicap;
+  double work = std::min(plain, split);
   std::unique_ptr<Factorisation> best;
   if (A.rows >= kSmall) {
-    if (limit > 0.0 && density(A) < kClearlyDense) best = make_sparse_factorisation(A, {}, limit);
-    const double work = best ? best->work() : block / kSparseHandicap;
-    if (work > kHeavy * A.entries()) {
-      const std::vector<int32_t> kept = promising_columns(A, is_free);
-      const double less =
-          (best ? kSparseHandicap * work + assembly_work(A, {}) : block) - assembly_work(A, kept);
-      std::unique_ptr<Factorisation> other =
-          kept.empty()
-              ? nullptr
-              : make_sparse_factorisation(A, kept, less / kSparseHandicap / kSignedHandicap);
-      if (other) best = std::move(other);
-    }
+    best = sparse_way(A, work);
+    if (best) work = kSparseHandicap * best->work() + assembly_work(A, {});
+    std::unique_ptr<Factorisation> other = signed_way(A, is_free, work);
+    if (other) best = std::move(other);
   }
   if (best) return best;
   return make_block_factorisation(A, split < kWorthEliminating * plain ? independent : none);
