@@ -2,7 +2,6 @@
 #include <algorithm>
 #include <filesystem>
 #include <functional>
-#include <limits>
 #include <stdexcept>
 #include <utility>
 
@@ -79,12 +78,11 @@ MasterMaker assignment_maker(const Shared<generalized_assignment::Instance> &ins
   };
 }
 
-/// The main program's defaults: tight restricted master problems, but not for aggregated columns.
 MasterMaker flow_maker(const Shared<multicommodity_flow::Network> &network,
                        multicommodity_flow::Grouping grouping) {
   return [network, grouping](const Overrides &overrides) {
     examples::Options options;
-    options.divisor = grouping == multicommodity_flow::Grouping::kAll ? 0.0 : 1000.0;
+    options.divisor = multicommodity_flow::default_divisor(grouping);
     apply(overrides, options);
     multicommodity_flow::OracleSettings settings;
     settings.grouping = grouping;
@@ -92,10 +90,8 @@ MasterMaker flow_maker(const Shared<multicommodity_flow::Network> &network,
     auto oracle = std::make_unique<multicommodity_flow::FlowOracle>(*network, settings);
     const examples::MasterRows rows = oracle->rows();
     const std::vector<double> duals = oracle->first_duals();
-    return MasterSetup{rows, std::move(oracle), duals, options, [](QUARN_env &env) {
-                         QUARN_set_max_number_columns(&env, std::numeric_limits<int32_t>::max());
-                         QUARN_set_column_elimination(&env, 0);
-                       }};
+    const auto prepare = [&flows = *oracle](QUARN_env &env) { flows.prepare(env); };
+    return MasterSetup{rows, std::move(oracle), duals, options, prepare};
   };
 }
 

@@ -8,16 +8,23 @@ namespace examples {
 // Outside this range a single answer would outweigh all that are still to come.
 constexpr double kLeastContraction = 1e-4;
 constexpr double kMostContraction = 1.0;
+// Of the latest answer in the average. With 1/2 noise decides now and then: one column a call takes
+// a tenth more iterations, and the published cutting stock instances half an iteration more.
+constexpr double kLatestWeight = 0.25;
+// Averages of runs with many columns a call lie below, those of runs with one nearly always above.
+// From 0.55 to 0.65 nothing changes.
+constexpr double kSettled = 0.6;
 // At 1 a restricted master problem could be left as open as the gap, and the run could stand still.
 constexpr double kLeastDivisor = 1.05;
-constexpr double kMostDivisor = 1000.0;
 
 double average_contraction(double average, double latest) {
-  return std::sqrt(average * std::clamp(latest, kLeastContraction, kMostContraction));
+  const double within = std::clamp(latest, kLeastContraction, kMostContraction);
+  return std::pow(average, 1.0 - kLatestWeight) * std::pow(within, kLatestWeight);
 }
 
 double divisor_for(double average) {
-  return std::min(kLeastDivisor / (average * average * average), kMostDivisor);
+  if (average < kSettled) return ToleranceDial::kMostDivisor;
+  return kLeastDivisor / (average * average * average);
 }
 
 double ToleranceDial::update(double dual_gap) {

@@ -10,13 +10,8 @@ constexpr double kBoxMargin = 1.5;
 // With random instances of 1 to 15 types, none of up to 15000 rolls ended with status 5, a third of
 // those with ten times as many did.
 constexpr double kManyRolls = 1000.0;
-// The rounds bring so many different patterns that the duals are nearly settled: over the published
-// instances 30, 100 and 1000 take 10.5, 9.8 and 9.1 rounds on average.
-constexpr double kDivisor = 1000.0;
 // A pattern worth less than this has a reduced cost that is mere rounding error.
 constexpr double kLeastWorth = 1.0 + 1e-9;
-
-MasterSettings::MasterSettings() { divisor = kDivisor; }
 
 PatternOracle::PatternOracle(const Instance &instance, const MasterSettings &settings)
     : instance_(instance),

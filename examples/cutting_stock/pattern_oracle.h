@@ -64,8 +64,6 @@ namespace cutting_stock {
 
 /// Which master problem, and how it is solved.
 struct MasterSettings : examples::Options {
-  MasterSettings();
-
   bool default_box = false;  ///< the library's wide box in place of (3)
   bool integer = false;      ///< the rows (4) in place of (1); the instance is piece by piece
   bool covering = false;     ///< with `integer`: >= in (4)

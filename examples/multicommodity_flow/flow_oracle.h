@@ -54,6 +54,9 @@ struct OracleSettings {
   int32_t columns_per_call = 0;  ///< most columns of an answer; 0: one for each block that has one
 };
 
+/// The value of examples::Options::divisor that a grouping runs with unless another is asked for.
+double default_divisor(Grouping grouping);
+
 /// Prices (1), adding rows and columns.
 class FlowOracle : public examples::Oracle {
  public:
@@ -64,6 +67,9 @@ class FlowOracle : public examples::Oracle {
 
   /// The rows to begin with. To be called once, before the run.
   examples::MasterRows rows();
+
+  /// To be called once, before the run: keeps all columns, and looks for no duplicates.
+  void prepare(QUARN_env &env) const;
 
   /// Duals for MasterRun that make the run begin with a call at u = 0, v = 0, which makes the first
   /// columns and a first bound.

@@ -1,6 +1,5 @@
 #include <CLI/CLI.hpp>
 #include <cstdio>
-#include <limits>
 #include <map>
 #include <stdexcept>
 #include <string>
@@ -25,16 +24,10 @@ struct Settings : examples::Options {
 };
 
 constexpr const char *kGenerator = "KIND,NODES,COMMODITIES,LEAST,MOST,SEED";
-constexpr double kSettledDivisor = 1000.0;
-// One column a round leaves the duals unsettled for long. The nearer the divisor is to 1, the
-// closer they stay to the analytic centre of where optimal duals can be; above 1 every round still
-// closes the gap or brings a column.
-constexpr double kCentralDivisor = 1.05;
 // A price below this is what an interior point leaves of 0.
 constexpr double kLeastPrice = 1e-3;
 
 static void add_options(CLI::App &app, Settings &settings) {
-  settings.divisor = kSettledDivisor;
   examples::add_options(app, settings);
   examples::add_generator(
       app, settings.generate, kGenerator,
@@ -122,9 +115,7 @@ static int solve(const Settings &settings) {
   // The rows first: the duals are as many as there are rows.
   const examples::MasterRows rows = oracle.rows();
   examples::MasterRun run(rows, oracle, settings, oracle.first_duals());
-  // The oracle knows its columns by their place, and never repeats one.
-  QUARN_set_max_number_columns(&run.env(), std::numeric_limits<int32_t>::max());
-  QUARN_set_column_elimination(&run.env(), 0);
+  oracle.prepare(run.env());
   const examples::MasterResult result = run.solve();
   examples::print_summary(stdout, result);
   std::printf("capacity rows   %d of %d arcs\n", static_cast<int>(oracle.row_count()),
@@ -142,9 +133,8 @@ int main(int argc, char **argv) {
   multicommodity_flow::Settings settings;
   multicommodity_flow::add_options(app, settings);
   if (const auto status = examples::parse(app, argc, argv)) return *status;
-  if (settings.oracle.grouping == multicommodity_flow::Grouping::kAll &&
-      app.count("--divisor") == 0) {
-    settings.divisor = multicommodity_flow::kCentralDivisor;
+  if (app.count("--divisor") == 0) {
+    settings.divisor = multicommodity_flow::default_divisor(settings.oracle.grouping);
   }
   return examples::run_guarded([&] { return multicommodity_flow::solve(settings); });
 }
