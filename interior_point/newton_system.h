@@ -17,6 +17,10 @@
  * never restore dual feasibility, while the dual row for columns between their bounds, whose z and
  * v vanish with mu, would leave the rounding error of A'dy in their products.
  *
+ * A free column has no barrier, and 1/theta = 0. A finite theta in its place is a proximal term: of
+ * r_d a full step leaves dx_j / theta_j. Theta starts moderate, for the sake of the condition of
+ * the matrix, and grows for the columns whose leavings hold the dual infeasibility up.
+ *
  * delta and rho are proximal terms: they keep (9) solvable when rows depend on each other or force
  * variables to zero, and vanish from the limit because they act on the step alone.
  */
@@ -68,6 +72,9 @@ class NewtonSystem {
   /// residual, lowers delta or rho for the rest of the solve.
   void weaken_dominant_terms(const Direction &direction, double largest_primal,
                              double largest_dual);
+  /// Raises theta of the free columns, for the rest of the solve, of which a full step leaves a
+  /// good part of the largest residual.
+  void loosen_free_columns(const Direction &direction, double largest_dual);
   void reset_terms();
 
   /// The factorisation of the last prepare, for others to keep.
@@ -94,6 +101,7 @@ class NewtonSystem {
   const ProblemForm &form_;
   std::shared_ptr<Factorisation> factorisation_;
   std::vector<double> theta_;
+  std::vector<double> least_free_theta_;  // per column
   double delta_ = 0.0;
   double delta_factor_ = 1.0;
   double rho_ = 0.0;

@@ -398,6 +398,9 @@ void Solver::watch_proximal_terms() {
   const double primal = primal_broken ? largest(residuals_.primal) : kInfinity;
   const bool dual_broken = broken(last_steps_.dual, last.dual, now.dual, feasibility_);
   const double dual = dual_broken ? largest(residuals_.dual) : kInfinity;
+  if (now.dual > feasibility_ && last_steps_.dual > kTellingStep) {
+    newton_.loosen_free_columns(direction_, largest(residuals_.dual));
+  }
   newton_.weaken_dominant_terms(direction_, primal, dual);
 }
 
