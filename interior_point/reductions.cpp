@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "interior_point/dual_bounds.h"
 #include "interior_point/parallel_lines.h"
 
 namespace interior_point {
@@ -19,8 +20,6 @@ constexpr double kRounding = 1e-12;
 constexpr double kFeasibility = 1e-9;
 // A bound counts as implied when a row keeps it to this, relative.
 constexpr double kImplied = 1e-10;
-// A reduced cost is of one sign when it is this far from 0, relative to the terms of its sum.
-constexpr double kSureSign = 1e-7;
 // Pivots are at least this share of the largest entry of their row and column.
 constexpr double kLeastPivot = 1e-2;
 // Ratio of the entries of a doubleton, which both bounds and duals are multiplied with.
@@ -74,16 +73,11 @@ class Reducer {
   void merge(int32_t j, int32_t k, double s);
   bool merge_intervals(const ParallelPair &pair);
 
-  void bound_duals();
   void look_for_dominated();
-  int sign_of_reduced_cost(int32_t j) const;
 
   ReducibleProgram &p_;
   Trail &trail_;
   int32_t taken_ = 0;
-  // (21): bounds of the duals by rows alone, by singleton columns too, and which column gave them.
-  std::vector<double> dual_low_, dual_high_;
-  std::vector<uint8_t> gives_dual_bound_;
 };
 
 /// What an error of a bound is measured in; not for infinite ones.
@@ -398,66 +392,11 @@ Reducer::Outcome Reducer::look_at_column(int32_t j) {
   return Outcome::kKept;
 }
 
-/// (21)
-void Reducer::bound_duals() {
-  dual_low_.assign(p_.low.size(), -kInfinity);
-  dual_high_.assign(p_.low.size(), kInfinity);
-  gives_dual_bound_.assign(p_.lower.size(), 0);
-  std::vector<int32_t> low_by(p_.low.size(), p_.kNone), high_by(p_.low.size(), p_.kNone);
-  for (int32_t i = 0; i < p_.rows(); ++i) {
-    if (std::isinf(p_.high[i])) dual_low_[i] = 0.0;
-    if (std::isinf(p_.low[i])) dual_high_[i] = 0.0;
-  }
-  for (int32_t j = 0; j < p_.columns(); ++j) {
-    // A bound of 0 is no better than that of a row's sign, and would pass for one.
-    if (!p_.column_alive[j] || p_.column_length[j] != 1 || p_.cost[j] == 0.0) continue;
-    const ReducibleProgram::Entry &e = p_.entry(p_.first_in_column(j));
-    const double bound = p_.cost[j] / e.value;
-    if (std::isinf(e.value > 0.0 ? p_.upper[j] : p_.lower[j]) && bound < dual_high_[e.row]) {
-      dual_high_[e.row] = bound;
-      high_by[e.row] = j;
-    }
-    if (std::isinf(e.value > 0.0 ? p_.lower[j] : p_.upper[j]) && bound > dual_low_[e.row]) {
-      dual_low_[e.row] = bound;
-      low_by[e.row] = j;
-    }
-  }
-  // A column that a bound rests on must stay while others are taken out by it.
-  for (int32_t i = 0; i < p_.rows(); ++i) {
-    if (low_by[i] != p_.kNone) gives_dual_bound_[low_by[i]] = 1;
-    if (high_by[i] != p_.kNone) gives_dual_bound_[high_by[i]] = 1;
-  }
-}
-
-/// 1 or -1 where the reduced cost has that sign for all duals within their bounds (or is 0, while
-/// only the signs of duals were used), 0 where it may have either.
-int Reducer::sign_of_reduced_cost(int32_t j) const {
-  double least = p_.cost[j];
-  double most = p_.cost[j];
-  double size = std::fabs(p_.cost[j]);
-  for (int32_t t = p_.first_in_column(j); t != p_.kNone; t = p_.entry(t).next_in_column) {
-    const double a = p_.entry(t).value;
-    const double low = a * dual_low_[p_.entry(t).row];
-    const double high = a * dual_high_[p_.entry(t).row];
-    least -= std::max(low, high);
-    most -= std::min(low, high);
-    const double finite = std::max(std::isfinite(low) ? std::fabs(low) : 0.0,
-                                   std::isfinite(high) ? std::fabs(high) : 0.0);
-    size += finite;
-    if (least == -kInfinity && most == kInfinity) return 0;
-  }
-  // Terms of 0 are those of row signs.
-  const double sure = size == std::fabs(p_.cost[j]) ? 0.0 : kSureSign * size;
-  if (least >= sure && (least > 0.0 || sure == 0.0)) return 1;
-  if (-most >= sure && (most < 0.0 || sure == 0.0)) return -1;
-  return 0;
-}
-
 void Reducer::look_for_dominated() {
-  bound_duals();
+  const DualBounds duals(p_);
   for (int32_t j = 0; j < p_.columns(); ++j) {
-    if (!p_.column_alive[j] || gives_dual_bound_[j]) continue;
-    const int sign = sign_of_reduced_cost(j);
+    if (!p_.column_alive[j] || duals.rest_on(j)) continue;
+    const int sign = duals.sign_of_reduced_cost(p_, j);
     if (sign == 0) continue;
     const double value = sign > 0 ? p_.lower[j] : p_.upper[j];
     if (std::isfinite(value)) fix(j, value);
