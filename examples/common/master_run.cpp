@@ -87,8 +87,9 @@ Answer MasterRun::ask(QUARN_env &env) {
   // iteration settled; only the upper bound has moved on with the latest restricted master problem.
   report_iteration(env.outer_iterations - 1, env.upperBnd_prev);
   const Answer answer = oracle_.price(env);
-  if (answer.status > 0 && options_.divisor == 0.0) {
-    QUARN_set_degree_of_optimality(&env, dial_.update(-answer.lb_term));
+  if (answer.status >= 0 && options_.divisor == 0.0) {
+    QUARN_set_degree_of_optimality(
+        &env, answer.status > 0 ? dial_.update(-answer.lb_term) : dial_.update_without_bound());
   }
   return answer;
 }

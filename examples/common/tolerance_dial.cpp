@@ -37,4 +37,10 @@ double ToleranceDial::update(double dual_gap) {
   return divisor_;
 }
 
+double ToleranceDial::update_without_bound() {
+  contraction_ = average_contraction(contraction_, kMostContraction);
+  divisor_ = divisor_for(contraction_);
+  return divisor_;
+}
+
 }  // namespace examples

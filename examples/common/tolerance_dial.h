@@ -38,6 +38,9 @@ class ToleranceDial {
   /// A g that is not positive and finite starts the comparison over.
   double update(double dual_gap);
 
+  /// The same after an answer without a bound, as of heuristic pricing: nothing has contracted.
+  double update_without_bound();
+
   double divisor() const { return divisor_; }
 
  private:
