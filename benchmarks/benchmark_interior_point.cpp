@@ -1,11 +1,11 @@
 /**
  * Measures the interior-point layer through its nine operations.
  *
- *   rmp       restricted master problems of real runs: iterations cold and warm, time, the shares
- * of loading and factorisation, and Clp's three methods on the same problems runs      whole runs
- * of column generation: iterations per RMP, fallbacks, and what a wide dual box costs growth time
- * per iteration against rows and columns, with fitted exponents programs  linear programs in MPS
- * files against Clp's three methods
+ * - rmp: restricted master problems of real runs: iterations cold and warm, time, the shares of
+ *   loading and factorisation, and Clp's three methods on the same problems
+ * - runs: whole runs of column generation: iterations per RMP, fallbacks, what a wide box costs
+ * - growth: time per iteration against rows and columns, with fitted exponents
+ * - programs: linear programs in MPS files against Clp's three methods
  *
  * Times are medians of --repeats runs on one thread. Values are compared first: `deviation` is the
  * largest relative difference of our objective from a known value or from Clp's dual simplex.
@@ -110,7 +110,8 @@ void add_rmp(const std::string &name, const RmpPair &pair, double dgemm, const O
               cell(cold.iterations[0]), cell(cold.iterations[1]), cell(cold.iterations[2]),
               cell(pair.tolerance_after, 2), cell(warm.in_run), cell(warm.iterations[0]),
               cell(warm.iterations[1]), cell(warm.iterations[2]), cell(cold.seconds),
-              cell(warm.in_run_seconds), cell(cold.load_seconds / cold.seconds, 3),
+              cell(warm.in_run_seconds),
+              cell((cold.load_seconds + factor.choice_seconds) / cold.seconds, 3),
               cell(factor_share, 3), cell(factor.flops / factor.seconds / 1e9, 3),
               cell(factor.flops / factor.seconds / dgemm, 3)});
   if (!clp_available()) return;

@@ -1,5 +1,6 @@
 // The one place outside the solver that looks inside it: what a factorisation costs on its own.
 #include <cmath>
+#include <memory>
 
 #include "benchmarks/measurements.h"
 #include "interior_point/normal_equations.h"
@@ -20,7 +21,12 @@ interior_point::ProblemForm form_of(const LinearProgram &program) {
 
 FactorisationCost measure_factorisation(const LinearProgram &program, int32_t repeats) {
   const interior_point::ProblemForm form = form_of(program);
-  const auto factorisation = interior_point::make_factorisation(form.A);
+  std::unique_ptr<interior_point::Factorisation> factorisation;
+  const double choice = median_seconds(repeats, [&] {
+    const double before = processor_seconds();
+    factorisation = interior_point::make_factorisation(form.A);
+    return processor_seconds() - before;
+  });
   // The work does not depend on theta; a range of 1e8 is that of an iteration in the middle.
   Lehmer random(1);
   std::vector<double> theta(static_cast<size_t>(form.columns()));
@@ -31,7 +37,7 @@ FactorisationCost measure_factorisation(const LinearProgram &program, int32_t re
     factorisation->compute(theta.data(), added.data());
     return processor_seconds() - before;
   });
-  return {seconds, 2.0 * factorisation->work()};
+  return {choice, seconds, 2.0 * factorisation->work()};
 }
 
 }  // namespace benchmarks

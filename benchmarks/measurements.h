@@ -48,8 +48,9 @@ WarmStarts measure_warm(const RmpPair &pair, int32_t repeats);
 
 /// One factorisation of the normal equations, assembly included, on its own.
 struct FactorisationCost {
-  double seconds;  ///< median
-  double flops;    ///< additions and multiplications that the chosen way needs
+  double choice_seconds;  ///< choosing the way and working out its pattern, median
+  double seconds;         ///< of one factorisation, median
+  double flops;           ///< additions and multiplications that the chosen way needs
 };
 FactorisationCost measure_factorisation(const LinearProgram &program, int32_t repeats);
 
