@@ -107,8 +107,10 @@ void PatternBuilder::split_columns() {
         part.emplace_back(place, A_.value[t]);
       }
     }
-    std::sort(part.begin(), part.end(),
-              [](const auto &a, const auto &b) { return a.first < b.first; });
+    const auto by_row = [](const auto &a, const auto &b) { return a.first < b.first; };
+    if (!std::is_sorted(part.begin(), part.end(), by_row)) {
+      std::sort(part.begin(), part.end(), by_row);
+    }
     for (const auto &entry : part) {
       pattern_.piece_row.push_back(entry.first);
       pattern_.piece_value.push_back(entry.second);

@@ -18,6 +18,8 @@ constexpr double kSparseHandicap = 2.0;
 // they would only confirm that its factor is dense. It is estimated from so many rows.
 constexpr double kClearlyDense = 0.4;
 constexpr int32_t kSampledRows = 64;
+// The sample ends when it has looked at so many times the entries of A.
+constexpr int64_t kSampledEntries = 4;
 // An analysis takes about as long, for each entry of M, as this many pairs in each of the ten
 // factorisations that follow. It has to be less than what these take without it.
 constexpr double kAnalysis = 100.0;
@@ -47,8 +49,11 @@ double density(const SparseColumns &A) {
   std::vector<int32_t> seen(static_cast<size_t>(A.rows), -1);
   double count = 0.0;
   int32_t sampled = 0;
-  for (int32_t i = 0; i < A.rows; i += stride, ++sampled) {
+  int64_t looked_at = 0;
+  const int64_t enough = kSampledEntries * A.entries();
+  for (int32_t i = 0; i < A.rows && looked_at <= enough; i += stride, ++sampled) {
     for (const int32_t j : columns_of[sampled]) {
+      looked_at += A.length(j);
       for (int32_t t = A.start[j]; t < A.start[j + 1]; ++t) {
         count += seen[A.row[t]] != i;
         seen[A.row[t]] = i;
