@@ -20,7 +20,9 @@ bool FlowColumns::add(FlowColumn column) {
   const auto same_hash = by_hash_.equal_range(hash);
   for (auto it = same_hash.first; it != same_hash.second; ++it) {
     const FlowColumn &other = (*this)[it->second];
-    if (other.block == column.block && other.flow == column.flow) return false;
+    // Where demands may stay unserved, others of them may make up the same flow at another cost.
+    const bool same = other.block == column.block && other.flow == column.flow;
+    if (same && other.cost <= column.cost) return false;
   }
   const auto arcs = static_cast<int64_t>(potential_load_.size());
   for (const ArcFlow &flow : column.flow) {

@@ -34,7 +34,7 @@ class FlowColumns {
  public:
   explicit FlowColumns(int32_t arcs) : potential_load_(static_cast<size_t>(arcs), 0.0) {}
 
-  /// Adds a column unless it is there; returns whether it was added.
+  /// Adds a column unless it is there at no higher cost; returns whether it was added.
   bool add(FlowColumn column);
 
   int32_t size() const { return static_cast<int32_t>(columns_.size()); }

@@ -44,8 +44,11 @@ void LabelSetting::run(const std::vector<double> &cost, Dominance dominance, int
   dominance_ = dominance;
   add({0.0, 0, direction_.ready[0], 0, 0, -1, -1, -1});
   for (int32_t time = direction_.ready[0]; time <= latest; ++time) {
-    settle(time);
-    for (const int32_t k : due_now_) extend(k, cost, latest);
+    // Once, but for customers at the depot's place: the step to them may take no time.
+    while (first_[static_cast<size_t>(time)] >= 0) {
+      settle(time);
+      for (const int32_t k : due_now_) extend(k, cost, latest);
+    }
   }
   for (auto &list : settled_) {
     std::sort(list.begin(), list.end(),
@@ -59,6 +62,7 @@ void LabelSetting::settle(int32_t time) {
   for (int32_t k = first_[static_cast<size_t>(time)]; k >= 0; k = next_[static_cast<size_t>(k)]) {
     due_now_.push_back(k);
   }
+  first_[static_cast<size_t>(time)] = -1;
   std::sort(due_now_.begin(), due_now_.end(), [this](int32_t a, int32_t b) {
     const Label &x = label(a), &y = label(b);
     return std::tie(x.cost, x.load, x.memory, a) < std::tie(y.cost, y.load, y.memory, b);

@@ -33,11 +33,11 @@ struct Label {
  *     time(j) = max(ready_j, time(i) + step_ij) <= due_j,
  *     memory(j) = (memory(i) and N_j) + {j},   j not in memory(i), j not the customer before i. (1)
  *
- * Every step takes time, so labels are settled in the order of time, and all that can dominate one
- * are there before it. Label L dominates M at the same node if it is no worse in time, load and
- * cost and remembers nothing that M does not: then every way to go on from M is open to L. The
- * customer before, which (1) forbids even where it is not remembered, makes an exception: if it is
- * l for L, and another for M, then M remains worth extending to l, and to nothing else.
+ * Every step between customers takes time, so labels are settled in the order of time, and all that
+ * can dominate one are there before it. Label L dominates M at the same node if it is no worse in
+ * time, load and cost and remembers nothing that M does not: then every way to go on from M is open
+ * to L. The customer before, which (1) forbids even where it is not remembered, makes an exception:
+ * if it is l for L, and another for M, then M remains worth extending to l, and to nothing else.
  *
  * Settled labels of a node lie in buckets of load, sorted by cost: what can dominate a label is in
  * the buckets up to its own, in front.

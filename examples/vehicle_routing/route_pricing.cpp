@@ -15,7 +15,7 @@ constexpr double kWorthIt = -1e-7;
 // more rounds are needed, with more of them the restricted master problems cost more than is won.
 constexpr size_t kLayers = 10;
 constexpr size_t kMostJoints = 5000;
-// Labels of the two halves may differ by this factor; a step is this part of the horizon.
+// Labels of the two halves may differ by this factor; a step is this part of the depot's window.
 constexpr double kImbalance = 1.3;
 constexpr int32_t kHalfTimeSteps = 20;
 constexpr size_t kAllArcs = std::numeric_limits<size_t>::max();
@@ -33,7 +33,7 @@ RoutePricer::RoutePricer(const Network &network)
     : network_(network),
       forward_(network, network.forward()),
       backward_(network, network.backward()),
-      half_time_(network.horizon() / 2) {}
+      half_time_((network.forward().ready[0] + network.horizon()) / 2) {}
 
 void RoutePricer::set_costs(const double *u) {
   const int32_t nodes = network_.nodes();
@@ -52,7 +52,8 @@ Pricing RoutePricer::price(const double *u, double open_gap, int32_t most) {
     search(level.dominance, level.arcs);
     pricing.exact = level.dominance == Dominance::kExact;
     pricing.shortfall = std::accumulate(least_.begin(), least_.end(), 0.0);
-    if (-pricing.shortfall > open_gap && joints_.front().reduced_cost < kWorthIt) break;
+    const bool found = !joints_.empty() && joints_.front().reduced_cost < kWorthIt;
+    if (found && -pricing.shortfall > open_gap) break;
   }
   if (pricing.exact) move_half_time();
   pricing.routes = choose_routes(most);
@@ -69,10 +70,11 @@ void RoutePricer::search(Dominance dominance, size_t arcs) {
 void RoutePricer::move_half_time() {
   const double front = static_cast<double>(forward_.size());
   const double back = static_cast<double>(backward_.size());
-  const int32_t shift = network_.horizon() / kHalfTimeSteps;
+  const int32_t opening = network_.forward().ready[0];
+  const int32_t shift = (network_.horizon() - opening) / kHalfTimeSteps;
   if (front > kImbalance * back) half_time_ -= shift;
   if (back > kImbalance * front) half_time_ += shift;
-  half_time_ = std::clamp(half_time_, shift, network_.horizon() - shift);
+  half_time_ = std::clamp(half_time_, opening + shift, network_.horizon() - shift);
 }
 
 bool RoutePricer::fits(const Label &front, Memory carried, const Label &back) const {
