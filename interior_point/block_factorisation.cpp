@@ -349,6 +349,8 @@ void BlockFactorisation::add_long_pieces() {
 bool BlockFactorisation::compute(const double *theta, const double *added) {
   form_diagonal(theta, added);
   form_cross(theta);
+  const auto is_positive = [](double pivot) { return pivot > 0.0; };
+  if (!std::all_of(pivot_.begin(), pivot_.end(), is_positive)) return false;
   for (int32_t k = 0; k < p_.kept; ++k) form_schur_column(k, schur_column(k));
   add_long_pieces();
   if (p_.dense_cross) {

@@ -49,7 +49,12 @@ bool cholesky(int32_t order, double *a, int32_t leading) {
   if (order == 0) return true;
   int info = 0;
   dpotrf_("L", &order, a, &leading, &info);
-  return info == 0;
+  if (info != 0) return false;
+  // A pivot that is not a number is no failure to every LAPACK: some only look for pivots <= 0.
+  for (int32_t k = 0; k < order; ++k) {
+    if (!(a[static_cast<int64_t>(k) * (leading + 1)] > 0.0)) return false;
+  }
+  return true;
 }
 
 void solve_from_right(int32_t k, int32_t order, const double *l, int32_t leading, double *b,
