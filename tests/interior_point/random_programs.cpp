@@ -15,28 +15,6 @@ using benchmarks::kNoBound;
 
 using Entries = std::vector<std::pair<int32_t, double>>;
 
-class Random {
- public:
-  explicit Random(uint64_t seed) : engine_(seed) {}
-  int32_t integer(int32_t from, int32_t to) {
-    return std::uniform_int_distribution<int32_t>(from, to)(engine_);
-  }
-  double real(double from, double to) {
-    return std::uniform_real_distribution<double>(from, to)(engine_);
-  }
-  bool chance(double probability) { return real(0.0, 1.0) < probability; }
-  std::mt19937_64 &engine() { return engine_; }
-  double power_of_ten(double from, double to) { return std::pow(10.0, real(from, to)); }
-  /// A small integer or a real number, never 0.
-  double entry() {
-    const double magnitude = chance(0.5) ? integer(1, 5) : real(0.1, 5.0);
-    return chance(0.4) ? -magnitude : magnitude;
-  }
-
- private:
-  std::mt19937_64 engine_;
-};
-
 struct Column {
   Entries entries;
   double x, lower, upper;
@@ -211,6 +189,13 @@ void make_rows_reducible(const Traits &traits, int32_t rows, Random *random,
 }
 
 }  // namespace
+
+Traits reducible() {
+  Traits traits;
+  traits.name = "reducible";
+  traits.short_lines = 0.4, traits.parallel = 0.2, traits.forcing = 0.1;
+  return traits;
+}
 
 KnownProgram draw_known(const Traits &traits, uint64_t seed) {
   Random random(seed);

@@ -8,6 +8,7 @@
 #ifndef TESTS_INTERIOR_POINT_RANDOM_PROGRAMS_H
 #define TESTS_INTERIOR_POINT_RANDOM_PROGRAMS_H
 
+#include <cmath>
 #include <cstdint>
 #include <ostream>
 #include <random>
@@ -19,6 +20,29 @@
 namespace random_programs {
 
 using benchmarks::LinearProgram;
+
+/// Numbers that depend on the seed alone.
+class Random {
+ public:
+  explicit Random(uint64_t seed) : engine_(seed) {}
+  int32_t integer(int32_t from, int32_t to) {
+    return std::uniform_int_distribution<int32_t>(from, to)(engine_);
+  }
+  double real(double from, double to) {
+    return std::uniform_real_distribution<double>(from, to)(engine_);
+  }
+  bool chance(double probability) { return real(0.0, 1.0) < probability; }
+  std::mt19937_64 &engine() { return engine_; }
+  double power_of_ten(double from, double to) { return std::pow(10.0, real(from, to)); }
+  /// A small integer or a real number, never 0.
+  double entry() {
+    const double magnitude = chance(0.5) ? integer(1, 5) : real(0.1, 5.0);
+    return chance(0.4) ? -magnitude : magnitude;
+  }
+
+ private:
+  std::mt19937_64 engine_;
+};
 
 /// What sets a family of programs apart from the plain one, each a share or a size.
 struct Traits {
@@ -47,6 +71,9 @@ struct KnownProgram {
   double optimum;
   double slack;  ///< by how much an objective of gap 1e-8 and infeasibilities 1e-9 may miss it
 };
+
+/// What a presolve feeds on: short and parallel lines, rows that fix their columns.
+Traits reducible();
 
 KnownProgram draw_known(const Traits &traits, uint64_t seed);
 

@@ -90,12 +90,16 @@ struct Caller {
   IP_save_record saved = {};
 };
 
+/// How the first solve of a life is asked for: the outer loop wants a centre, others an optimum.
+enum class First { kCentre, kOptimum };
+
 /// A life of two problems with a saved point between them. Returns whether every solve succeeded.
-bool live(Caller *first, Caller *second) {
+bool live(First way, Caller *first, Caller *second) {
   bool solved = true;
   first->problem = first->arrays.load();
   preproc_Pb(first->problem);
-  solved &= first->solve(0, 0.1, true) == 0;
+  solved &=
+      (way == First::kCentre ? first->solve(0, 0.1, true) : first->solve(0, 1e-8, false)) == 0;
   save_Pb(first->problem, &first->saved);
   solved &= first->solve(2, 1e-8, false) == 0;
   save_Pb(first->problem, &first->saved);
@@ -116,16 +120,13 @@ bool live(Caller *first, Caller *second) {
   return solved;
 }
 
-void sweep(const LinearProgram &program) {
-  std::vector<int32_t> all_but_the_last(static_cast<size_t>(program.columns()) - 7);
-  std::iota(all_but_the_last.begin(), all_but_the_last.end(), 0);
-  const LinearProgram fewer = program.with_columns(all_but_the_last);
+void sweep(First way, const LinearProgram &fewer, const LinearProgram &program) {
   int64_t k = 0;
   for (bool reached = true; reached;) {
     Caller first(fewer), second(program);
     const int64_t before = live_blocks;
     countdown = ++k;
-    const bool solved = live(&first, &second);
+    const bool solved = live(way, &first, &second);
     reached = countdown == 0;
     countdown = 0;
     ASSERT_EQ(live_blocks, before) << "leaked when allocation " << k << " failed";
@@ -139,14 +140,40 @@ void sweep(const LinearProgram &program) {
   EXPECT_GT(k, 50) << "the sweep did not reach the solver";
 }
 
+/// The program before its last columns were priced in.
+LinearProgram predecessor(const LinearProgram &program) {
+  std::vector<int32_t> all_but_the_last(static_cast<size_t>(program.columns()) - 7);
+  std::iota(all_but_the_last.begin(), all_but_the_last.end(), 0);
+  return program.with_columns(all_but_the_last);
+}
+
 TEST(AllocationFailure, EndsInACodeAndLeaksNothing) {
-  sweep(random_programs::draw_rmp(4, 2, 12, 1e3, 1));
+  const LinearProgram program = random_programs::draw_rmp(4, 2, 12, 1e3, 1);
+  sweep(First::kCentre, predecessor(program), program);
 }
 
 /// Rows enough for the sparse factorisation, and columns short enough for it to be the cheapest.
 TEST(AllocationFailure, InASparseProblemEndsInACodeAndLeaksNothing) {
-  LinearProgram program = random_programs::draw_rmp(64, 16, 30, 1e3, 1);
-  sweep(program);
+  const LinearProgram program = random_programs::draw_rmp(64, 16, 30, 1e3, 1);
+  sweep(First::kCentre, predecessor(program), program);
+}
+
+/// Short and parallel lines: a smaller problem is made, solved and extended.
+TEST(AllocationFailure, InAReducibleProblemEndsInACodeAndLeaksNothing) {
+  for (const uint64_t seed : {3, 5, 8}) {
+    const LinearProgram program =
+        random_programs::draw_known(random_programs::reducible(), seed).program;
+    sweep(First::kOptimum, program, program);
+  }
+}
+
+/// Between two huge bounds a column is free at first, but here it runs to one of them: the form is
+/// made again with its bounds, and with it all that solves it.
+TEST(AllocationFailure, InAProblemWithLooseBoundsEndsInACodeAndLeaksNothing) {
+  LinearProgram program = random_programs::draw_rmp(4, 2, 12, 1e3, 1);
+  program.add_column(-1.0, -2e7, 1e7, {{0, 1.0}});
+  program.add_column(0.0, 0.0, benchmarks::kNoBound, {{0, -1.0}});
+  for (const First way : {First::kOptimum, First::kCentre}) sweep(way, program, program);
 }
 
 }  // namespace

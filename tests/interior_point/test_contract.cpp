@@ -195,6 +195,62 @@ TEST(WarmStart, FromAPointFarAwayStillEndsAtTheOptimum) {
   }
 }
 
+/// The program with columns that change nothing: doubles of unbounded columns, and columns that do
+/// not pay at the duals y.
+LinearProgram with_idle_columns(LinearProgram program, const std::vector<double> &y) {
+  for (const int32_t j : all_columns(program)) {
+    const auto at = static_cast<size_t>(j);
+    if (program.lower[at] != 0.0 || program.upper[at] < benchmarks::kNoBound) continue;
+    std::vector<std::pair<int32_t, double>> doubled, idle;
+    double price = 0.0;
+    for (int32_t t = program.start[at]; t < program.start[at + 1]; ++t) {
+      const auto [i, a] =
+          std::pair(program.row[static_cast<size_t>(t)], program.value[static_cast<size_t>(t)]);
+      doubled.emplace_back(i, 2.0 * a);
+      idle.emplace_back(i, -a);
+      price -= a * y[static_cast<size_t>(i)];
+    }
+    if (j % 2 == 0) program.add_column(2.0 * program.cost[at], 0.0, benchmarks::kNoBound, doubled);
+    if (j % 3 == 0) program.add_column(price + 1.0, 0.0, benchmarks::kNoBound, idle);
+  }
+  return program;
+}
+
+/// A plain cold solve may go by way of a smaller problem and end on the boundary of this one.
+TEST(WarmStart, GoesOnFromThePlainSolveOfAReducibleProgram) {
+  random_programs::Traits traits = random_programs::reducible();
+  traits.most_rows = 40, traits.most_columns = 80;
+  for (uint64_t seed = 1; seed <= 150; ++seed) {
+    const random_programs::KnownProgram known = random_programs::draw_known(traits, seed);
+    const LinearProgram &program = known.program;
+    SCOPED_TRACE(program.name);
+    const auto expect_optimum = [&known](const LinearProgram &of, LoadedProblem *problem,
+                                         const SolveReport &report) {
+      EXPECT_EQ(report.code, 0);
+      EXPECT_EQ(random_programs::non_finite_outputs(problem, report), "");
+      EXPECT_EQ(random_programs::optimality_faults(of, problem, HUGE_VAL, 1e-8), "");
+      EXPECT_NEAR(problem->objective(), known.optimum, known.slack);
+    };
+    LoadedProblem first(program);
+    expect_optimum(program, &first, first.solve(kTight));
+    SavedPoint saved;
+    first.save(&saved);
+    ASSERT_TRUE(saved.holds_point());
+    const LinearProgram more = with_idle_columns(program, first.duals());
+    // Rows that fix their columns may leave no interior, and then there is no centre to be found.
+    const int32_t centre_code = LoadedProblem(more).centre(1e-3).code;
+    for (const int32_t option : {0, 1}) {
+      expect_optimum(program, &first, first.solve(kTight, 2, &saved, option));
+      expect_optimum(program, &first, first.solve(kTight, 1, &saved, option));
+      LoadedProblem again(program), next(more);
+      expect_optimum(program, &again, again.solve(kTight, 1, &saved, option));
+      expect_optimum(more, &next, next.solve(kTight, 1, &saved, option));
+      EXPECT_EQ(next.centre(1e-3, 1, &saved).code, centre_code);
+      EXPECT_EQ(next.centre(1e-3, 2, &saved).code, centre_code);
+    }
+  }
+}
+
 TEST(SaveRecord, CanBeOverwrittenReleasedAndFilledAgain) {
   const LinearProgram small = random_programs::draw_rmp(10, 0, 50, 1e3, 1);
   const LinearProgram large = random_programs::draw_rmp(40, 0, 400, 1e3, 2);

@@ -64,8 +64,7 @@ std::vector<Traits> families() {
   result[11].ranges = 0.3, result[11].dependent = 0.2, result[11].empty = 0.1;
   result[11].dense_columns = 0.05, result[11].scale_decades = 1.0;
   // What a presolve feeds on: alone, with every kind of bound, and large enough for several passes.
-  result[12].name = "reducible", result[12].short_lines = 0.4, result[12].parallel = 0.2;
-  result[12].forcing = 0.1;
+  result[12] = random_programs::reducible();
   result[13] = result[12], result[13].name = "reducible_bounded", result[13].bounded = 0.8;
   result[13].ranges = 0.3, result[13].degenerate = 0.4, result[13].empty = 0.05;
   result[14] = result[12], result[14].name = "reducible_large", result[14].density = 0.08;

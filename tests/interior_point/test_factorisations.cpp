@@ -1,0 +1,353 @@
+/// Every way to factorise the normal matrix against a dense Cholesky in longer arithmetic, and what
+/// becomes of a factorisation as columns come and go.
+#include <gtest/gtest.h>
+
+#include <Eigen/Dense>
+#include <algorithm>
+#include <cfloat>
+#include <cmath>
+#include <numeric>
+#include <set>
+
+#include "interior_point/block_factorisation.h"
+#include "interior_point/dense_kernel.h"
+#include "interior_point/sparse_factorisation.h"
+#include "tests/interior_point/random_programs.h"
+
+namespace {
+
+using interior_point::Factorisation;
+using interior_point::make_block_factorisation;
+using interior_point::make_factorisation;
+using interior_point::make_sparse_factorisation;
+using interior_point::SparseColumns;
+using random_programs::Random;
+using Handle = std::unique_ptr<Factorisation>;
+
+constexpr double kNoLimit = HUGE_VAL;
+
+/// A family of matrices. The first `blocks` rows are convexity rows: a column has one of them.
+struct Shape {
+  const char *name;
+  int32_t most_rows, most_columns, blocks, band;
+  double singletons, long_columns;
+  int32_t every_other;  ///< rows i with i % every_other == 0 only; 1 for all
+};
+
+const Shape kShapes[] = {{"small", 9, 14, 2, 5, 0.2, 0.1, 1},
+                         {"blocks with few linking rows", 90, 200, 60, 8, 0.1, 0.0, 1},
+                         {"blocks with many linking rows", 90, 300, 12, 60, 0.0, 0.1, 1},
+                         {"singletons", 70, 150, 0, 12, 0.9, 0.02, 1},
+                         {"long columns", 150, 200, 0, 4, 0.2, 0.05, 1},
+                         {"rows without columns", 80, 60, 10, 10, 0.3, 0.03, 3},
+                         {"hardly any columns", 70, 3, 4, 5, 0.3, 0.3, 1}};
+
+/// Adds a column with its rows in no order.
+void append(const std::set<int32_t> &rows, Random *random, SparseColumns *A) {
+  const auto first = static_cast<std::ptrdiff_t>(A->row.size());
+  A->row.insert(A->row.end(), rows.begin(), rows.end());
+  std::shuffle(A->row.begin() + first, A->row.end(), random->engine());
+  while (A->value.size() < A->row.size()) A->value.push_back(random->entry());
+  A->start.push_back(static_cast<int32_t>(A->row.size()));
+}
+
+void append_column(const Shape &shape, Random *random, SparseColumns *A) {
+  const int32_t last = A->rows - 1, linking = std::min(shape.blocks, last);
+  std::set<int32_t> rows;
+  if (random->chance(shape.singletons)) {
+    rows.insert(random->integer(0, last));
+  } else {
+    const bool is_long = random->chance(shape.long_columns);
+    const int32_t from = random->integer(linking, last);
+    const int32_t to = std::min(from + shape.band, last);
+    if (linking > 0) rows.insert(random->integer(0, linking - 1));
+    for (int32_t i = is_long ? linking : from; i <= (is_long ? last : to); ++i) {
+      if (random->chance(is_long ? 0.7 : 0.4)) rows.insert(i);
+    }
+  }
+  for (auto i = rows.begin(); i != rows.end();) {
+    i = *i % shape.every_other == 0 ? std::next(i) : rows.erase(i);
+  }
+  append(rows, random, A);
+}
+
+SparseColumns draw_columns(const Shape &shape, int32_t rows, int32_t columns, Random *random) {
+  SparseColumns A;
+  A.rows = rows;
+  for (int32_t j = 0; j < columns; ++j) append_column(shape, random, &A);
+  return A;
+}
+
+SparseColumns draw_matrix(const Shape &shape, Random *random) {
+  return draw_columns(shape, random->integer(1, shape.most_rows),
+                      random->integer(0, shape.most_columns), random);
+}
+
+using Matrix = Eigen::Matrix<long double, Eigen::Dynamic, Eigen::Dynamic>;
+using Vector = Eigen::Matrix<long double, Eigen::Dynamic, 1>;
+
+Matrix dense(const SparseColumns &A) {
+  Matrix result = Matrix::Zero(A.rows, A.columns());
+  for (int32_t j = 0; j < A.columns(); ++j) {
+    for (auto t = static_cast<size_t>(A.start[static_cast<size_t>(j)]);
+         t < static_cast<size_t>(A.start[static_cast<size_t>(j) + 1]); ++t) {
+      result(A.row[t], j) = A.value[t];
+    }
+  }
+  return result;
+}
+
+Vector longer(const std::vector<double> &values) {
+  return Eigen::Map<const Eigen::VectorXd>(values.data(), static_cast<Eigen::Index>(values.size()))
+      .cast<long double>();
+}
+
+std::vector<double> powers_of_ten(int32_t count, double from, double to, Random *random) {
+  std::vector<double> result(static_cast<size_t>(count));
+  for (double &e : result) e = random->power_of_ten(from, to);
+  return result;
+}
+
+/// Theta and what is added to the diagonal.
+struct Numbers {
+  Numbers(const SparseColumns &A, Random *random)
+      : theta(powers_of_ten(A.columns(), -4, 4, random)),
+        added(powers_of_ten(A.rows, -3, 0, random)) {}
+  std::vector<double> theta, added;
+};
+
+Matrix normal_matrix(const SparseColumns &A, const Numbers &numbers) {
+  Matrix M = longer(numbers.added).asDiagonal();
+  for (int32_t j = 0; j < A.columns(); ++j) {
+    const auto at = static_cast<size_t>(j);
+    for (auto s = static_cast<size_t>(A.start[at]); s < static_cast<size_t>(A.start[at + 1]); ++s) {
+      const long double factor = static_cast<long double>(numbers.theta[at]) * A.value[s];
+      for (auto t = static_cast<size_t>(A.start[at]); t < static_cast<size_t>(A.start[at + 1]); ++t)
+        M(A.row[t], A.row[s]) += factor * A.value[t];
+    }
+  }
+  return M;
+}
+
+/// max_i |M y - r|_i / sum_j sqrt(m_ii m_jj) |y_j|: a Cholesky solve ends at no more than a
+/// multiple of its order in roundings, whatever the condition of M (J. W. Demmel, On floating point
+/// errors in Cholesky, LAPACK Working Note 14 (1989)).
+double backward_error(const Matrix &M, const Vector &y, const Vector &r) {
+  const Vector roots = M.diagonal().cwiseSqrt();
+  const Vector residual = (M * y - r).cwiseAbs().cwiseQuotient(roots);
+  const long double size = roots.dot(y.cwiseAbs());
+  return residual.allFinite() ? static_cast<double>(residual.maxCoeff() / size) : HUGE_VAL;
+}
+
+/// Pivots of both signs let the factor of (14) grow by what Cholesky excludes: measured up to 5
+/// times more than the bound of a Cholesky solve.
+constexpr double kGrowth = 20.0;
+
+/// Solutions and quadratic forms of a factorisation that may have held other numbers before.
+void expect_right(Factorisation *f, const SparseColumns &A, const SparseColumns &others,
+                  Random *random, double growth = 1.0) {
+  const Numbers numbers(A, random);
+  const Matrix M = normal_matrix(A, numbers), dense_others = dense(others);
+  ASSERT_TRUE(f->compute(numbers.theta.data(), numbers.added.data()));
+  const std::vector<double> r = powers_of_ten(A.rows, -3, 3, random);
+  std::vector<double> y = r;
+  f->solve(y.data());
+  EXPECT_LE(backward_error(M, longer(y), longer(r)),
+            growth * 2.0 * DBL_EPSILON * (A.rows + A.columns()));
+  std::vector<double> t(static_cast<size_t>(others.columns()), -1.0);
+  f->quadratic_forms(others, t.data());
+  const Matrix images = M.llt().matrixL().solve(dense_others);
+  for (int32_t j = 0; j < others.columns(); ++j) {
+    const auto expected = static_cast<double>(images.col(j).squaredNorm());
+    // Roundings times the condition, at most 1e11 here and hardly ever more than 1e8.
+    EXPECT_NEAR(t[static_cast<size_t>(j)], expected, 1e-6 * expected) << "column " << j;
+  }
+}
+
+std::vector<int32_t> longer_than(const SparseColumns &A, int32_t length) {
+  std::vector<int32_t> kept;
+  for (int32_t j = 0; j < A.columns(); ++j) {
+    if (A.length(j) > length) kept.push_back(j);
+  }
+  return kept;
+}
+
+std::vector<std::pair<const char *, Handle>> every_way(const SparseColumns &A) {
+  const std::vector<uint8_t> none(static_cast<size_t>(A.rows), 0);
+  std::vector<std::pair<const char *, Handle>> ways;
+  ways.emplace_back("chosen", make_factorisation(A));
+  ways.emplace_back("dense", make_block_factorisation(A, none));
+  ways.emplace_back("block", make_block_factorisation(A, interior_point::independent_rows(A)));
+  ways.emplace_back("sparse", make_sparse_factorisation(A, {}, kNoLimit));
+  ways.emplace_back("signed", make_sparse_factorisation(A, longer_than(A, 6), kNoLimit));
+  return ways;
+}
+
+TEST(Factorisation, SolvesAsADenseOneDoesWhateverTheWay) {
+  const interior_point::SingleThreadedBlas one_thread;
+  for (const Shape &shape : kShapes) {
+    for (uint64_t seed = 1; seed <= 8; ++seed) {
+      Random random(seed);
+      const SparseColumns A = draw_matrix(shape, &random);
+      // More than one block of columns, in rows where A has none and in several eliminated ones.
+      const Shape any = {"", 0, 0, 0, A.rows, 0.3, 0.1, 1};
+      const SparseColumns others = draw_columns(any, A.rows, random.integer(0, 80), &random);
+      for (const auto &[way, f] : every_way(A)) {
+        SCOPED_TRACE(std::string(shape.name) + ", " + way + ", seed " + std::to_string(seed));
+        ASSERT_NE(f, nullptr);
+        const Handle sibling = f->sibling();
+        const double growth = std::string(way) == "signed" ? kGrowth : 1.0;
+        for (Factorisation *one : {f.get(), f.get(), sibling.get()}) {
+          expect_right(one, A, others, &random, growth);
+        }
+        EXPECT_EQ(sibling->work(), f->work());
+      }
+    }
+  }
+}
+
+TEST(Factorisation, RefusesAnIndefiniteMatrixAndGoesOnWithTheNext) {
+  const interior_point::SingleThreadedBlas one_thread;
+  for (const Shape &shape : kShapes) {
+    for (uint64_t seed = 1; seed <= 4; ++seed) {
+      Random random(seed);
+      const SparseColumns A = draw_matrix(shape, &random);
+      for (const auto &[way, f] : every_way(A)) {
+        SCOPED_TRACE(std::string(shape.name) + ", " + way + ", seed " + std::to_string(seed));
+        const auto row = static_cast<size_t>(random.integer(0, A.rows - 1));
+        for (const double wrong : {-1e9, std::nan("")}) {
+          Numbers numbers(A, &random);
+          numbers.added[row] = wrong;
+          EXPECT_FALSE(f->compute(numbers.theta.data(), numbers.added.data())) << wrong;
+        }
+        expect_right(f.get(), A, A, &random, kGrowth);
+      }
+    }
+  }
+}
+
+TEST(SparseFactorisation, IsMadeBelowItsWorkLimitAlone) {
+  for (const Shape &shape : kShapes) {
+    Random random(7);
+    const SparseColumns A = draw_matrix(shape, &random);
+    for (const auto &kept : {std::vector<int32_t>(), longer_than(A, 6)}) {
+      const double work = make_sparse_factorisation(A, kept, kNoLimit)->work();
+      EXPECT_EQ(make_sparse_factorisation(A, kept, work), nullptr) << shape.name;
+      EXPECT_NE(make_sparse_factorisation(A, kept, 1.001 * work + 1.0), nullptr) << shape.name;
+    }
+  }
+}
+
+/// Whether no column touches two of the marked rows.
+bool is_independent(const SparseColumns &A, const std::vector<uint8_t> &marked) {
+  const Vector rows = longer(std::vector<double>(marked.begin(), marked.end()));
+  const Matrix entries = (dense(A).array() != 0.0L).cast<long double>();
+  const Matrix touched = rows.transpose() * entries;
+  return A.columns() == 0 || touched.maxCoeff() <= 1.0L;
+}
+
+TEST(IndependentRows, AreTouchedByEachColumnOnceAtMost) {
+  for (const Shape &shape : kShapes) {
+    for (uint64_t seed = 1; seed <= 40; ++seed) {
+      SCOPED_TRACE(shape.name + std::string(", seed ") + std::to_string(seed));
+      Random random(seed);
+      const SparseColumns A = draw_matrix(shape, &random);
+      const std::vector<uint8_t> marked = interior_point::independent_rows(A);
+      ASSERT_EQ(marked.size(), static_cast<size_t>(A.rows));
+      EXPECT_TRUE(is_independent(A, marked));
+      const auto count = std::accumulate(marked.begin(), marked.end(), 0);
+      EXPECT_LT(count, A.rows);
+      EXPECT_GE(count, A.rows > 1 ? 1 : 0) << "one row alone is independent";
+    }
+  }
+}
+
+/// Some columns of A go, some come.
+SparseColumns changed(const SparseColumns &A, const Shape &shape, Random *random) {
+  SparseColumns next;
+  next.rows = A.rows;
+  const double leaves = random->real(0.0, 0.4);
+  for (int32_t j = 0; j < A.columns(); ++j) {
+    if (random->chance(leaves)) continue;
+    for (auto t = static_cast<size_t>(A.start[static_cast<size_t>(j)]);
+         t < static_cast<size_t>(A.start[static_cast<size_t>(j) + 1]); ++t) {
+      next.row.push_back(A.row[t]);
+      next.value.push_back(A.value[t]);
+    }
+    next.start.push_back(static_cast<int32_t>(next.row.size()));
+  }
+  const int32_t most = 1 + 2 * A.columns() / 5;
+  for (int32_t k = random->integer(0, most); k > 0; --k) append_column(shape, random, &next);
+  return next;
+}
+
+/// The choice is carried from A to A while it may be, and made anew where it may not.
+void follow_changes(const Shape &shape, bool sparse, uint64_t seed, int32_t *refusals) {
+  Random random(seed);
+  SparseColumns A = draw_columns(shape, std::max(2, shape.most_rows), shape.most_columns, &random);
+  const auto fresh = [&](std::vector<uint8_t> *eliminated) {
+    *eliminated = interior_point::independent_rows(A);
+    return sparse ? make_sparse_factorisation(A, {}, kNoLimit)
+                  : make_block_factorisation(A, *eliminated);
+  };
+  std::vector<uint8_t> eliminated;
+  Handle f = fresh(&eliminated);
+  int32_t entries_then = A.entries();
+  for (int step = 0; step < 6; ++step) {
+    SCOPED_TRACE(step);
+    A = changed(A, shape, &random);
+    const bool holds = 2 * A.entries() <= 3 * entries_then && 2 * entries_then <= 3 * A.entries() &&
+                       (sparse || is_independent(A, eliminated));
+    Handle adapted = f->adapted(A);
+    ASSERT_EQ(adapted != nullptr, holds);
+    // The one that was adapted stays as it was, so its own refusal of other rows is still seen.
+    SparseColumns taller = A;
+    ++taller.rows;
+    EXPECT_EQ(f->adapted(taller), nullptr);
+    if (!adapted) {
+      ++*refusals;
+      adapted = fresh(&eliminated);
+      entries_then = A.entries();
+    }
+    f = std::move(adapted);
+    expect_right(f.get(), A, A, &random);
+    expect_right(make_factorisation(A, f.get()).get(), A, A, &random);
+  }
+}
+
+TEST(AdaptedFactorisation, IsAsGoodAsAFreshOneOrRefused) {
+  const interior_point::SingleThreadedBlas one_thread;
+  for (const Shape &shape : kShapes) {
+    int32_t refusals = 0;
+    for (uint64_t seed = 1; seed <= 2; ++seed) {
+      for (const bool sparse : {false, true}) {
+        SCOPED_TRACE(std::string(shape.name) + (sparse ? ", sparse" : ", block") + ", seed " +
+                     std::to_string(seed));
+        follow_changes(shape, sparse, seed, &refusals);
+      }
+    }
+    EXPECT_GT(refusals, 0) << shape.name;
+    EXPECT_LT(refusals, 24) << shape.name;
+  }
+}
+
+/// A chain of short columns that needs next to no work, under long columns that fill the matrix.
+TEST(ChosenFactorisation, KeepsLongColumnsAsUnknownsUnlessTheyAreFree) {
+  const interior_point::SingleThreadedBlas one_thread;
+  Random random(1);
+  SparseColumns A;
+  A.rows = 300;
+  for (int32_t i = 0; i + 1 < A.rows; ++i) append({i, i + 1}, &random, &A);
+  std::set<int32_t> every_row;
+  for (int32_t i = 0; i < A.rows; ++i) every_row.insert(i);
+  for (int k = 0; k < 3; ++k) append(every_row, &random, &A);
+  const double kept = make_sparse_factorisation(A, longer_than(A, 6), kNoLimit)->work();
+  const double plain = make_sparse_factorisation(A, {}, kNoLimit)->work();
+  ASSERT_LT(100.0 * kept, plain);
+  EXPECT_EQ(make_factorisation(A)->work(), kept);
+  expect_right(make_factorisation(A).get(), A, A, &random, kGrowth);
+  const std::vector<uint8_t> all_free(static_cast<size_t>(A.columns()), 1);
+  EXPECT_GT(make_factorisation(A, nullptr, &all_free)->work(), 100.0 * kept);
+}
+
+}  // namespace
