@@ -1,4 +1,4 @@
-// The one place outside the solver that looks inside it: what a factorisation costs on its own.
+// Looks inside the solver, as no other benchmark does: what a factorisation costs on its own.
 #include <cmath>
 #include <memory>
 

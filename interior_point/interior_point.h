@@ -86,9 +86,8 @@ IP_problem *load_Pb(void *extra1, void *extra2, const int32_t *row_type, const i
                     int32_t cost_row, int32_t arg23, double arg24, int32_t arg25);
 
 /**
- * Prepares a loaded problem for its solves: work space, and how to factorise its normal
- * equations. Cost: a few passes over the entries; for large sparse problems an ordering as well,
- * which is left to the first solve that needs it where a smaller problem is likely to do.
+ * Prepares a loaded problem for its solves: work space. How to factorise its normal equations is
+ * chosen by the first solve that needs it. Cost: linear in rows and columns.
  * Returns 0; 3 when memory is short (a later solve tries again); 6 for a null handle.
  */
 int32_t preproc_Pb(IP_problem *Pb);

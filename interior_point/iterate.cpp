@@ -13,6 +13,8 @@ constexpr double kBackwardShare = 0.01;  // weight of the backward errors in (7)
 // its own.
 constexpr double kObjectiveFloor = 1e-5;
 constexpr double kSummationError = 2e-15;
+// Rounding errors are forgiven up to this share of the objective: beyond, a gap says nothing.
+constexpr double kMostForgiven = 1e-7;
 // A residual this small is the rounding error of b - A x and says nothing of the point.
 constexpr double kRoundedPrimal = 1e-14;
 
@@ -77,8 +79,9 @@ void measure_objectives(const ProblemForm &form, const Point &point, double roun
   for (size_t k = 0; k < form.boxed.size(); ++k) add(-form.width[form.boxed[k]] * point.v[k], &d);
   m->objective = p + form.objective_constant;
   m->dual_objective = d + form.objective_constant;
-  const double visible = std::max(std::fabs(p - d) - rounded - kSummationError * size, 0.0);
-  m->gap = visible / objective_size(form, m->objective);
+  const double unit = objective_size(form, m->objective);
+  const double forgiven = std::min(rounded + kSummationError * size, kMostForgiven * unit);
+  m->gap = std::max(std::fabs(p - d) - forgiven, 0.0) / unit;
 }
 
 void measure_products(const ProblemForm &form, const Point &point, Measures *m) {

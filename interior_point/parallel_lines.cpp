@@ -58,7 +58,8 @@ uint64_t hash_of(const Walk &walk, int32_t line) {
   uint64_t hash = 0;
   for (int32_t t = walk.first(line); t != ReducibleProgram::kNone; t = walk.next(t)) {
     const double value = walk.p.entry(t).value / unit * (1.0 + kSame);
-    const uint64_t size = static_cast<uint64_t>(std::ilogb(value) + 2048) * 2 + (value < 0.0);
+    const uint64_t size =
+        static_cast<uint64_t>(int64_t{std::ilogb(value)} + 2048) * 2 + (value < 0.0);
     hash += scramble((static_cast<uint64_t>(walk.across(t)) << 16) + size);
   }
   return hash;

@@ -321,6 +321,8 @@ ProblemForm with_all_bounds(const ProblemForm &form) {
       result.c[j] = -form.c[j];
       result.sign[j] = -1.0;
     }
+    // Its x is another one now: a saved point of the free column is none of this.
+    result.fingerprint[j] = mix(result.fingerprint[j], bits_of(result.shift[j]));
     result.is_free[j] = 0;
     result.width[j] = (bounds.upper - bounds.lower) * form.column_unit[j];
   }

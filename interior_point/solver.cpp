@@ -96,7 +96,8 @@ double largest(const std::vector<double> &v) {
 
 bool is_finite(const Measures &m) {
   return std::isfinite(m.primal) && std::isfinite(m.dual) && std::isfinite(m.bound) &&
-         std::isfinite(m.gap) && std::isfinite(m.mu);
+         std::isfinite(m.gap) && std::isfinite(m.mu) && std::isfinite(m.objective) &&
+         std::isfinite(m.dual_objective);
 }
 
 }  // namespace
@@ -122,9 +123,10 @@ Code Solver::solve(const Request &request, Start start, const SavedPoint *saved)
   if (form_.verdict == Verdict::kUnbounded) return Code::kUnbounded;
   const bool known = saved && saved->factorisation && same_rows(*saved, form_);
   newton_.analyse(known ? saved->factorisation.get() : nullptr);
-  const bool warm = (start == Start::kCurrent && has_point_ && !adopted_) ||
-                    (start == Start::kSaved && saved && restore_point(*saved, form_, &point_));
-  adopted_ = false;
+  const bool goes_on = start == Start::kCurrent && has_point_ && !adopted_;
+  adopted_ = has_point_ = false;  // until there is a whole one again
+  const bool warm =
+      goes_on || (start == Start::kSaved && saved && restore_point(*saved, form_, &point_));
   if (warm) {
     has_point_ = true;
     newton_.reset_terms();
@@ -138,11 +140,22 @@ Code Solver::solve(const Request &request, Start start, const SavedPoint *saved)
   short_steps_allowed_ = form_.has_penalties ? kShortStepsAllowed : kIterationLimit;
   const Code code = iterate(request);
   short_steps_allowed_ = kIterationLimit;
-  if (code == Code::kSolved || !form_.has_penalties) return code;
+  return code == Code::kSolved || !form_.has_penalties ? code : retry_from_penalties(request, code);
+}
+
+/// Another start from scratch. What the first one ended with stays where it is of use and this one
+/// ends with nothing better.
+Code Solver::retry_from_penalties(const Request &request, Code first) {
+  const Point usable = first == Code::kStalled ? point_ : Point();
   make_penalty_point(form_, &point_);
   has_point_ = true;
   newton_.reset_terms();
-  return iterate(request);
+  const Code code = iterate(request);
+  if (code == Code::kSolved || first != Code::kStalled) return code;
+  point_ = usable;
+  has_point_ = true;
+  evaluate();
+  return first;
 }
 
 void Solver::set_limits(const Request &request) {
@@ -156,6 +169,7 @@ void Solver::set_limits(const Request &request) {
 bool Solver::adopt(const Request &request, Point point, int32_t iterations) {
   set_limits(request);
   iterations_ = iterations;
+  adopted_ = has_point_ = false;
   point_ = std::move(point);
   evaluate();
   // Residuals that cancel in the defect of the one problem need not in that of the other: here it
@@ -216,6 +230,7 @@ void Solver::remember_if_best(double distance) {
 void Solver::recall_best() {
   if (best_distance_ == kInfinity) {
     has_point_ = false;
+    point_.resize(form_);  // of numbers
     measures_ = Measures();
     measures_.gap = 1.0;
     return;

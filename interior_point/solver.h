@@ -90,6 +90,7 @@ class Solver {
 
   void set_limits(const Request &request);
   bool start_cold();
+  Code retry_from_penalties(const Request &request, Code first);
   Code iterate(const Request &request);
   void evaluate();
   Missing missing(const Request &request) const;
