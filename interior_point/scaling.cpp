@@ -14,6 +14,10 @@ constexpr double kCostBand = 1e3;
 // ... and beyond this one until the scaled cost equals the reference: such columns are penalties.
 constexpr double kPenaltyBand = 1e6;
 
+// Units of costs and right-hand sides may differ by the square of this. Where they seem to differ
+// by more, one of the two is what rounding left of 0.
+constexpr double kMostBalance = 8192.0;
+
 double power_of_two_near(double value) {
   if (!(value > 0.0) || !std::isfinite(value)) return 1.0;
   return std::ldexp(1.0, static_cast<int>(std::lround(std::log2(value))));
@@ -136,7 +140,8 @@ void balance(std::vector<double> *row, std::vector<double> *column, ProblemForm 
   const double rhs = largest_product(form->b, *row);
   const double cost = largest_product(form->c, *column);
   if (!(rhs > 0.0) || !(cost > 0.0)) return;
-  const double beta = power_of_two_near(std::sqrt(cost / rhs));
+  const double beta =
+      std::clamp(power_of_two_near(std::sqrt(cost / rhs)), 1.0 / kMostBalance, kMostBalance);
   for (double &r : *row) r *= beta;
   for (double &c : *column) c /= beta;
   form->reference_cost /= beta;
