@@ -154,6 +154,7 @@ void expect_right(Factorisation *f, const SparseColumns &A, const SparseColumns 
   f->solve(y.data());
   EXPECT_LE(backward_error(M, longer(y), longer(r)),
             growth * 2.0 * DBL_EPSILON * (A.rows + A.columns()));
+  if (others.columns() == 0) return;
   std::vector<double> t(static_cast<size_t>(others.columns()), -1.0);
   f->quadratic_forms(others, t.data());
   const Matrix images = M.llt().matrixL().solve(dense_others);
