@@ -24,6 +24,7 @@
 #include "benchmarks/compare_run.h"
 #include "benchmarks/compare_simplex.h"
 #include "benchmarks/compare_simplex_run.h"
+#include "examples/common/options.h"
 
 namespace {
 
@@ -170,7 +171,7 @@ int main(int argc, char **argv) {
   CLI::App app("Column generation compared with the simplex method", "compare_column_generation");
   Options options;
   add_options(app, options);
-  CLI11_PARSE(app, argc, argv);
+  if (const auto status = examples::parse(app, argc, argv)) return *status;
   try {
     return run_all(options);
   } catch (const std::exception &error) {

@@ -11,8 +11,9 @@ namespace {
 // Beyond this depth (in half-widths of the dual ellipsoid) the point is worth less than a start
 // from scratch; below 20 it is what ordinary runs show.
 constexpr double kDeepestCut = 60.0;
-// Many cuts at once do the same when the root of the sum of their squared depths is above this:
-// of starts at 250 to 300 all paid, of those above 550 one in five did.
+// Many cuts at once do the same when the root of the sum of their squared depths is above this: in
+// runs of lot sizing and assignment most starts between 250 and 300 paid, and two of the six above
+// 500 did.
 constexpr double kDeepestCuts = 400.0;
 // The box counts as active where a penalty column has less than this share of its cost as slack.
 constexpr double kBoxActive = 0.5;
