@@ -160,6 +160,9 @@ Measures measure(const ProblemForm &form, const Point &point, const Residuals &r
   }
   double defect = 0.0;
   for (int32_t i = 0; i < form.rows(); ++i) defect += point.y[i] * residuals.primal[i];
+  double dual_defect = 0.0;
+  for (int32_t j = 0; j < form.columns(); ++j) dual_defect += point.x[j] * residuals.dual[j];
+  m.dual_defect = std::fabs(dual_defect);
   const bool rounded = m.primal <= kRoundedPrimal;
   m.defect = rounded ? 0.0 : std::fabs(defect);
   measure_objectives(form, point, rounded ? std::fabs(defect) : 0.0, &m);

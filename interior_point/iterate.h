@@ -51,6 +51,7 @@ struct Measures {
   double objective = 0.0;       ///< p, constant included
   double dual_objective = 0.0;  ///< d, constant included
   double defect = 0.0;          ///< |y'r_p|: by how much p may miss the value of a feasible point
+  double dual_defect = 0.0;     ///< |x'r_d|: the part of p - d that is dual infeasibility
   double mu = 0.0;
   double asmall = 0.0;
   double alarge = 0.0;

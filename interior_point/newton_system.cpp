@@ -18,6 +18,11 @@ constexpr double kRhoOfPenalties = 1e-13;
 // A proximal term that takes back this share of the residual which a step removes is weakened.
 constexpr double kDominantShare = 0.1;
 constexpr double kWeaken = 0.01;
+// rho of a column is at fault where rho dx is at least this share of what the column has left.
+// Weakened for such columns alone it can go as far as they need: on degenerate programs whose
+// optimum is far out, x takes hundreds of steps of r_d / rho to get there (3 instead of 13 failures
+// among 650 transformed netlib programs, 16.3 instead of 17.8 iterations in the mean of all).
+constexpr double kBlamed = 0.5;
 // A free column has no barrier; theta = x^2 / mu within these limits takes its place. A full step
 // leaves dx / theta of its dual residual: with a theta of the other columns' size the residuals of
 // many free columns would come back with every step.
@@ -35,20 +40,16 @@ constexpr double kLoosestTheta = 1e14;
 constexpr double kFirstShift = 1e-13;
 constexpr double kShiftGrowth = 100.0;
 constexpr double kLastShift = 1e-4;
-constexpr int kRefinementSteps = 12;
-// The largest residual may rise from one step of conjugate gradients to the next, but not by more.
-constexpr double kGrowingError = 4.0;
+// A direction is corrected so many times, as long as that takes a good part of its error away.
+constexpr int kRefinements = 3;
+constexpr double kSlowRefinement = 0.5;
+// The error that a correction aims at, as a share of the one that is allowed.
+constexpr double kOvershoot = 0.5;
 
 double largest(const std::vector<double> &v) {
   double most = 0.0;
   for (const double e : v) most = std::max(most, std::fabs(e));
   return most;
-}
-
-double dot(const std::vector<double> &a, const std::vector<double> &b) {
-  double sum = 0.0;
-  for (size_t i = 0; i < a.size(); ++i) sum += a[i] * b[i];
-  return sum;
 }
 
 }  // namespace
@@ -69,7 +70,6 @@ NewtonSystem::NewtonSystem(const ProblemForm &form) : form_(form) {
   residual_.resize(rows);
   search_.resize(rows);
   image_.resize(rows);
-  preconditioned_.resize(rows);
   search_x_.resize(columns);
   diagonal_.resize(rows);
   added_.resize(rows);
@@ -82,20 +82,31 @@ void NewtonSystem::analyse(const Factorisation *last) {
 void NewtonSystem::reset_terms() {
   delta_factor_ = 1.0;
   least_free_theta_.assign(static_cast<size_t>(form_.columns()), kLeastFreeTheta);
-  rho_ = form_.has_penalties ? kRhoOfPenalties : kRho;
+  rho_.assign(static_cast<size_t>(form_.columns()), form_.has_penalties ? kRhoOfPenalties : kRho);
 }
 
-void NewtonSystem::weaken_dominant_terms(const Direction &direction, double largest_primal,
-                                         double largest_dual) {
-  if (delta_ * largest(direction.y) > kDominantShare * largest_primal) delta_factor_ *= kWeaken;
-  if (form_.has_penalties && rho_ * largest(direction.x) > kDominantShare * largest_dual) {
-    rho_ *= kWeaken;
+void NewtonSystem::weaken_primal_term(const Direction &direction, double most) {
+  if (delta_ * largest(direction.y) > kDominantShare * most) delta_factor_ *= kWeaken;
+}
+
+void NewtonSystem::weaken_dual_terms(const Residuals &residuals, const Point &point,
+                                     const Direction &direction, const Blame &blame) {
+  for (int32_t j = 0; j < form_.columns(); ++j) {
+    const double left = std::fabs(residuals.dual[j]);
+    if (left > kDominantShare * blame.residual ||
+        left * std::fabs(point.x[j]) > kDominantShare * blame.defect) {
+      if (rho_[j] * std::fabs(direction.x[j]) > kBlamed * left) rho_[j] *= kWeaken;
+    }
   }
 }
 
-void NewtonSystem::loosen_free_columns(const Direction &direction, double largest_dual) {
+void NewtonSystem::loosen_free_columns(const Point &point, const Direction &direction,
+                                       const Blame &blame) {
   for (int32_t j = 0; j < form_.columns(); ++j) {
-    if (form_.is_free[j] && std::fabs(direction.x[j]) > kLeavingShare * largest_dual * theta_[j]) {
+    if (!form_.is_free[j]) continue;
+    const double left = std::fabs(direction.x[j]) / theta_[j];
+    if (left > kLeavingShare * blame.residual ||
+        left * std::fabs(point.x[j]) > kLeavingShare * blame.defect) {
       least_free_theta_[j] = std::min(kLoosen * theta_[j], kLoosestTheta);
     }
   }
@@ -120,7 +131,7 @@ bool NewtonSystem::prepare(const Point &point, double mu) {
       const double natural = point.x[j] * point.x[j] / std::max(mu, 1e-300);
       theta_[j] = std::max(std::min(natural, kMostFreeTheta), least_free_theta_[j]);
     } else {
-      theta_[j] = 1.0 / (theta_[j] + rho_);
+      theta_[j] = 1.0 / (theta_[j] + rho_[j]);
     }
   }
   return factorise();
@@ -167,47 +178,55 @@ double NewtonSystem::residual_of(const Residuals *residuals, const Direction &di
   return most;
 }
 
-/// Conjugate gradients on (9) with the factorisation as preconditioner. The corrections are added
-/// to dx itself: a small dy gives them with full relative accuracy, while theta (A'dy - g) anew
-/// would bring back the rounding error of the large dy. True when the direction was clean as it
-/// came; it stays where no step improves it. M. R. Hestenes and E. Stiefel, J. Res. Nat. Bur.
-/// Standards 49 (1952).
+/// Corrections of (9) with the factorisation as approximate inverse. They are added to dx itself: a
+/// small dy gives them with full relative accuracy, while theta (A'dy - g) anew would bring back
+/// the rounding error of the large dy. True when the direction was clean as it came; it stays where
+/// no correction improves it.
 bool NewtonSystem::refine(const Residuals *residuals, Direction *direction) {
   double error = residual_of(residuals, *direction);
   if (error <= accuracy_) return true;
-  std::fill(search_.begin(), search_.end(), 0.0);
-  double inner = 1.0;
-  for (int step = 0; step < kRefinementSteps && error > accuracy_; ++step) {
-    preconditioned_ = residual_;
-    factorisation_->solve(preconditioned_.data());
-    const double next_inner = dot(preconditioned_, residual_);
-    const double carry = step == 0 ? 0.0 : next_inner / inner;
-    for (size_t i = 0; i < search_.size(); ++i) {
-      search_[i] = preconditioned_[i] + carry * search_[i];
-    }
-    inner = next_inner;
-    const double length = inner / curvature();
-    if (!std::isfinite(length)) return false;
-    add_search(length, direction);
+  for (int round = 0; round < kRefinements && error > accuracy_; ++round) {
+    if (!find_correction()) return false;
+    add_search(1.0, direction);
     const double next_error = residual_of(residuals, *direction);
-    if (!(next_error < kGrowingError * error)) {
-      add_search(-length, direction);
+    if (!(next_error < error)) {
+      add_search(-1.0, direction);
       return false;
     }
-    error = std::min(error, next_error);
+    if (next_error > kSlowRefinement * error) return false;
+    error = next_error;
   }
   return false;
 }
 
-/// search'M search; leaves theta A'search in search_x_.
-double NewtonSystem::curvature() {
-  double sum = delta_ * dot(search_, search_);
+/// The dy and dx that take most of residual_ away, to search_ and search_x_. Residuals are compared
+/// in the caller's units.
+bool NewtonSystem::find_correction() {
+  for (size_t i = 0; i < residual_.size(); ++i) residual_[i] *= form_.row_unit[i];
+  if (!corrections_.start(residual_)) return false;
+  do {
+    for (size_t i = 0; i < search_.size(); ++i) {
+      search_[i] = corrections_.next()[i] * form_.row_scale[i];
+    }
+    factorisation_->solve(search_.data());
+    form_image();
+  } while (corrections_.add(search_, image_) && corrections_.least() > kOvershoot * accuracy_);
+  if (corrections_.size() == 0) return false;
+  corrections_.combine(&search_);
   for (int32_t j = 0; j < form_.columns(); ++j) {
-    const double product = column_product(form_.A, j, search_.data());
-    search_x_[j] = theta_[j] * product;
-    sum += search_x_[j] * product;
+    search_x_[j] = theta_[j] * column_product(form_.A, j, search_.data());
   }
-  return sum;
+  return true;
+}
+
+/// image_ = M search_ in the caller's units.
+void NewtonSystem::form_image() {
+  for (size_t i = 0; i < image_.size(); ++i) image_[i] = delta_ * search_[i];
+  for (int32_t j = 0; j < form_.columns(); ++j) {
+    search_x_[j] = theta_[j] * column_product(form_.A, j, search_.data());
+  }
+  add_product(form_.A, search_x_.data(), image_.data());
+  for (size_t i = 0; i < image_.size(); ++i) image_[i] *= form_.row_unit[i];
 }
 
 void NewtonSystem::add_search(double length, Direction *direction) {

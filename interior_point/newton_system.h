@@ -22,7 +22,8 @@
  * the matrix, and grows for the columns whose leavings hold the dual infeasibility up.
  *
  * delta and rho are proximal terms: they keep (9) solvable when rows depend on each other or force
- * variables to zero, and vanish from the limit because they act on the step alone.
+ * variables to zero, and vanish from the limit because they act on the step alone. rho is a number
+ * per column: a column that has far to go is held back by it and none of the others.
  */
 #ifndef INTERIOR_POINT_NEWTON_SYSTEM_H
 #define INTERIOR_POINT_NEWTON_SYSTEM_H
@@ -31,6 +32,7 @@
 #include <vector>
 
 #include "interior_point/iterate.h"
+#include "interior_point/minimal_residual.h"
 #include "interior_point/normal_equations.h"
 
 namespace interior_point {
@@ -44,6 +46,13 @@ struct Products {
   std::vector<double> wv;  ///< per boxed column
 
   void resize(const ProblemForm &form);
+};
+
+/// What the residual of a single column is held against: the largest one, and |x'r_d|. Infinite
+/// where that is not too large.
+struct Blame {
+  double residual = kInfinity;
+  double defect = kInfinity;
 };
 
 class NewtonSystem {
@@ -68,13 +77,15 @@ class NewtonSystem {
   void solve(const Point &point, const Residuals *residuals, const Products &products,
              Direction *direction);
 
-  /// A full step leaves delta dy of r_p and rho dx of r_d. Where that is a good part of the largest
-  /// residual, lowers delta or rho for the rest of the solve.
-  void weaken_dominant_terms(const Direction &direction, double largest_primal,
-                             double largest_dual);
-  /// Raises theta of the free columns, for the rest of the solve, of which a full step leaves a
-  /// good part of the largest residual.
-  void loosen_free_columns(const Direction &direction, double largest_dual);
+  /// A full step leaves delta dy of r_p. Where that is a good part of its largest entry, lowers
+  /// delta for the rest of the solve.
+  void weaken_primal_term(const Direction &direction, double largest_residual);
+  /// The same of rho dx and r_d, column by column.
+  void weaken_dual_terms(const Residuals &residuals, const Point &point, const Direction &direction,
+                         const Blame &blame);
+  /// Raises theta of the free columns, for the rest of the solve, of which a full step leaves what
+  /// is to blame.
+  void loosen_free_columns(const Point &point, const Direction &direction, const Blame &blame);
   void reset_terms();
 
   /// The factorisation of the last prepare, for others to keep.
@@ -95,7 +106,8 @@ class NewtonSystem {
   void form_product(const Direction &direction);
   double residual_of(const Residuals *residuals, const Direction &direction);
   bool refine(const Residuals *residuals, Direction *direction);
-  double curvature();
+  bool find_correction();
+  void form_image();
   void add_search(double length, Direction *direction);
 
   const ProblemForm &form_;
@@ -104,12 +116,13 @@ class NewtonSystem {
   std::vector<double> least_free_theta_;  // per column
   double delta_ = 0.0;
   double delta_factor_ = 1.0;
-  double rho_ = 0.0;
+  std::vector<double> rho_;  // per column
   double accuracy_ = 0.0;
   bool trusted_ = false;  // the first solution with this factorisation was clean
   // Work space of one solve.
   std::vector<double> gradient_;  // g of (9)
-  std::vector<double> rhs_, residual_, search_, image_, preconditioned_, search_x_;
+  std::vector<double> rhs_, residual_, search_, image_, search_x_;
+  MinimalResidual corrections_;
   std::vector<double> product_;           // A'dy
   std::vector<double> diagonal_, added_;  // of A Theta A', and what is added to it
 };

@@ -57,6 +57,11 @@ constexpr double kRoundedError = 1e-15;
 // is a reason to look at the proximal terms.
 constexpr double kTellingStep = 0.3;
 constexpr double kBrokenPromise = 0.2;
+// With |x'r_d| above this share of it the gap waits for the dual residuals.
+constexpr double kDefectOfGap = 0.1;
+// A dual residual up to this share of z or v is taken up by it: 15.8 instead of 16.4 iterations in
+// the mean of 650 transformed netlib programs, 13.7 instead of 14.0 of 25 plain ones.
+constexpr double kAbsorbedShare = 0.5;
 
 // Where mu is within this factor of its stop, steps of this length should leave less than this
 // share of an infeasibility. When they do not, the stop is lowered by the last factor.
@@ -64,6 +69,7 @@ constexpr double kNearStop = 3.0;
 constexpr double kLongStep = 0.9;
 constexpr double kStalledShare = 0.5;
 constexpr double kRelief = 0.1;
+constexpr double kLeastRelief = 1e-8;
 // Once so much of it was in vain, the defect is that of the data: rows contradict each other by a
 // rounding error. p may then miss by the tolerance itself.
 constexpr double kReliefInVain = 2e-3;
@@ -254,7 +260,9 @@ Code Solver::iterate(const Request &request) {
   double progress_mark = kInfinity;
   int32_t since_progress = 0;
   for (int32_t done = 0;; ++done, ++iterations_) {
-    evaluate();
+    compute_residuals(form_, point_, &residuals_);
+    if (done > 0 && absorbs_residuals()) absorb_dual_residuals();
+    measures_ = measure(form_, point_, residuals_, feasibility_);
     if (done > 0) {
       watch_proximal_terms();
       watch_interior();
@@ -390,12 +398,32 @@ void Solver::move(const Request &request) {
   last_measures_ = measures_;
 }
 
+/// A warm solve is over so soon that its products have no time to settle after this: in two of 21
+/// runs of column generation the last point held all of its gap in one product. Beside penalty
+/// columns it pays all the same (338 instead of 403 iterations of one run, 178 instead of 238).
+bool Solver::absorbs_residuals() const { return started_cold_ || form_.has_penalties; }
+
+/// Residuals that are small against z or v go there: no step is needed where a product may change
+/// by that much.
+void Solver::absorb_dual_residuals() {
+  const auto absorb = [this](int32_t j, double sign, double *slack) {
+    double &residual = residuals_.dual[j];
+    if (std::fabs(residual) > kAbsorbedShare * *slack) return;
+    *slack += sign * residual;
+    residual = 0.0;
+  };
+  for (int32_t j = 0; j < form_.columns(); ++j) {
+    if (!form_.is_free[j]) absorb(j, 1.0, &point_.z[j]);
+  }
+  for (size_t k = 0; k < form_.boxed.size(); ++k) absorb(form_.boxed[k], -1.0, &point_.v[k]);
+}
+
 /// Where the feasible set of one side has no interior, z (or x) can only vanish with mu, and an
 /// infeasibility of its size stays although the steps are long. The mu to stop at is then lowered.
 void Solver::watch_interior() {
   const double now = infeasibility(measures_);
   if (measures_.mu < kNearStop * stop_mu_ && last_steps_.least() > kLongStep && now > 1.0 &&
-      now > kStalledShare * infeasibility(last_measures_)) {
+      now > kStalledShare * infeasibility(last_measures_) && relief_ > kLeastRelief) {
     relief_ *= kRelief;
   }
 }
@@ -408,15 +436,20 @@ void Solver::watch_proximal_terms() {
   };
   const Measures &last = last_measures_;
   const Measures &now = measures_;
-  const bool primal_broken = broken(last_steps_.primal, last.primal, now.primal, feasibility_) ||
-                             broken(last_steps_.primal, last.defect, now.defect, defect_limit(now));
-  const double primal = primal_broken ? largest(residuals_.primal) : kInfinity;
-  const bool dual_broken = broken(last_steps_.dual, last.dual, now.dual, feasibility_);
-  const double dual = dual_broken ? largest(residuals_.dual) : kInfinity;
-  if (now.dual > feasibility_ && last_steps_.dual > kTellingStep) {
-    newton_.loosen_free_columns(direction_, largest(residuals_.dual));
+  if (broken(last_steps_.primal, last.primal, now.primal, feasibility_) ||
+      broken(last_steps_.primal, last.defect, now.defect, defect_limit(now))) {
+    newton_.weaken_primal_term(direction_, largest(residuals_.primal));
   }
-  newton_.weaken_dominant_terms(direction_, primal, dual);
+  // With x large the gap may be nothing but x'r_d though r_d is within its limits.
+  const bool gap_broken =
+      now.gap > tolerance_ && broken(last_steps_.dual, last.dual_defect, now.dual_defect,
+                                     kDefectOfGap * now.gap * objective_size(form_, now.objective));
+  Blame blame;
+  if (now.dual > feasibility_) blame.residual = largest(residuals_.dual);
+  if (gap_broken) blame.defect = now.dual_defect;
+  if (last_steps_.dual > kTellingStep) newton_.loosen_free_columns(point_, direction_, blame);
+  if (!broken(last_steps_.dual, last.dual, now.dual, feasibility_)) blame.residual = kInfinity;
+  newton_.weaken_dual_terms(residuals_, point_, direction_, blame);
 }
 
 }  // namespace interior_point

@@ -8,7 +8,8 @@
  *      the longer steps (M. Colombo and J. Gondzio, Further development of multiple centrality
  *      correctors for interior point methods, Comput. Optim. Appl. 41 (2008) 277-305),
  *   3. up to four centrality correctors, as long as they lengthen the steps,
- * and moves by separate steps on the primal and the dual side.
+ * and moves by separate steps on the primal and the dual side. What these leave of r_d in columns
+ * whose z (or v) is larger goes into it.
  *
  * With mu_aff the mean product after the predictor alone, its steps alpha, tau the tolerance and N
  * the number of products, the target is
@@ -109,6 +110,8 @@ class Solver {
   void add_weighted_corrector(double target, const StepLengths &predictor);
   void add_centrality_correctors(double target, bool keep_centred);
   void move(const Request &request);
+  bool absorbs_residuals() const;
+  void absorb_dual_residuals();
   void watch_proximal_terms();
   void watch_interior();
 
