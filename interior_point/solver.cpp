@@ -174,18 +174,26 @@ void Solver::set_limits(const Request &request) {
 
 bool Solver::adopt(const Request &request, Point point, int32_t iterations) {
   set_limits(request);
-  iterations_ = iterations;
-  adopted_ = has_point_ = false;
-  point_ = std::move(point);
+  const Measures last_measures = measures_;
+  const bool had_point = has_point_;
+  const bool was_adopted = adopted_;
+  adopted_ = has_point_ = false;  // until it has been looked at
+  std::swap(point_, point);
   evaluate();
   // Residuals that cancel in the defect of the one problem need not in that of the other: here it
   // may be all of the gap.
   const double defect_limit =
       std::min(tolerance_, kMostDefect) * objective_size(form_, measures_.objective);
-  adopted_ = has_point_ =
-      is_finite(measures_) && measures_.defect <= defect_limit && measures_.gap <= tolerance_ &&
-      std::max({measures_.primal, measures_.dual, measures_.bound}) <= feasibility_;
-  return has_point_;
+  if (is_finite(measures_) && measures_.defect <= defect_limit && measures_.gap <= tolerance_ &&
+      std::max({measures_.primal, measures_.dual, measures_.bound}) <= feasibility_) {
+    iterations_ = iterations;
+    return adopted_ = has_point_ = true;
+  }
+  std::swap(point_, point);
+  measures_ = last_measures;
+  has_point_ = had_point;
+  adopted_ = was_adopted;
+  return false;
 }
 
 bool Solver::start_cold() {

@@ -72,7 +72,7 @@ class Solver {
   Code solve(const Request &request, Start start, const SavedPoint *saved);
 
   /// Takes over a point that was found elsewhere, on the boundary perhaps: it is no start for
-  /// another solve. False, and without a point, where it does not meet the request.
+  /// another solve. False, and everything as it was, where it does not meet the request.
   bool adopt(const Request &request, Point point, int32_t iterations);
 
   /// The current point for a later start. Throws std::bad_alloc.
