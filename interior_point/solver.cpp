@@ -70,6 +70,8 @@ constexpr double kLongStep = 0.9;
 constexpr double kStalledShare = 0.5;
 constexpr double kRelief = 0.1;
 constexpr double kLeastRelief = 1e-8;
+// With the stop as low as it gets, this many iterations without an improvement are enough.
+constexpr int32_t kLastPatience = 8;
 // Once so much of it was in vain, the defect is that of the data: rows contradict each other by a
 // rounding error. p may then miss by the tolerance itself.
 constexpr double kReliefInVain = 2e-3;
@@ -283,7 +285,7 @@ Code Solver::iterate(const Request &request) {
     if (now < pace_.factor * progress_mark) {
       progress_mark = now;
       since_progress = 0;
-    } else if (++since_progress > pace_.patience) {
+    } else if (++since_progress > (relief_ > kLeastRelief ? pace_.patience : kLastPatience)) {
       return give_up(request, Code::kNumericalFailure);
     }
     if (short_steps_ > short_steps_allowed_) return give_up(request, Code::kNumericalFailure);
