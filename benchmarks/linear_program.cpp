@@ -247,7 +247,7 @@ double LoadedProblem::objective() {
 
 double processor_seconds() {
   timespec used = {};
-  clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &used);
+  clock_gettime(CLOCK_THREAD_CPUTIME_ID, &used);
   return static_cast<double>(used.tv_sec) + 1e-9 * static_cast<double>(used.tv_nsec);
 }
 

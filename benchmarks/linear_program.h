@@ -139,8 +139,9 @@ class LoadedProblem {
   double load_seconds_;
 };
 
-/// Seconds of processor time that this process has used, all threads together: on a shared machine
-/// they say more than the time that passed.
+/// Seconds of processor time that this thread has used: on a shared machine they say more than the
+/// time that passed. All that is measured runs on one thread; the BLAS' own, which it never uses,
+/// spin for a tenth of a second after they are made.
 double processor_seconds();
 
 }  // namespace benchmarks
