@@ -5,10 +5,15 @@
 #include <numeric>
 
 #include "interior_point/dense_kernel.h"
+#include "interior_point/panel_kernels.h"
 
 namespace interior_point {
 
 namespace {
+
+// Up to this order of S the kernels for panels are faster than a BLAS: a factorisation takes 0.8 of
+// the time with 100 rows, the solves with it 0.6; with 200 rows 1.2 and 0.65.
+constexpr int32_t kSmallOrder = 128;
 
 /// Everything that does not change between factorisations.
 struct BlockPattern {
@@ -239,10 +244,15 @@ class BlockFactorisation : public Factorisation {
   void form_schur_column(int32_t k, double *column);
   void add_long_pieces();
   double split_column(const SparseColumns &columns, int32_t j, double *kept) const;
+  bool is_small() const { return p_.kept <= kSmallOrder; }
+  bool factorise_schur();
+  void solve_lower(int32_t count, double *x) const;
+  void solve_lower_transposed(double *x) const;
   double *schur_column(int32_t k) { return schur_.data() + static_cast<int64_t>(k) * p_.kept; }
 
   std::shared_ptr<const BlockPattern> pattern_;
   const BlockPattern &p_;
+  const PanelKernels &kernels_;
   std::vector<double> schur_;          // S, then its Cholesky factor; kept x kept
   std::vector<double> kept_diagonal_;  // of S: what is added, and the singletons' share
   std::vector<double> pivot_;          // D
@@ -254,7 +264,7 @@ class BlockFactorisation : public Factorisation {
 };
 
 BlockFactorisation::BlockFactorisation(std::shared_ptr<const BlockPattern> pattern)
-    : pattern_(std::move(pattern)), p_(*pattern_) {
+    : pattern_(std::move(pattern)), p_(*pattern_), kernels_(panel_kernels()) {
   const size_t kept = static_cast<size_t>(p_.kept);
   schur_.resize(kept * kept);
   kept_diagonal_.resize(kept);
@@ -357,7 +367,34 @@ bool BlockFactorisation::compute(const double *theta, const double *added) {
     dense::subtract_outer_product(p_.kept, p_.eliminated, cross_.data(), p_.kept, schur_.data(),
                                   p_.kept);
   }
-  return dense::cholesky(p_.kept, schur_.data(), p_.kept);
+  return factorise_schur();
+}
+
+bool BlockFactorisation::factorise_schur() {
+  if (!is_small()) return dense::cholesky(p_.kept, schur_.data(), p_.kept);
+  double scratch[kScratchPerColumn * kSmallOrder];
+  return kernels_.factorise(p_.kept, p_.kept, nullptr, schur_.data(), scratch);
+}
+
+/// L^-1 x in place for `count` columns x.
+void BlockFactorisation::solve_lower(int32_t count, double *x) const {
+  if (is_small()) {
+    for (int32_t k = 0; k < count; ++k, x += p_.kept) {
+      kernels_.solve(p_.kept, p_.kept, schur_.data(), x);
+    }
+  } else if (count == 1) {
+    dense::solve_lower(p_.kept, schur_.data(), p_.kept, x);
+  } else {
+    dense::solve_lower_block(p_.kept, count, schur_.data(), p_.kept, x, p_.kept);
+  }
+}
+
+void BlockFactorisation::solve_lower_transposed(double *x) const {
+  if (is_small()) {
+    kernels_.solve_transposed(p_.kept, p_.kept, schur_.data(), x);
+  } else {
+    dense::solve_lower_transposed(p_.kept, schur_.data(), p_.kept, x);
+  }
 }
 
 void BlockFactorisation::solve(double *r) const {
@@ -379,8 +416,8 @@ void BlockFactorisation::solve(double *r) const {
       }
     }
   }
-  dense::solve_lower(p_.kept, schur_.data(), p_.kept, kept);
-  dense::solve_lower_transposed(p_.kept, schur_.data(), p_.kept, kept);
+  solve_lower(1, kept);
+  solve_lower_transposed(kept);
   if (p_.dense_cross) {
     dense::add_transposed_vector(p_.kept, p_.eliminated, -1.0, cross_.data(), p_.kept, kept, gone);
     for (int32_t e = 0; e < p_.eliminated; ++e) gone[e] /= std::sqrt(pivot_[e]);
@@ -433,7 +470,7 @@ void BlockFactorisation::quadratic_forms(const SparseColumns &columns, double *t
       double *kept = block.data() + static_cast<int64_t>(k) * p_.kept;
       t[first + k] = split_column(columns, first + k, kept);
     }
-    dense::solve_lower_block(p_.kept, count, schur_.data(), p_.kept, block.data(), p_.kept);
+    solve_lower(count, block.data());
     for (int32_t k = 0; k < count; ++k) {
       const double *kept = block.data() + static_cast<int64_t>(k) * p_.kept;
       t[first + k] = std::inner_product(kept, kept + p_.kept, kept, t[first + k]);

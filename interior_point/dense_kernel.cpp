@@ -81,13 +81,6 @@ void product_transposed(int32_t m, int32_t n, int32_t k, const double *a, int32_
   dgemm_("N", "T", &m, &n, &k, &kOne, a, &leading_a, b, &leading_b, &kZero, c, &leading_c);
 }
 
-void subtract_product_transposed(int32_t m, int32_t n, int32_t k, const double *a,
-                                 int32_t leading_a, const double *b, int32_t leading_b, double *c,
-                                 int32_t leading_c) {
-  if (m == 0 || n == 0 || k == 0) return;
-  dgemm_("N", "T", &m, &n, &k, &kMinusOne, a, &leading_a, b, &leading_b, &kOne, c, &leading_c);
-}
-
 void solve_lower_block(int32_t order, int32_t k, const double *l, int32_t leading, double *b,
                        int32_t leading_b) {
   if (k == 0 || order == 0) return;

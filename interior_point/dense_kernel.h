@@ -46,11 +46,6 @@ void add_outer_product(int32_t order, int32_t k, const double *a, int32_t leadin
 void product_transposed(int32_t m, int32_t n, int32_t k, const double *a, int32_t leading_a,
                         const double *b, int32_t leading_b, double *c, int32_t leading_c);
 
-/// C = C - A B' for the m x k matrix A and the n x k matrix B.
-void subtract_product_transposed(int32_t m, int32_t n, int32_t k, const double *a,
-                                 int32_t leading_a, const double *b, int32_t leading_b, double *c,
-                                 int32_t leading_c);
-
 /// B = L^-1 B for the order x k block B.
 void solve_lower_block(int32_t order, int32_t k, const double *l, int32_t leading, double *b,
                        int32_t leading_b);

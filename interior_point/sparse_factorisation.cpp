@@ -5,19 +5,20 @@
 #include <numeric>
 
 #include "interior_point/dense_kernel.h"
+#include "interior_point/panel_kernels.h"
 #include "interior_point/supernodes.h"
 
 namespace interior_point {
 
 namespace {
 
-// Supernodes this narrow are worked by plain loops: the calls of the kernels would cost more.
-constexpr int32_t kNarrow = 3;
-// Columns of a panel of both signs that are worked by plain loops between two matrix products.
-constexpr int32_t kSignedBlock = 32;
+// Up to so many columns the kernels for panels are faster than a BLAS: 1.3 to 2 times with 6 to 60
+// columns, where a BLAS has twice their rate with 400.
+constexpr int32_t kNarrow = 64;
 
 /// Everything that does not change between factorisations. An unknown is known by its place.
 struct SparsePattern {
+  std::vector<int32_t> place;  // per unknown
   Supernodes nodes;
   int32_t entries = 0;      // of the A for which this way was chosen
   double work_limit = 0.0;  // of the ways that were not
@@ -27,54 +28,62 @@ struct SparsePattern {
   SparseColumns ordered;
   std::vector<int32_t> column;  // ... and the columns of A these are
   // Its entries by rows: the column and the position from which on the column lies in or below.
-  std::vector<int64_t> by_row_start;
+  std::vector<int32_t> by_row_start;
   std::vector<int32_t> by_row_column;
   std::vector<int32_t> by_row_first;
   // P of (14) below the diagonal: per unknown, the entries whose other unknown comes later.
   SparseColumns coupling;
-  std::vector<int32_t> kept;         // per unknown: the kept column that it is, or -1 for a row
-  std::vector<double> sign;          // per unknown: its entry in D
-  std::vector<uint8_t> is_positive;  // per supernode: D is 1 in all of it
-  int64_t largest_update = 0;        // entries of the largest product in (13)
-  int64_t largest_signed = 0;        // entries of the largest panel that is not positive
+  std::vector<int32_t> kept;  // per unknown: the kept column that it is, or -1 for a row
+  std::vector<double> sign;   // per unknown: its entry in D
+  std::vector<uint8_t> by_panel_kernels;  // per supernode: narrow, or not positive
+  std::vector<uint8_t> is_positive;       // per supernode: D is 1 in all of it
+  int32_t widest = 0;                     // columns of such a supernode
+  int64_t largest_update = 0;             // entries of the largest product in (13) of the others
 };
 
-void append_renamed(const SparseColumns &A, int32_t j, const std::vector<int32_t> &place,
-                    SparseColumns *out) {
-  std::vector<std::pair<int32_t, double>> entries;
-  for (int32_t t = A.start[j]; t < A.start[j + 1]; ++t) {
-    entries.emplace_back(place[A.row[t]], A.value[t]);
-  }
-  std::sort(entries.begin(), entries.end());
-  for (const auto &entry : entries) {
-    out->row.push_back(entry.first);
-    out->value.push_back(entry.second);
-  }
-  out->start.push_back(static_cast<int32_t>(out->row.size()));
-}
-
-void index_by_rows(SparsePattern *pattern) {
-  const SparseColumns &A = pattern->ordered;
-  pattern->by_row_start.assign(static_cast<size_t>(pattern->unknowns) + 1, 0);
-  for (const int32_t i : A.row) ++pattern->by_row_start[i + 1];
-  std::partial_sum(pattern->by_row_start.begin(), pattern->by_row_start.end(),
-                   pattern->by_row_start.begin());
-  pattern->by_row_column.resize(A.row.size());
-  pattern->by_row_first.resize(A.row.size());
-  std::vector<int64_t> next(pattern->by_row_start.begin(), pattern->by_row_start.end() - 1);
+/// A_S by places, its columns and its rows.
+void rename_rows(const SparseColumns &A, const Ordering &ordering,
+                 const std::vector<uint8_t> &is_kept, SparsePattern *pattern) {
+  SparseColumns &out = pattern->ordered;
+  out.rows = pattern->unknowns;
+  std::vector<int32_t> number(is_kept.size(), -1);  // among the columns of A_S
   for (int32_t j = 0; j < A.columns(); ++j) {
-    for (int32_t t = A.start[j]; t < A.start[j + 1]; ++t) {
-      const int64_t at = next[A.row[t]]++;
-      pattern->by_row_column[at] = j;
-      pattern->by_row_first[at] = t;
+    if (is_kept[j]) continue;
+    number[j] = out.columns();
+    pattern->column.push_back(j);
+    out.start.push_back(out.start.back() + A.length(j));
+  }
+  const size_t entries = static_cast<size_t>(out.start.back());
+  out.row.resize(entries);
+  out.value.resize(entries);
+  pattern->by_row_column.resize(entries);
+  pattern->by_row_first.resize(entries);
+  pattern->by_row_start.push_back(0);
+  const RowEntries by_rows(A, [&](int32_t j) { return !is_kept[j]; });
+  std::vector<int32_t> next(out.start.begin(), out.start.end() - 1);
+  int32_t at = 0;
+  // Row after row the columns fill up in the order of the places.
+  for (int32_t place = 0; place < pattern->unknowns; ++place) {
+    const int32_t i = ordering.at[place];
+    const int32_t end = i < A.rows ? by_rows.start[i + 1] : 0;
+    for (int32_t k = i < A.rows ? by_rows.start[i] : 0; k < end; ++k, ++at) {
+      const int32_t column = number[by_rows.column[k]];
+      const int32_t to = next[column]++;
+      out.row[to] = place;
+      out.value[to] = A.value[by_rows.entry[k]];
+      pattern->by_row_column[at] = column;
+      pattern->by_row_first[at] = to;
     }
+    pattern->by_row_start.push_back(at);
   }
 }
 
-/// The largest block of rows times columns by which one supernode updates another.
-int64_t largest_update(const Supernodes &nodes) {
+/// The largest block of rows times columns by which a wide supernode updates another.
+int64_t largest_update(const SparsePattern &pattern) {
+  const Supernodes &nodes = pattern.nodes;
   int64_t most = 1;
   for (int32_t s = 0; s < nodes.count(); ++s) {
+    if (pattern.by_panel_kernels[s]) continue;
     const int32_t *rows = nodes.rows_of(s);
     const int32_t count = nodes.rows(s);
     for (int32_t k = nodes.columns(s); k < count;) {
@@ -88,63 +97,73 @@ int64_t largest_update(const Supernodes &nodes) {
 }
 
 /// P by the earlier unknown of each entry.
-void couple(const SparseColumns &A, const std::vector<int32_t> &kept, SparsePattern *pattern) {
-  const std::vector<int32_t> &place = pattern->nodes.place;
-  std::vector<std::vector<std::pair<int32_t, double>>> entries(
-      static_cast<size_t>(pattern->unknowns));
+void couple(const SparseColumns &A, const std::vector<int32_t> &kept,
+            const std::vector<int32_t> &place, SparsePattern *pattern) {
+  SparseColumns &out = pattern->coupling;
+  out.start.assign(static_cast<size_t>(pattern->unknowns) + 1, 0);
+  const auto for_all = [&](const auto &act) {
+    for (size_t k = 0; k < kept.size(); ++k) {
+      const int32_t own = place[static_cast<size_t>(A.rows) + k];
+      for (int32_t t = A.start[kept[k]]; t < A.start[kept[k] + 1]; ++t) {
+        const int32_t other = place[A.row[t]];
+        act(std::min(own, other), std::max(own, other), A.value[t]);
+      }
+    }
+  };
+  for_all([&](int32_t first, int32_t, double) { ++out.start[first + 1]; });
+  std::partial_sum(out.start.begin(), out.start.end(), out.start.begin());
+  out.row.resize(static_cast<size_t>(out.start.back()));
+  out.value.resize(out.row.size());
+  std::vector<int32_t> next(out.start.begin(), out.start.end() - 1);
+  for_all([&](int32_t first, int32_t second, double value) {
+    const int32_t at = next[first]++;
+    out.row[at] = second;
+    out.value[at] = value;
+  });
   for (size_t k = 0; k < kept.size(); ++k) {
     const int32_t own = place[static_cast<size_t>(A.rows) + k];
     pattern->kept[own] = kept[k];
     pattern->sign[own] = -1.0;
-    for (int32_t t = A.start[kept[k]]; t < A.start[kept[k] + 1]; ++t) {
-      const int32_t other = place[A.row[t]];
-      entries[std::min(own, other)].emplace_back(std::max(own, other), A.value[t]);
-    }
-  }
-  for (const auto &list : entries) {
-    for (const auto &entry : list) {
-      pattern->coupling.row.push_back(entry.first);
-      pattern->coupling.value.push_back(entry.second);
-    }
-    pattern->coupling.start.push_back(static_cast<int32_t>(pattern->coupling.row.size()));
   }
 }
 
-void mark_positive_supernodes(SparsePattern *pattern) {
+void choose_kernels(SparsePattern *pattern) {
   const Supernodes &nodes = pattern->nodes;
   for (int32_t s = 0; s < nodes.count(); ++s) {
     const double *sign = pattern->sign.data() + nodes.first[s];
     const bool positive =
         std::all_of(sign, sign + nodes.columns(s), [](double d) { return d > 0.0; });
     pattern->is_positive.push_back(positive);
-    if (positive) continue;
-    pattern->largest_signed =
-        std::max(pattern->largest_signed, static_cast<int64_t>(nodes.rows(s)) * nodes.columns(s));
+    pattern->by_panel_kernels.push_back(!positive || nodes.columns(s) <= kNarrow);
+    if (pattern->by_panel_kernels[s]) {
+      pattern->widest = std::max(pattern->widest, nodes.columns(s));
+    }
   }
 }
 
+/// The pattern with the columns `kept` as unknowns, where it takes less than `work_limit`.
 std::shared_ptr<SparsePattern> make_pattern(const SparseColumns &A,
-                                            const std::vector<int32_t> &kept, Supernodes nodes) {
+                                            const std::vector<int32_t> &kept, double work_limit) {
+  const Adjacency adjacency = adjacency_of(A, kept);
+  const Ordering ordering = fill_reducing_order(adjacency);
+  Supernodes nodes = find_supernodes(ordering);
+  if (!(nodes.work < work_limit)) return nullptr;
+  find_rows(adjacency, ordering, &nodes);
   auto pattern = std::make_shared<SparsePattern>();
+  pattern->place = ordering.place;
   pattern->nodes = std::move(nodes);
+  pattern->entries = A.entries();
+  pattern->work_limit = work_limit;
   pattern->rows = A.rows;
-  pattern->unknowns = A.rows + static_cast<int32_t>(kept.size());
-  pattern->ordered.rows = pattern->unknowns;
+  pattern->unknowns = adjacency.unknowns();
   pattern->kept.assign(static_cast<size_t>(pattern->unknowns), -1);
   pattern->sign.assign(static_cast<size_t>(pattern->unknowns), 1.0);
-  auto next = kept.begin();
-  for (int32_t j = 0; j < A.columns(); ++j) {
-    if (next != kept.end() && *next == j) {
-      ++next;
-      continue;
-    }
-    append_renamed(A, j, pattern->nodes.place, &pattern->ordered);
-    pattern->column.push_back(j);
-  }
-  index_by_rows(pattern.get());
-  couple(A, kept, pattern.get());
-  mark_positive_supernodes(pattern.get());
-  pattern->largest_update = largest_update(pattern->nodes);
+  std::vector<uint8_t> is_kept(static_cast<size_t>(A.columns()), 0);
+  for (const int32_t j : kept) is_kept[j] = 1;
+  rename_rows(A, ordering, is_kept, pattern.get());
+  couple(A, kept, ordering.place, pattern.get());
+  choose_kernels(pattern.get());
+  pattern->largest_update = largest_update(*pattern);
   return pattern;
 }
 
@@ -169,13 +188,17 @@ class SparseFactorisation : public Factorisation {
   void update_from(int32_t s, int32_t d);
   void pass_on(int32_t d, int32_t from);
   bool factorise_panel(int32_t s);
-  bool factorise_signed_panel(int32_t s);
-  const double *times_signs(int32_t d, const double *block, int32_t height);
-  void solve_lower(double *r) const;
-  void solve_lower_transposed(double *r) const;
+  void update_by_blas(int32_t height, int32_t width, int32_t rows, int32_t columns,
+                      const double *block, const ScatterTarget &target);
+  const double *signs_of(int32_t s) const {
+    return p_.is_positive[s] ? nullptr : p_.sign.data() + p_.nodes.first[s];
+  }
+  void solve_panel(int32_t s, double *r) const;
+  void solve_panel_transposed(int32_t s, double *r) const;
 
   std::shared_ptr<const SparsePattern> pattern_;
   const SparsePattern &p_;
+  const PanelKernels &kernels_;
   std::vector<double> numbers_;   // the panels
   std::vector<double> added_;     // by places
   std::vector<int32_t> local_;    // per row: its place in the current panel
@@ -183,12 +206,13 @@ class SparseFactorisation : public Factorisation {
   std::vector<int32_t> next_;     // per supernode: the next one waiting at the same place
   std::vector<int32_t> waiting_;  // per supernode: its first row not yet used
   std::vector<double> update_;
-  std::vector<double> signed_;  // a block of a panel times D
+  std::vector<int32_t> place_;       // local_ of the rows of an update
+  std::vector<double> coefficient_;  // scratch of the kernels
   mutable std::vector<double> work_, gathered_;
 };
 
 SparseFactorisation::SparseFactorisation(std::shared_ptr<const SparsePattern> pattern)
-    : pattern_(std::move(pattern)), p_(*pattern_) {
+    : pattern_(std::move(pattern)), p_(*pattern_), kernels_(panel_kernels()) {
   const size_t unknowns = static_cast<size_t>(p_.unknowns);
   const size_t supernodes = static_cast<size_t>(p_.nodes.count());
   numbers_.resize(static_cast<size_t>(p_.nodes.panel_start.back()));
@@ -198,7 +222,8 @@ SparseFactorisation::SparseFactorisation(std::shared_ptr<const SparsePattern> pa
   next_.resize(supernodes);
   waiting_.resize(supernodes);
   update_.resize(static_cast<size_t>(p_.largest_update));
-  signed_.resize(static_cast<size_t>(p_.largest_signed));
+  place_.resize(unknowns);
+  coefficient_.resize(kScratchPerColumn * static_cast<size_t>(p_.widest));
   work_.resize(unknowns);
   gathered_.resize(unknowns);
 }
@@ -218,7 +243,7 @@ void SparseFactorisation::assemble(int32_t s, const double *theta) {
     for (int32_t t = p_.coupling.start[i]; t < p_.coupling.start[i + 1]; ++t) {
       column[local_[p_.coupling.row[t]]] += p_.coupling.value[t];
     }
-    for (int64_t q = p_.by_row_start[i]; q < p_.by_row_start[i + 1]; ++q) {
+    for (int32_t q = p_.by_row_start[i]; q < p_.by_row_start[i + 1]; ++q) {
       const int32_t j = p_.by_row_column[q];
       const int32_t first = p_.by_row_first[q];
       const double factor = theta[p_.column[j]] * A.value[first];
@@ -229,17 +254,6 @@ void SparseFactorisation::assemble(int32_t s, const double *theta) {
   }
 }
 
-/// The rows of the block, which starts within the panel of d, times D.
-const double *SparseFactorisation::times_signs(int32_t d, const double *block, int32_t height) {
-  const double *sign = p_.sign.data() + p_.nodes.first[d];
-  for (int32_t c = 0; c < p_.nodes.columns(d); ++c) {
-    const double *from = block + static_cast<int64_t>(c) * p_.nodes.rows(d);
-    double *to = signed_.data() + static_cast<int64_t>(c) * height;
-    for (int32_t k = 0; k < height; ++k) to[k] = sign[c] * from[k];
-  }
-  return signed_.data();
-}
-
 /// One term of the sum in (13).
 void SparseFactorisation::update_from(int32_t s, int32_t d) {
   const int32_t *rows = p_.nodes.rows_of(d);
@@ -247,28 +261,28 @@ void SparseFactorisation::update_from(int32_t s, int32_t d) {
   const int32_t from = waiting_[d];
   int32_t to = from;
   while (to < count && p_.nodes.of_column[rows[to]] == s) ++to;
+  for (int32_t k = from; k < count; ++k) place_[k - from] = local_[rows[k]];
+  const ScatterTarget target = {panel(s), p_.nodes.rows(s), place_.data()};
   const double *block = panel(d) + from;
-  const int32_t height = count - from;
-  if (p_.nodes.columns(d) == 1) {
-    const double sign = p_.sign[p_.nodes.first[d]];
-    for (int32_t c = 0; c < to - from; ++c) {
-      double *update = update_.data() + static_cast<int64_t>(c) * height;
-      const double factor = sign * block[c];
-      for (int32_t k = c; k < height; ++k) update[k] = block[k] * factor;
-    }
+  if (p_.by_panel_kernels[d]) {
+    kernels_.update(count - from, to - from, count, p_.nodes.columns(d), signs_of(d), block, target,
+                    coefficient_.data());
   } else {
-    const bool positive = p_.is_positive[d];
-    const double *right = positive ? block : times_signs(d, block, to - from);
-    dense::product_transposed(height, to - from, p_.nodes.columns(d), block, count, right,
-                              positive ? count : to - from, update_.data(), height);
-  }
-  const int32_t leading = p_.nodes.rows(s);
-  for (int32_t c = 0; c < to - from; ++c) {
-    double *column = panel(s) + static_cast<int64_t>(local_[rows[from + c]]) * leading;
-    const double *source = update_.data() + static_cast<int64_t>(c) * height;
-    for (int32_t k = c; k < height; ++k) column[local_[rows[from + k]]] -= source[k];
+    update_by_blas(count - from, to - from, count, p_.nodes.columns(d), block, target);
   }
   pass_on(d, to);
+}
+
+void SparseFactorisation::update_by_blas(int32_t height, int32_t width, int32_t rows,
+                                         int32_t columns, const double *block,
+                                         const ScatterTarget &target) {
+  dense::product_transposed(height, width, columns, block, rows, block, rows, update_.data(),
+                            height);
+  for (int32_t c = 0; c < width; ++c) {
+    double *column = target.panel + static_cast<int64_t>(target.place[c]) * target.leading;
+    const double *source = update_.data() + static_cast<int64_t>(c) * height;
+    for (int32_t k = c; k < height; ++k) column[target.place[k]] -= source[k];
+  }
 }
 
 /// Puts d in line for the supernode that holds its row `from`.
@@ -292,55 +306,16 @@ bool SparseFactorisation::factorise_panel(int32_t s) {
   const int32_t columns = p_.nodes.columns(s);
   const int32_t rows = p_.nodes.rows(s);
   double *numbers = panel(s);
-  if (!p_.is_positive[s]) return factorise_signed_panel(s);
-  if (columns == 1) {
-    if (!(numbers[0] > 0.0)) return false;
-    numbers[0] = std::sqrt(numbers[0]);
-    for (int32_t k = 1; k < rows; ++k) numbers[k] /= numbers[0];
-    return true;
+  if (p_.by_panel_kernels[s]) {
+    return kernels_.factorise(rows, columns, signs_of(s), numbers, coefficient_.data());
   }
   if (!dense::cholesky(columns, numbers, rows)) return false;
   dense::solve_from_right(rows - columns, columns, numbers, rows, numbers + columns, rows);
   return true;
 }
 
-/// The same for a panel with both signs, or the negative one: l_c = K_c d_c / sqrt(d_c K_cc).
-bool SparseFactorisation::factorise_signed_panel(int32_t s) {
-  const int32_t columns = p_.nodes.columns(s);
-  const int32_t rows = p_.nodes.rows(s);
-  const double *sign = p_.sign.data() + p_.nodes.first[s];
-  double *numbers = panel(s);
-  for (int32_t first = 0; first < columns; first += kSignedBlock) {
-    const int32_t end = std::min(first + kSignedBlock, columns);
-    for (int32_t c = first; c < end; ++c) {
-      double *l = numbers + static_cast<int64_t>(c) * rows;
-      if (!(sign[c] * l[c] > 0.0)) return false;
-      const double root = std::sqrt(sign[c] * l[c]);
-      l[c] = root;
-      for (int32_t k = c + 1; k < rows; ++k) l[k] *= sign[c] / root;
-      for (int32_t e = c + 1; e < end; ++e) {
-        double *column = numbers + static_cast<int64_t>(e) * rows;
-        const double factor = sign[c] * l[e];
-        for (int32_t k = e; k < rows; ++k) column[k] -= factor * l[k];
-      }
-    }
-    const int32_t left = columns - end;
-    if (left == 0) break;
-    const double *block = numbers + static_cast<int64_t>(first) * rows + end;
-    for (int32_t c = first; c < end; ++c) {
-      const double *from = numbers + static_cast<int64_t>(c) * rows + end;
-      double *to = signed_.data() + static_cast<int64_t>(c - first) * left;
-      for (int32_t k = 0; k < left; ++k) to[k] = sign[c] * from[k];
-    }
-    dense::subtract_product_transposed(rows - end, left, end - first, block, rows, signed_.data(),
-                                       left, numbers + static_cast<int64_t>(end) * rows + end,
-                                       rows);
-  }
-  return true;
-}
-
 bool SparseFactorisation::compute(const double *theta, const double *added) {
-  for (int32_t i = 0; i < p_.rows; ++i) added_[p_.nodes.place[i]] = added[i];
+  for (int32_t i = 0; i < p_.rows; ++i) added_[p_.place[i]] = added[i];
   std::fill(head_.begin(), head_.end(), -1);
   for (int32_t s = 0; s < p_.nodes.count(); ++s) {
     assemble(s, theta);
@@ -351,72 +326,65 @@ bool SparseFactorisation::compute(const double *theta, const double *added) {
   return true;
 }
 
-/// r = L_J^-1 r in the columns of a narrow supernode, and its share taken from the rows below.
-void solve_narrow(const double *panel, const int32_t *index, int32_t rows, int32_t columns,
-                  double *r) {
-  for (int32_t c = 0; c < columns; ++c) {
-    const double *l = panel + static_cast<int64_t>(c) * rows;
-    const double value = r[index[c]] / l[c];
-    r[index[c]] = value;
-    for (int32_t k = c + 1; k < rows; ++k) r[index[k]] -= l[k] * value;
+/// Of a supernode, the entries of r in its columns become those of L^-1 r, and their share is taken
+/// from the rows below.
+void SparseFactorisation::solve_panel(int32_t s, double *r) const {
+  const int32_t columns = p_.nodes.columns(s);
+  const int32_t rows = p_.nodes.rows(s);
+  const int32_t *index = p_.nodes.rows_of(s);
+  const double *l = panel(s);
+  double *own = r + p_.nodes.first[s];
+  if (columns == 1) {
+    *own *= l[0];  // inverted
+    for (int32_t k = 1; k < rows; ++k) r[index[k]] -= l[k] * *own;
+    return;
   }
+  double *x = gathered_.data();
+  std::copy(own, own + columns, x);
+  std::fill(x + columns, x + rows, 0.0);
+  if (p_.by_panel_kernels[s]) {
+    kernels_.solve(rows, columns, l, x);
+  } else {
+    dense::solve_lower(columns, l, rows, x);
+    dense::add_matrix_vector(rows - columns, columns, -1.0, l + columns, rows, x, x + columns);
+  }
+  std::copy(x, x + columns, own);
+  for (int32_t k = columns; k < rows; ++k) r[index[k]] += x[k];
 }
 
-void solve_narrow_transposed(const double *panel, const int32_t *index, int32_t rows,
-                             int32_t columns, double *r) {
-  for (int32_t c = columns; c-- > 0;) {
-    const double *l = panel + static_cast<int64_t>(c) * rows;
-    double sum = r[index[c]];
-    for (int32_t k = c + 1; k < rows; ++k) sum -= l[k] * r[index[k]];
-    r[index[c]] = sum / l[c];
+void SparseFactorisation::solve_panel_transposed(int32_t s, double *r) const {
+  const int32_t columns = p_.nodes.columns(s);
+  const int32_t rows = p_.nodes.rows(s);
+  const int32_t *index = p_.nodes.rows_of(s);
+  const double *l = panel(s);
+  double *own = r + p_.nodes.first[s];
+  if (columns == 1) {
+    double sum = *own;
+    for (int32_t k = 1; k < rows; ++k) sum -= l[k] * r[index[k]];
+    *own = sum * l[0];
+    return;
   }
-}
-
-void SparseFactorisation::solve_lower(double *r) const {
-  for (int32_t s = 0; s < p_.nodes.count(); ++s) {
-    const int32_t columns = p_.nodes.columns(s);
-    const int32_t rows = p_.nodes.rows(s);
-    if (columns <= kNarrow) {
-      solve_narrow(panel(s), p_.nodes.rows_of(s), rows, columns, r);
-      continue;
-    }
-    const int32_t below = rows - columns;
-    const int32_t *index = p_.nodes.rows_of(s) + columns;
-    double *own = r + p_.nodes.first[s];
-    dense::solve_lower(columns, panel(s), rows, own);
-    std::fill(gathered_.begin(), gathered_.begin() + below, 0.0);
-    dense::add_matrix_vector(below, columns, 1.0, panel(s) + columns, rows, own, gathered_.data());
-    for (int32_t k = 0; k < below; ++k) r[index[k]] -= gathered_[k];
+  double *x = gathered_.data();
+  std::copy(own, own + columns, x);
+  for (int32_t k = columns; k < rows; ++k) x[k] = r[index[k]];
+  if (p_.by_panel_kernels[s]) {
+    kernels_.solve_transposed(rows, columns, l, x);
+  } else {
+    dense::add_transposed_vector(rows - columns, columns, -1.0, l + columns, rows, x + columns, x);
+    dense::solve_lower_transposed(columns, l, rows, x);
   }
-}
-
-void SparseFactorisation::solve_lower_transposed(double *r) const {
-  for (int32_t s = p_.nodes.count(); s-- > 0;) {
-    const int32_t columns = p_.nodes.columns(s);
-    const int32_t rows = p_.nodes.rows(s);
-    if (columns <= kNarrow) {
-      solve_narrow_transposed(panel(s), p_.nodes.rows_of(s), rows, columns, r);
-      continue;
-    }
-    const int32_t below = rows - columns;
-    const int32_t *index = p_.nodes.rows_of(s) + columns;
-    double *own = r + p_.nodes.first[s];
-    for (int32_t k = 0; k < below; ++k) gathered_[k] = r[index[k]];
-    dense::add_transposed_vector(below, columns, -1.0, panel(s) + columns, rows, gathered_.data(),
-                                 own);
-    dense::solve_lower_transposed(columns, panel(s), rows, own);
-  }
+  std::copy(x, x + columns, own);
 }
 
 void SparseFactorisation::solve(double *r) const {
   if (p_.unknowns > p_.rows) std::fill(work_.begin(), work_.end(), 0.0);
-  for (int32_t i = 0; i < p_.rows; ++i) work_[p_.nodes.place[i]] = r[i];
-  solve_lower(work_.data());
+  for (int32_t i = 0; i < p_.rows; ++i) work_[p_.place[i]] = r[i];
+  for (int32_t s = 0; s < p_.nodes.count(); ++s) solve_panel(s, work_.data());
   if (p_.unknowns > p_.rows) {
     for (size_t k = 0; k < work_.size(); ++k) work_[k] *= p_.sign[k];
   }
-  solve_lower_transposed(work_.data());
-  for (int32_t i = 0; i < p_.rows; ++i) r[i] = work_[p_.nodes.place[i]];
+  for (int32_t s = p_.nodes.count(); s-- > 0;) solve_panel_transposed(s, work_.data());
+  for (int32_t i = 0; i < p_.rows; ++i) r[i] = work_[p_.place[i]];
 }
 
 void SparseFactorisation::quadratic_forms(const SparseColumns &columns, double *t) const {
@@ -438,23 +406,17 @@ void SparseFactorisation::quadratic_forms(const SparseColumns &columns, double *
 /// more.
 std::unique_ptr<Factorisation> SparseFactorisation::adapted(const SparseColumns &A) const {
   if (A.rows != p_.rows || p_.unknowns != p_.rows || !holds_for(A, p_.entries)) return nullptr;
-  Supernodes nodes = find_supernodes(A, {});
-  if (!(nodes.work < p_.work_limit)) return nullptr;
-  auto pattern = make_pattern(A, {}, std::move(nodes));
-  pattern->entries = p_.entries;
-  pattern->work_limit = p_.work_limit;
+  auto pattern = make_pattern(A, {}, p_.work_limit);
+  if (!pattern) return nullptr;
+  pattern->entries = p_.entries;  // of the choice
   return std::make_unique<SparseFactorisation>(std::move(pattern));
 }
 
 std::unique_ptr<Factorisation> make_sparse_factorisation(const SparseColumns &A,
                                                          const std::vector<int32_t> &kept,
                                                          double work_limit) {
-  Supernodes nodes = find_supernodes(A, kept);
-  if (!(nodes.work < work_limit)) return nullptr;
-  auto pattern = make_pattern(A, kept, std::move(nodes));
-  pattern->entries = A.entries();
-  pattern->work_limit = work_limit;
-  return std::make_unique<SparseFactorisation>(std::move(pattern));
+  auto pattern = make_pattern(A, kept, work_limit);
+  return pattern ? std::make_unique<SparseFactorisation>(std::move(pattern)) : nullptr;
 }
 
 }  // namespace interior_point

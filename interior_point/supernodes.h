@@ -1,6 +1,6 @@
 /**
- * The symbolic side of the sparse factorisation: ordering, elimination tree and supernodes of the
- * pattern of A A', or of the matrix (14) in which some columns of A are unknowns of their own.
+ * The supernodes of a sparse factor: neighbouring columns of L with the same rows below them, which
+ * are held as one dense panel.
  */
 #ifndef INTERIOR_POINT_SUPERNODES_H
 #define INTERIOR_POINT_SUPERNODES_H
@@ -8,7 +8,7 @@
 #include <cstdint>
 #include <vector>
 
-#include "interior_point/sparse_columns.h"
+#include "interior_point/ordering.h"
 
 namespace interior_point {
 
@@ -16,7 +16,6 @@ namespace interior_point {
 /// row[row_start[s]] .. row[row_start[s + 1] - 1], increasing, its own columns first. Its panel
 /// (rows x columns, column-major) stands at panel_start[s] of the numbers.
 struct Supernodes {
-  std::vector<int32_t> place;  ///< per unknown (rows of A, then kept columns): place in the order
   std::vector<int32_t> first;
   std::vector<int64_t> row_start;
   std::vector<int32_t> row;
@@ -30,9 +29,11 @@ struct Supernodes {
   const int32_t *rows_of(int32_t s) const { return row.data() + row_start[s]; }
 };
 
-/// Works out the supernodes of (14) with the columns `kept`, increasing, as unknowns after the
-/// rows.
-Supernodes find_supernodes(const SparseColumns &A, const std::vector<int32_t> &kept);
+/// All but the rows of the supernodes for this order.
+Supernodes find_supernodes(const Ordering &ordering);
+
+/// Writes their rows.
+void find_rows(const Adjacency &adjacency, const Ordering &ordering, Supernodes *nodes);
 
 }  // namespace interior_point
 

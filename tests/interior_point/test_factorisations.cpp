@@ -11,6 +11,7 @@
 
 #include "interior_point/block_factorisation.h"
 #include "interior_point/dense_kernel.h"
+#include "interior_point/panel_kernels.h"
 #include "interior_point/sparse_factorisation.h"
 #include "tests/interior_point/random_programs.h"
 
@@ -350,6 +351,102 @@ TEST(ChosenFactorisation, KeepsLongColumnsAsUnknownsUnlessTheyAreFree) {
   expect_right(make_factorisation(A).get(), A, A, &random, kGrowth);
   const std::vector<uint8_t> all_free(static_cast<size_t>(A.columns()), 1);
   EXPECT_GT(make_factorisation(A, nullptr, &all_free)->work(), 100.0 * kept);
+}
+
+using LongMatrix = Eigen::Matrix<long double, Eigen::Dynamic, Eigen::Dynamic>;
+
+/// A symmetric matrix that is diagonally dominant with the given signs on its diagonal.
+LongMatrix quasidefinite(const std::vector<double> &sign, Random *random) {
+  const auto n = static_cast<Eigen::Index>(sign.size());
+  LongMatrix K(n, n);
+  for (Eigen::Index i = 0; i < n; ++i) {
+    for (Eigen::Index j = 0; j < i; ++j) K(i, j) = K(j, i) = random->entry();
+  }
+  for (Eigen::Index i = 0; i < n; ++i) {
+    K(i, i) = 0;
+    K(i, i) = sign[static_cast<size_t>(i)] * (1.0L + K.row(i).cwiseAbs().sum());
+  }
+  return K;
+}
+
+/// Solves K x = r by two panels: the first `columns` columns of K, and what they leave of the rest,
+/// which lies scattered among the rows and columns of an identity.
+std::vector<double> solve_by_panels(const interior_point::PanelKernels &kernels,
+                                    const LongMatrix &K, const std::vector<double> &sign,
+                                    int32_t columns, std::vector<double> x, Random *random) {
+  const auto n = static_cast<int32_t>(K.rows());
+  const int32_t rest = n - columns, order = rest + random->integer(0, 5);
+  std::vector<int32_t> place(static_cast<size_t>(order));
+  std::iota(place.begin(), place.end(), 0);
+  std::shuffle(place.begin(), place.end(), random->engine());
+  place.resize(static_cast<size_t>(rest));
+  std::sort(place.begin(), place.end());
+  std::vector<double> first, second(static_cast<size_t>(order) * static_cast<size_t>(order), 0.0);
+  for (int32_t j = 0; j < columns; ++j) {
+    for (int32_t i = 0; i < n; ++i) first.push_back(i < j ? NAN : static_cast<double>(K(i, j)));
+  }
+  std::vector<double> second_sign(static_cast<size_t>(order), 1.0), rest_of_x(second_sign.size());
+  for (int32_t i = 0; i < order; ++i) second[static_cast<size_t>(i * (order + 1))] = 1.0;
+  for (int32_t j = 0; j < rest; ++j) {
+    second_sign[static_cast<size_t>(place[j])] = sign[static_cast<size_t>(columns + j)];
+    for (int32_t i = j; i < rest; ++i) {
+      second[static_cast<size_t>(place[j] * order + place[i])] =
+          static_cast<double>(K(columns + i, columns + j));
+    }
+  }
+  std::vector<double> scratch(static_cast<size_t>(interior_point::kScratchPerColumn * (n + order)));
+  const bool positive = std::all_of(sign.begin(), sign.end(), [](double d) { return d > 0; });
+  const double *d = positive ? nullptr : sign.data();
+  EXPECT_TRUE(kernels.factorise(n, columns, d, first.data(), scratch.data()));
+  const int32_t cut = rest / 3;  // by two updates, as two supernodes would take it
+  kernels.update(rest, cut, n, columns, d, first.data() + columns,
+                 {second.data(), order, place.data()}, scratch.data());
+  kernels.update(rest - cut, rest - cut, n, columns, d, first.data() + columns + cut,
+                 {second.data(), order, place.data() + cut}, scratch.data());
+  EXPECT_TRUE(kernels.factorise(order, order, second_sign.data(), second.data(), scratch.data()));
+
+  kernels.solve(n, columns, first.data(), x.data());
+  for (int32_t j = 0; j < rest; ++j) rest_of_x[static_cast<size_t>(place[j])] = x[columns + j];
+  kernels.solve(order, order, second.data(), rest_of_x.data());
+  for (size_t i = 0; i < rest_of_x.size(); ++i) rest_of_x[i] *= second_sign[i];
+  kernels.solve_transposed(order, order, second.data(), rest_of_x.data());
+  for (int32_t j = 0; j < columns; ++j) x[static_cast<size_t>(j)] *= sign[static_cast<size_t>(j)];
+  for (int32_t j = 0; j < rest; ++j) x[columns + j] = rest_of_x[static_cast<size_t>(place[j])];
+  kernels.solve_transposed(n, columns, first.data(), x.data());
+  return x;
+}
+
+TEST(PanelKernels, SolveLikeADenseReferenceWithEveryWidthOfRegisters) {
+  Random random(77);
+  for (int trial = 0; trial < 300; ++trial) {
+    const int32_t n = random.integer(2, 90), columns = random.integer(1, n - 1);
+    std::vector<double> sign(static_cast<size_t>(n), 1.0), r;
+    for (double &d : sign) d = trial % 2 == 1 && random.chance(0.4) ? -1.0 : 1.0;
+    const LongMatrix K = quasidefinite(sign, &random);
+    Eigen::Matrix<long double, Eigen::Dynamic, 1> right(n);
+    for (int32_t i = 0; i < n; ++i) r.push_back(static_cast<double>(right(i) = random.entry()));
+    const Eigen::Matrix<long double, Eigen::Dynamic, 1> expected = K.partialPivLu().solve(right);
+    for (const int32_t most : {2, 4, 8}) {
+      const std::vector<double> x =
+          solve_by_panels(interior_point::panel_kernels(most), K, sign, columns, r, &random);
+      for (int32_t i = 0; i < n; ++i) {
+        ASSERT_NEAR(x[static_cast<size_t>(i)], static_cast<double>(expected(i)),
+                    1e-13 * static_cast<double>(expected.cwiseAbs().maxCoeff()))
+            << n << " x " << columns << " with " << most << " numbers in a register";
+      }
+    }
+  }
+}
+
+TEST(PanelKernels, RefusePivotsOfTheWrongSign) {
+  for (const double pivot : {0.0, -1.0, std::nan("")}) {
+    for (const double sign : {1.0, -1.0}) {
+      std::vector<double> panel = {sign, 0.5, 0.25, NAN, sign * pivot + 0.25 * sign, 0.5};
+      double scratch[2 * interior_point::kScratchPerColumn];
+      const double signs[] = {sign, sign};
+      EXPECT_FALSE(interior_point::panel_kernels().factorise(3, 2, signs, panel.data(), scratch));
+    }
+  }
 }
 
 }  // namespace
