@@ -66,6 +66,8 @@ NewtonSystem::NewtonSystem(const ProblemForm &form) : form_(form) {
   theta_.resize(columns);
   gradient_.resize(columns);
   product_.resize(columns);
+  inverse_x_.resize(columns);
+  inverse_w_.resize(form.boxed.size());
   rhs_.resize(rows);
   residual_.resize(rows);
   search_.resize(rows);
@@ -123,9 +125,13 @@ void NewtonSystem::form_diagonal() {
 
 bool NewtonSystem::prepare(const Point &point, double mu) {
   for (int32_t j = 0; j < form_.columns(); ++j) {
-    theta_[j] = form_.is_free[j] ? 0.0 : point.z[j] / point.x[j];
+    inverse_x_[j] = form_.is_free[j] ? 0.0 : 1.0 / point.x[j];
+    theta_[j] = point.z[j] * inverse_x_[j];
   }
-  for (size_t k = 0; k < form_.boxed.size(); ++k) theta_[form_.boxed[k]] += point.v[k] / point.w[k];
+  for (size_t k = 0; k < form_.boxed.size(); ++k) {
+    inverse_w_[k] = 1.0 / point.w[k];
+    theta_[form_.boxed[k]] += point.v[k] * inverse_w_[k];
+  }
   for (int32_t j = 0; j < form_.columns(); ++j) {
     if (form_.is_free[j]) {
       const double natural = point.x[j] * point.x[j] / std::max(mu, 1e-300);
@@ -237,13 +243,13 @@ void NewtonSystem::add_search(double length, Direction *direction) {
 /// g of (9).
 void NewtonSystem::form_gradient(const Point &point, const Residuals *residuals,
                                  const Products &products) {
-  for (int32_t j = 0; j < form_.columns(); ++j) {
-    gradient_[j] = (residuals ? residuals->dual[j] : 0.0) -
-                   (form_.is_free[j] ? 0.0 : products.xz[j] / point.x[j]);
+  for (size_t j = 0; j < gradient_.size(); ++j) gradient_[j] = -products.xz[j] * inverse_x_[j];
+  if (residuals) {
+    for (size_t j = 0; j < gradient_.size(); ++j) gradient_[j] += residuals->dual[j];
   }
   for (size_t k = 0; k < form_.boxed.size(); ++k) {
     const double width = residuals ? residuals->width[k] : 0.0;
-    gradient_[form_.boxed[k]] += (products.wv[k] - point.v[k] * width) / point.w[k];
+    gradient_[form_.boxed[k]] += (products.wv[k] - point.v[k] * width) * inverse_w_[k];
   }
 }
 
@@ -276,16 +282,16 @@ void NewtonSystem::solve(const Point &point, const Residuals *residuals, const P
     trusted_ = refine(residuals, direction);
     if (!trusted_) form_product(*direction);
   }
-  for (int32_t j = 0; j < form_.columns(); ++j) {
-    direction->z[j] =
-        form_.is_free[j] ? 0.0 : (products.xz[j] - point.z[j] * direction->x[j]) / point.x[j];
+  // 0 for a free column.
+  for (size_t j = 0; j < direction->z.size(); ++j) {
+    direction->z[j] = (products.xz[j] - point.z[j] * direction->x[j]) * inverse_x_[j];
   }
   for (size_t k = 0; k < form_.boxed.size(); ++k) {
     const int32_t j = form_.boxed[k];
     const double width = residuals ? residuals->width[k] : 0.0;
     const double dual = residuals ? residuals->dual[j] : 0.0;
     direction->w[k] = width - direction->x[j];
-    direction->v[k] = (products.wv[k] - point.v[k] * direction->w[k]) / point.w[k];
+    direction->v[k] = (products.wv[k] - point.v[k] * direction->w[k]) * inverse_w_[k];
     if (point.z[j] < point.x[j] && point.v[k] < point.w[k]) continue;  // basic
     if (point.z[j] * point.w[k] > point.v[k] * point.x[j]) {
       direction->z[j] = dual - product_[j] + direction->v[k];

@@ -124,6 +124,8 @@ class NewtonSystem {
   std::vector<double> rhs_, residual_, search_, image_, search_x_;
   MinimalResidual corrections_;
   std::vector<double> product_;           // A'dy
+  std::vector<double> inverse_x_;         // 1 / x at the point of the last prepare, 0 for free x
+  std::vector<double> inverse_w_;         // the same with w
   std::vector<double> diagonal_, added_;  // of A Theta A', and what is added to it
 };
 

@@ -367,8 +367,7 @@ void Solver::add_weighted_corrector(double mu_target, const StepLengths &predict
   for (double &e : products_.wv) e = scale * e + mu_target;
   newton_.solve(point_, nullptr, products_, &corrector_);
   const double small = predictor.least() * predictor.least();
-  trial_ = direction_;
-  add_scaled(1.0, corrector_, &trial_);
+  set_sum(direction_, corrector_, &trial_);
   add_scaled(small, corrector_, &direction_);
   const double full_sum = steps_to_boundary(form_, point_, trial_).sum();
   if (full_sum >= steps_to_boundary(form_, point_, direction_).sum()) std::swap(direction_, trial_);
@@ -385,8 +384,7 @@ void Solver::add_centrality_correctors(double mu_target, bool keep_centred) {
     aim_at_neighbourhood(form_, point_, direction_, reach, kLeastCentrality * mu_target,
                          kMostCentrality * mu_target, &products_);
     newton_.solve(point_, nullptr, products_, &corrector_);
-    trial_ = direction_;
-    add_scaled(1.0, corrector_, &trial_);
+    set_sum(direction_, corrector_, &trial_);
     const StepLengths next = steps_to_boundary(form_, point_, trial_);
     const double growth = next.sum() - steps.sum();
     if (growth < kWorthKeeping) return;

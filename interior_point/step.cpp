@@ -6,11 +6,31 @@ namespace interior_point {
 
 namespace {
 
+// Entries that are looked at together.
+constexpr size_t kGroup = 16;
+
+/// True when one of the group's entries is below 0 after the step.
+bool leaves(const double *value, const double *change, double step) {
+  double least[2] = {0.0, 0.0};
+  for (size_t k = 0; k < kGroup; k += 2) {
+    for (size_t l = 0; l < 2; ++l) {
+      const double next = value[k + l] + step * change[k + l];
+      least[l] = next < least[l] ? next : least[l];
+    }
+  }
+  return least[0] < 0.0 || least[1] < 0.0;
+}
+
+/// The longest step of at most `step`. Few entries shorten it: whole groups are passed over.
 double longest(const std::vector<double> &value, const std::vector<double> &change,
                const uint8_t *skip, double step) {
-  for (size_t j = 0; j < value.size(); ++j) {
-    // Seldom true, whatever the signs of the changes are: a branch that is foreseen.
-    if (value[j] < -step * change[j] && !(skip && skip[j])) step = -value[j] / change[j];
+  const size_t size = value.size();
+  for (size_t first = 0; first < size; first += kGroup) {
+    const size_t end = std::min(first + kGroup, size);
+    if (end == first + kGroup && !leaves(&value[first], &change[first], step)) continue;
+    for (size_t j = first; j < end; ++j) {
+      if (value[j] < -step * change[j] && !(skip && skip[j])) step = -value[j] / change[j];
+    }
   }
   return step;
 }
@@ -23,6 +43,11 @@ double centrality_correction(double product, double low, double high) {
 
 void add_to(double factor, const std::vector<double> &b, std::vector<double> *a) {
   for (size_t i = 0; i < b.size(); ++i) (*a)[i] += factor * b[i];
+}
+
+void sum_to(const std::vector<double> &a, const std::vector<double> &b,
+            std::vector<double> *result) {
+  for (size_t i = 0; i < a.size(); ++i) (*result)[i] = a[i] + b[i];
 }
 
 }  // namespace
@@ -100,6 +125,14 @@ void add_scaled(double factor, const Direction &b, Direction *a) {
   add_to(factor, b.y, &a->y);
   add_to(factor, b.z, &a->z);
   add_to(factor, b.v, &a->v);
+}
+
+void set_sum(const Direction &a, const Direction &b, Direction *result) {
+  sum_to(a.x, b.x, &result->x);
+  sum_to(a.w, b.w, &result->w);
+  sum_to(a.y, b.y, &result->y);
+  sum_to(a.z, b.z, &result->z);
+  sum_to(a.v, b.v, &result->v);
 }
 
 }  // namespace interior_point

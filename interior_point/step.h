@@ -44,6 +44,9 @@ void take_step(const StepLengths &steps, const Direction &direction, Point *poin
 /// a += factor * b, part by part.
 void add_scaled(double factor, const Direction &b, Direction *a);
 
+/// result = a + b, part by part; the result has the right sizes already.
+void set_sum(const Direction &a, const Direction &b, Direction *result);
+
 }  // namespace interior_point
 
 #endif
