@@ -123,6 +123,10 @@ void Presolved::build_reduced() {
   const int32_t cost_row = static_cast<int32_t>(rows_.size()) + 1;
   std::vector<int32_t> type, start = {1}, row;
   std::vector<double> value, rhs, range, lower, upper;
+  size_t entries = columns_.size();
+  for (const int32_t i : rows_) entries += static_cast<size_t>(program_.row_length[i]);
+  row.reserve(entries);
+  value.reserve(entries);
   for (const int32_t i : rows_) {
     const double low = program_.low[i];
     const double high = program_.high[i];

@@ -64,6 +64,7 @@ class FormBuilder {
   ProblemForm build();
 
  private:
+  void reserve();
   void number_rows();
   void gather(int32_t j, GatheredColumn *out);
   void place(int32_t j, const GatheredColumn &column);
@@ -81,6 +82,22 @@ class FormBuilder {
   std::vector<uint8_t> seen_;
   ProblemForm form_;
 };
+
+void FormBuilder::reserve() {
+  const size_t rows = static_cast<size_t>(loaded_.rows);
+  const size_t columns = static_cast<size_t>(loaded_.columns);
+  const size_t entries = static_cast<size_t>(loaded_.col_start[loaded_.columns]) + rows;
+  form_.A.start.reserve(columns + rows + 1);
+  form_.A.row.reserve(entries);
+  form_.A.value.reserve(entries);
+  form_.c.reserve(columns + rows);
+  form_.is_free.reserve(columns + rows);
+  form_.width.reserve(columns + rows);
+  form_.user_column.reserve(columns);
+  form_.shift.reserve(columns);
+  form_.sign.reserve(columns);
+  form_.fingerprint.reserve(columns);
+}
 
 /// Rows whose type code is none of the three constrain nothing and are left out.
 void FormBuilder::number_rows() {
@@ -108,8 +125,9 @@ void FormBuilder::gather(int32_t j, GatheredColumn *out) {
       out->cost += loaded_.elt[t];
       continue;
     }
-    out->fingerprint = mix(out->fingerprint, static_cast<uint64_t>(user_row));
-    out->fingerprint = mix(out->fingerprint, bits_of(loaded_.elt[t]));
+    // Rows spread over all bits, so that a row and a value seldom make up for each other.
+    const uint64_t spread = static_cast<uint64_t>(user_row) * 0xd1342543de82ef95ULL;
+    out->fingerprint = mix(out->fingerprint, bits_of(loaded_.elt[t]) ^ spread);
     const int32_t i = form_row_[user_row];
     if (i < 0) continue;
     if (!seen_[i]) out->row.push_back(i);
@@ -265,6 +283,7 @@ void FormBuilder::add_slacks() {
 ProblemForm FormBuilder::build() {
   form_.user_rows = loaded_.rows;
   form_.user_columns = loaded_.columns;
+  if (loaded_.columns > 0) reserve();
   number_rows();
   GatheredColumn column;
   for (int32_t j = 0; j < loaded_.columns; ++j) {
@@ -276,8 +295,12 @@ ProblemForm FormBuilder::build() {
   form_.row_scale.assign(static_cast<size_t>(form_.rows()), 1.0);
   form_.column_scale.assign(static_cast<size_t>(form_.columns()), 1.0);
   scale(&form_);
-  for (const double s : form_.row_scale) form_.row_unit.push_back(1.0 / s);
-  for (const double s : form_.column_scale) form_.column_unit.push_back(1.0 / s);
+  const auto inverse = [](double s) { return 1.0 / s; };
+  form_.row_unit.resize(form_.row_scale.size());
+  form_.column_unit.resize(form_.column_scale.size());
+  std::transform(form_.row_scale.begin(), form_.row_scale.end(), form_.row_unit.begin(), inverse);
+  std::transform(form_.column_scale.begin(), form_.column_scale.end(), form_.column_unit.begin(),
+                 inverse);
   derive(&form_);
   return std::move(form_);
 }

@@ -31,7 +31,7 @@ ReducibleProgram::ReducibleProgram(const ProblemForm &form) {
   activity_known_.assign(m, 0);
   constant = form.objective_constant;
   for (int32_t i = 0; i < form.rows(); ++i) low[i] = high[i] = form.b[i] / form.row_scale[i];
-  entries_.reserve(static_cast<size_t>(form.A.start[form.structurals]));
+  entries_.reserve(2 * static_cast<size_t>(form.A.start[form.structurals]));  // with fill-in
   for (int32_t j = 0; j < form.structurals; ++j) {
     const double scale = form.column_scale[j];
     cost[j] = form.c[j] / scale;

@@ -20,7 +20,10 @@ constexpr double kMostBalance = 8192.0;
 
 double power_of_two_near(double value) {
   if (!(value > 0.0) || !std::isfinite(value)) return 1.0;
-  return std::ldexp(1.0, static_cast<int>(std::lround(std::log2(value))));
+  constexpr double kHalfWay = 0.70710678118654752;  // between 1/2 and 1
+  int exponent = 0;
+  return std::frexp(value, &exponent) < kHalfWay ? std::ldexp(0.5, exponent)
+                                                 : std::ldexp(1.0, exponent);
 }
 
 struct Extremes {
