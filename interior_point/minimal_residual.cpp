@@ -77,7 +77,7 @@ double MinimalResidual::least() const { return std::fabs(rhs_[static_cast<size_t
 
 void MinimalResidual::combine(std::vector<double> *sum) const {
   std::array<double, kMost> weight = {};
-  sum->assign(basis_[0].size(), 0.0);
+  sum->assign(size_ > 0 ? directions_[0].size() : 0, 0.0);
   for (int i = size_ - 1; i >= 0; --i) {
     const size_t k = static_cast<size_t>(i);
     weight[k] = rhs_[k];

@@ -210,34 +210,43 @@ bool NewtonSystem::refine(const Residuals *residuals, Direction *direction) {
 bool NewtonSystem::find_correction() {
   for (size_t i = 0; i < residual_.size(); ++i) residual_[i] *= form_.row_unit[i];
   if (!corrections_.start(residual_)) return false;
+  const size_t rows = residual_.size();
+  search_.resize(rows + factorisation_->kept().size());
   do {
-    for (size_t i = 0; i < search_.size(); ++i) {
-      search_[i] = corrections_.next()[i] * form_.row_scale[i];
-    }
-    factorisation_->solve(search_.data());
+    for (size_t i = 0; i < rows; ++i) search_[i] = corrections_.next()[i] * form_.row_scale[i];
+    std::fill(search_.begin() + static_cast<int64_t>(rows), search_.end(), 0.0);
+    factorisation_->solve_with_kept(search_.data(), search_.data() + rows);
     form_image();
   } while (corrections_.add(search_, image_) && corrections_.least() > kOvershoot * accuracy_);
   if (corrections_.size() == 0) return false;
   corrections_.combine(&search_);
-  for (int32_t j = 0; j < form_.columns(); ++j) {
-    search_x_[j] = theta_[j] * column_product(form_.A, j, search_.data());
-  }
+  form_search_x();
   return true;
 }
 
-/// image_ = M search_ in the caller's units.
-void NewtonSystem::form_image() {
-  for (size_t i = 0; i < image_.size(); ++i) image_[i] = delta_ * search_[i];
+/// dx for the dy of search_, whose last entries are those of the kept columns.
+void NewtonSystem::form_search_x() {
   for (int32_t j = 0; j < form_.columns(); ++j) {
     search_x_[j] = theta_[j] * column_product(form_.A, j, search_.data());
   }
+  set_kept(search_.data() + residual_.size(), &search_x_);
+}
+
+/// image_ = A dx + delta dy of search_ in the caller's units.
+void NewtonSystem::form_image() {
+  form_search_x();
+  for (size_t i = 0; i < image_.size(); ++i) image_[i] = delta_ * search_[i];
   add_product(form_.A, search_x_.data(), image_.data());
   for (size_t i = 0; i < image_.size(); ++i) image_[i] *= form_.row_unit[i];
 }
 
+void NewtonSystem::set_kept(const double *of_kept, std::vector<double> *x) const {
+  for (const int32_t j : factorisation_->kept()) (*x)[j] = *of_kept++;
+}
+
 void NewtonSystem::add_search(double length, Direction *direction) {
   for (size_t j = 0; j < search_x_.size(); ++j) direction->x[j] += length * search_x_[j];
-  for (size_t i = 0; i < search_.size(); ++i) direction->y[i] += length * search_[i];
+  for (size_t i = 0; i < direction->y.size(); ++i) direction->y[i] += length * search_[i];
 }
 
 /// g of (9).
@@ -253,18 +262,26 @@ void NewtonSystem::form_gradient(const Point &point, const Residuals *residuals,
   }
 }
 
-/// dy and dx of (9).
+/// dy and dx of (9). Where columns are unknowns beside dy, theta g of theirs is left to the
+/// factorisation, and their dx comes from it.
 void NewtonSystem::solve_normal_equations(const Residuals *residuals, Direction *direction) {
+  const std::vector<int32_t> &kept = factorisation_->kept();
   std::fill(rhs_.begin(), rhs_.end(), 0.0);
   if (residuals) rhs_ = residuals->primal;
   for (int32_t j = 0; j < form_.columns(); ++j) direction->x[j] = theta_[j] * gradient_[j];
+  of_kept_.resize(kept.size());
+  for (size_t k = 0; k < kept.size(); ++k) {
+    of_kept_[k] = gradient_[kept[k]];
+    direction->x[kept[k]] = 0.0;
+  }
   add_product(form_.A, direction->x.data(), rhs_.data());
   direction->y = rhs_;
-  if (form_.rows() > 0) factorisation_->solve(direction->y.data());
+  if (form_.rows() > 0) factorisation_->solve_with_kept(direction->y.data(), of_kept_.data());
   form_product(*direction);
   for (int32_t j = 0; j < form_.columns(); ++j) {
     direction->x[j] = theta_[j] * (product_[j] - gradient_[j]);
   }
+  set_kept(of_kept_.data(), &direction->x);
 }
 
 /// product_ = A'dy

@@ -107,7 +107,9 @@ class NewtonSystem {
   double residual_of(const Residuals *residuals, const Direction &direction);
   bool refine(const Residuals *residuals, Direction *direction);
   bool find_correction();
+  void form_search_x();
   void form_image();
+  void set_kept(const double *of_kept, std::vector<double> *x) const;
   void add_search(double length, Direction *direction);
 
   const ProblemForm &form_;
@@ -121,9 +123,11 @@ class NewtonSystem {
   bool trusted_ = false;  // the first solution with this factorisation was clean
   // Work space of one solve.
   std::vector<double> gradient_;  // g of (9)
-  std::vector<double> rhs_, residual_, search_, image_, search_x_;
+  std::vector<double> rhs_, residual_, image_;
+  std::vector<double> search_, search_x_;  // a correction: dy, then dx of the kept columns; all dx
   MinimalResidual corrections_;
   std::vector<double> product_;           // A'dy
+  std::vector<double> of_kept_;           // entries for the kept columns
   std::vector<double> inverse_x_;         // 1 / x at the point of the last prepare, 0 for free x
   std::vector<double> inverse_w_;         // the same with w
   std::vector<double> diagonal_, added_;  // of A Theta A', and what is added to it

@@ -31,10 +31,8 @@ constexpr double kHeavy = 120.0;
 // the rows.
 constexpr double kLongColumn = 2.5;
 constexpr double kShortColumn = 3.0;
-constexpr double kLongShare = 0.5;
+constexpr double kLongShare = 0.7;
 constexpr double kFewKept = 0.9;
-// Panels of both signs run slower than others, and their orders have narrower ones.
-constexpr double kSignedHandicap = 2.0;
 
 /// The share of M that is not 0, from a sample of its rows.
 double density(const SparseColumns &A) {
@@ -138,10 +136,12 @@ std::unique_ptr<Factorisation> signed_way(const SparseColumns &A,
   const double assembly = assembly_work(A, kept);
   const double entries = 2.0 * assembly / kScatterCost + A.entries();
   if (kAnalysis * entries > work) return nullptr;
-  return make_sparse_factorisation(A, kept, (work - assembly) / kSparseHandicap / kSignedHandicap);
+  return make_sparse_factorisation(A, kept, (work - assembly) / kSparseHandicap);
 }
 
 }  // namespace
+
+void Factorisation::solve_with_kept(double *r, double *) const { solve(r); }
 
 std::unique_ptr<Factorisation> make_factorisation(const SparseColumns &A, const Factorisation *last,
                                                   const std::vector<uint8_t> *is_free) {
@@ -156,10 +156,8 @@ std::unique_ptr<Factorisation> make_factorisation(const SparseColumns &A, const 
   double work = std::min(plain, split);
   std::unique_ptr<Factorisation> best;
   if (A.rows >= kSmall) {
-    best = sparse_way(A, work);
-    if (best) work = kSparseHandicap * best->work() + assembly_work(A, {});
-    std::unique_ptr<Factorisation> other = signed_way(A, is_free, work);
-    if (other) best = std::move(other);
+    best = signed_way(A, is_free, work);
+    if (!best) best = sparse_way(A, work);
   }
   if (best) return best;
   return make_block_factorisation(A, split < kWorthEliminating * plain ? independent : none);

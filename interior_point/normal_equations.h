@@ -11,6 +11,7 @@
 #define INTERIOR_POINT_NORMAL_EQUATIONS_H
 
 #include <memory>
+#include <vector>
 
 #include "interior_point/sparse_columns.h"
 
@@ -28,6 +29,16 @@ class Factorisation {
   /// y = M^-1 r in place, r with one entry per row of A.
   virtual void solve(double *r) const = 0;
 
+  /// Columns of A that are unknowns beside y, increasing; none in most ways.
+  const std::vector<int32_t> &kept() const { return kept_; }
+
+  /// The same with them: r = r_S and x = r_P become the y and q of
+  ///
+  ///   (A_S Theta_S A_S' + diag(added)) y + P q = r_S,   P'y - Theta_P^-1 q = r_P.             (24)
+  ///
+  /// q is as exact as y. Theta_P (P'y - r_P) would multiply the rounding error of y by Theta_P.
+  virtual void solve_with_kept(double *r, double *x) const;
+
   /// t_k = a_k'M^-1 a_k for each of the columns a_k (rows as in A).
   virtual void quadratic_forms(const SparseColumns &columns, double *t) const = 0;
 
@@ -40,6 +51,9 @@ class Factorisation {
 
   /// Multiply-add pairs of a factorisation.
   virtual double work() const = 0;
+
+ protected:
+  std::vector<int32_t> kept_;
 };
 
 /// One scattered multiply-add takes about as long as this many of a rank-k update; measured with

@@ -33,8 +33,9 @@ struct SparsePattern {
   std::vector<int32_t> by_row_first;
   // P of (14) below the diagonal: per unknown, the entries whose other unknown comes later.
   SparseColumns coupling;
-  std::vector<int32_t> kept;  // per unknown: the kept column that it is, or -1 for a row
-  std::vector<double> sign;   // per unknown: its entry in D
+  std::vector<int32_t> kept_columns;  // increasing
+  std::vector<int32_t> kept;          // per unknown: the kept column that it is, or -1 for a row
+  std::vector<double> sign;           // per unknown: its entry in D
   std::vector<uint8_t> by_panel_kernels;  // per supernode: narrow, or not positive
   std::vector<uint8_t> is_positive;       // per supernode: D is 1 in all of it
   int32_t widest = 0;                     // columns of such a supernode
@@ -161,6 +162,7 @@ std::shared_ptr<SparsePattern> make_pattern(const SparseColumns &A,
   std::vector<uint8_t> is_kept(static_cast<size_t>(A.columns()), 0);
   for (const int32_t j : kept) is_kept[j] = 1;
   rename_rows(A, ordering, is_kept, pattern.get());
+  pattern->kept_columns = kept;
   couple(A, kept, ordering.place, pattern.get());
   choose_kernels(pattern.get());
   pattern->largest_update = largest_update(*pattern);
@@ -172,6 +174,7 @@ class SparseFactorisation : public Factorisation {
   explicit SparseFactorisation(std::shared_ptr<const SparsePattern> pattern);
   bool compute(const double *theta, const double *added) override;
   void solve(double *r) const override;
+  void solve_with_kept(double *r, double *x) const override;
   void quadratic_forms(const SparseColumns &columns, double *t) const override;
   std::unique_ptr<Factorisation> sibling() const override {
     return std::make_unique<SparseFactorisation>(pattern_);
@@ -208,7 +211,7 @@ class SparseFactorisation : public Factorisation {
   std::vector<double> update_;
   std::vector<int32_t> place_;       // local_ of the rows of an update
   std::vector<double> coefficient_;  // scratch of the kernels
-  mutable std::vector<double> work_, gathered_;
+  mutable std::vector<double> work_, gathered_, of_kept_;
 };
 
 SparseFactorisation::SparseFactorisation(std::shared_ptr<const SparsePattern> pattern)
@@ -226,6 +229,8 @@ SparseFactorisation::SparseFactorisation(std::shared_ptr<const SparsePattern> pa
   coefficient_.resize(kScratchPerColumn * static_cast<size_t>(p_.widest));
   work_.resize(unknowns);
   gathered_.resize(unknowns);
+  kept_ = p_.kept_columns;
+  of_kept_.resize(kept_.size());
 }
 
 /// M_J of (13): the entries of (14) in the columns of the supernode.
@@ -376,15 +381,21 @@ void SparseFactorisation::solve_panel_transposed(int32_t s, double *r) const {
   std::copy(x, x + columns, own);
 }
 
-void SparseFactorisation::solve(double *r) const {
-  if (p_.unknowns > p_.rows) std::fill(work_.begin(), work_.end(), 0.0);
+void SparseFactorisation::solve_with_kept(double *r, double *x) const {
   for (int32_t i = 0; i < p_.rows; ++i) work_[p_.place[i]] = r[i];
+  for (int32_t i = p_.rows; i < p_.unknowns; ++i) work_[p_.place[i]] = x[i - p_.rows];
   for (int32_t s = 0; s < p_.nodes.count(); ++s) solve_panel(s, work_.data());
   if (p_.unknowns > p_.rows) {
     for (size_t k = 0; k < work_.size(); ++k) work_[k] *= p_.sign[k];
   }
   for (int32_t s = p_.nodes.count(); s-- > 0;) solve_panel_transposed(s, work_.data());
   for (int32_t i = 0; i < p_.rows; ++i) r[i] = work_[p_.place[i]];
+  for (int32_t i = p_.rows; i < p_.unknowns; ++i) x[i - p_.rows] = work_[p_.place[i]];
+}
+
+void SparseFactorisation::solve(double *r) const {
+  std::fill(of_kept_.begin(), of_kept_.end(), 0.0);
+  solve_with_kept(r, of_kept_.data());
 }
 
 void SparseFactorisation::quadratic_forms(const SparseColumns &columns, double *t) const {

@@ -208,6 +208,47 @@ TEST(Factorisation, SolvesAsADenseOneDoesWhateverTheWay) {
   }
 }
 
+/// The matrix of a system in which the columns `kept` are unknowns beside the rows.
+Matrix with_kept_columns(const SparseColumns &A, const Numbers &numbers,
+                         const std::vector<int32_t> &kept) {
+  Numbers others = numbers;
+  for (const int32_t j : kept) others.theta[static_cast<size_t>(j)] = 0.0;
+  const auto size = static_cast<Eigen::Index>(kept.size());
+  Matrix K = Matrix::Zero(A.rows + size, A.rows + size);
+  K.topLeftCorner(A.rows, A.rows) = normal_matrix(A, others);
+  const Matrix columns = dense(A);
+  for (Eigen::Index k = 0; k < size; ++k) {
+    const int32_t j = kept[static_cast<size_t>(k)];
+    K.col(A.rows + k).head(A.rows) = columns.col(j);
+    K.row(A.rows + k).head(A.rows) = columns.col(j).transpose();
+    K(A.rows + k, A.rows + k) = -1.0L / numbers.theta[static_cast<size_t>(j)];
+  }
+  return K;
+}
+
+TEST(SparseFactorisation, SolvesForTheColumnsThatItKeeps) {
+  const interior_point::SingleThreadedBlas one_thread;
+  for (const Shape &shape : kShapes) {
+    for (uint64_t seed = 1; seed <= 8; ++seed) {
+      SCOPED_TRACE(shape.name + std::string(", seed ") + std::to_string(seed));
+      Random random(seed);
+      const SparseColumns A = draw_matrix(shape, &random);
+      const std::vector<int32_t> kept = longer_than(A, 6);
+      const Handle f = make_sparse_factorisation(A, kept, kNoLimit);
+      EXPECT_EQ(f->kept(), kept);
+      const Numbers numbers(A, &random);
+      ASSERT_TRUE(f->compute(numbers.theta.data(), numbers.added.data()));
+      const Matrix K = with_kept_columns(A, numbers, kept);
+      const std::vector<double> right =
+          powers_of_ten(A.rows + static_cast<int32_t>(kept.size()), -3, 3, &random);
+      std::vector<double> solution = right;
+      f->solve_with_kept(solution.data(), solution.data() + A.rows);
+      const Vector s = longer(solution), terms = K.cwiseAbs() * s.cwiseAbs();
+      EXPECT_LE((K * s - longer(right)).cwiseAbs().maxCoeff(), 1e-13L * terms.maxCoeff());
+    }
+  }
+}
+
 TEST(Factorisation, RefusesAnIndefiniteMatrixAndGoesOnWithTheNext) {
   const interior_point::SingleThreadedBlas one_thread;
   for (const Shape &shape : kShapes) {
