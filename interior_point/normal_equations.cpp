@@ -33,6 +33,8 @@ constexpr double kLongColumn = 2.5;
 constexpr double kShortColumn = 3.0;
 constexpr double kLongShare = 0.7;
 constexpr double kFewKept = 0.9;
+// Columns of several entries are few where there are no more than this share of the rows.
+constexpr double kFewColumns = 0.5;
 
 /// The share of M that is not 0, from a sample of its rows.
 double density(const SparseColumns &A) {
@@ -139,6 +141,28 @@ std::unique_ptr<Factorisation> signed_way(const SparseColumns &A,
   return make_sparse_factorisation(A, kept, (work - assembly) / kSparseHandicap);
 }
 
+/// The factorisation of (14) with all columns as unknowns and the rows that have a diagonal of
+/// their own eliminated first, as where the columns are few: what is left has their order.
+std::unique_ptr<Factorisation> column_way(const SparseColumns &A, double work) {
+  int32_t several = 0;
+  std::vector<uint8_t> first(static_cast<size_t>(A.rows), 0);
+  for (int32_t j = 0; j < A.columns(); ++j) {
+    several += A.length(j) > 1;
+    if (A.length(j) == 1) first[A.row[A.start[j]]] = 1;
+  }
+  if (several > kFewColumns * A.rows) return nullptr;
+  const std::vector<int32_t> kept = columns_to_keep(A, 1.0);
+  size_t next = 0;
+  for (int32_t j = 0; j < A.columns(); ++j) {
+    if (next < kept.size() && kept[next] == j) {
+      ++next;
+    } else if (A.length(j) > 1) {
+      for (int32_t t = A.start[j]; t < A.start[j + 1]; ++t) first[A.row[t]] = 0;
+    }
+  }
+  return make_sparse_factorisation(A, kept, first, work / kSparseHandicap);
+}
+
 }  // namespace
 
 void Factorisation::solve_with_kept(double *r, double *) const { solve(r); }
@@ -156,7 +180,8 @@ std::unique_ptr<Factorisation> make_factorisation(const SparseColumns &A, const 
   double work = std::min(plain, split);
   std::unique_ptr<Factorisation> best;
   if (A.rows >= kSmall) {
-    best = signed_way(A, is_free, work);
+    best = column_way(A, work);
+    if (!best) best = signed_way(A, is_free, work);
     if (!best) best = sparse_way(A, work);
   }
   if (best) return best;

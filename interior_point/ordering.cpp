@@ -155,4 +155,50 @@ Ordering fill_reducing_order(const Adjacency &adjacency) {
   return renamed(result, postorder(result.parent));
 }
 
+/// What is left of the graph once the marked unknowns are gone: those that met one of them meet
+/// each other.
+Adjacency without(const Adjacency &all, const std::vector<uint8_t> &gone,
+                  const std::vector<int32_t> &number) {
+  Adjacency result;
+  result.start.push_back(0);
+  std::vector<int32_t> seen(gone.size(), -1);
+  for (int32_t i = 0; i < all.unknowns(); ++i) {
+    if (gone[i]) continue;
+    seen[i] = i;
+    const auto take = [&](int32_t k) {
+      if (gone[k] || seen[k] == i) return;
+      seen[k] = i;
+      result.row.push_back(number[k]);
+    };
+    for (int64_t t = all.start[i]; t < all.start[i + 1]; ++t) {
+      const int32_t k = all.row[t];
+      take(k);
+      if (!gone[k]) continue;
+      for (int64_t q = all.start[k]; q < all.start[k + 1]; ++q) take(all.row[q]);
+    }
+    result.start.push_back(static_cast<int64_t>(result.row.size()));
+  }
+  return result;
+}
+
+Ordering fill_reducing_order(const Adjacency &adjacency, const std::vector<uint8_t> &first) {
+  std::vector<int32_t> number(first.size(), -1);
+  std::vector<int32_t> rest;
+  Ordering result;
+  for (int32_t i = 0; i < adjacency.unknowns(); ++i) {
+    if (first[i]) {
+      result.at.push_back(i);
+    } else {
+      number[i] = static_cast<int32_t>(rest.size());
+      rest.push_back(i);
+    }
+  }
+  for (const int32_t k : minimum_degree(without(adjacency, first, number))) {
+    result.at.push_back(rest[k]);
+  }
+  result.place = inverse(result.at);
+  grow_tree(adjacency, &result);
+  return renamed(result, postorder(result.parent));
+}
+
 }  // namespace interior_point

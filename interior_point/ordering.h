@@ -38,6 +38,9 @@ struct Ordering {
 
 Ordering fill_reducing_order(const Adjacency &adjacency);
 
+/// The same with the marked unknowns, no two of which may meet, before all others.
+Ordering fill_reducing_order(const Adjacency &adjacency, const std::vector<uint8_t> &first);
+
 }  // namespace interior_point
 
 #endif

@@ -142,11 +142,15 @@ void choose_kernels(SparsePattern *pattern) {
   }
 }
 
-/// The pattern with the columns `kept` as unknowns, where it takes less than `work_limit`.
+/// The pattern with the columns `kept` as unknowns, where it takes less than `work_limit`. Rows
+/// that are marked in `first`, if any, come before all other unknowns.
 std::shared_ptr<SparsePattern> make_pattern(const SparseColumns &A,
-                                            const std::vector<int32_t> &kept, double work_limit) {
+                                            const std::vector<int32_t> &kept,
+                                            std::vector<uint8_t> first, double work_limit) {
   const Adjacency adjacency = adjacency_of(A, kept);
-  const Ordering ordering = fill_reducing_order(adjacency);
+  if (!first.empty()) first.resize(static_cast<size_t>(adjacency.unknowns()), 0);
+  const Ordering ordering =
+      first.empty() ? fill_reducing_order(adjacency) : fill_reducing_order(adjacency, first);
   Supernodes nodes = find_supernodes(ordering);
   if (!(nodes.work < work_limit)) return nullptr;
   find_rows(adjacency, ordering, &nodes);
@@ -417,7 +421,7 @@ void SparseFactorisation::quadratic_forms(const SparseColumns &columns, double *
 /// more.
 std::unique_ptr<Factorisation> SparseFactorisation::adapted(const SparseColumns &A) const {
   if (A.rows != p_.rows || p_.unknowns != p_.rows || !holds_for(A, p_.entries)) return nullptr;
-  auto pattern = make_pattern(A, {}, p_.work_limit);
+  auto pattern = make_pattern(A, {}, {}, p_.work_limit);
   if (!pattern) return nullptr;
   pattern->entries = p_.entries;  // of the choice
   return std::make_unique<SparseFactorisation>(std::move(pattern));
@@ -426,7 +430,14 @@ std::unique_ptr<Factorisation> SparseFactorisation::adapted(const SparseColumns 
 std::unique_ptr<Factorisation> make_sparse_factorisation(const SparseColumns &A,
                                                          const std::vector<int32_t> &kept,
                                                          double work_limit) {
-  auto pattern = make_pattern(A, kept, work_limit);
+  return make_sparse_factorisation(A, kept, {}, work_limit);
+}
+
+std::unique_ptr<Factorisation> make_sparse_factorisation(const SparseColumns &A,
+                                                         const std::vector<int32_t> &kept,
+                                                         const std::vector<uint8_t> &first,
+                                                         double work_limit) {
+  auto pattern = make_pattern(A, kept, first, work_limit);
   return pattern ? std::make_unique<SparseFactorisation>(std::move(pattern)) : nullptr;
 }
 

@@ -40,6 +40,13 @@ std::unique_ptr<Factorisation> make_sparse_factorisation(const SparseColumns &A,
                                                          const std::vector<int32_t> &kept,
                                                          double work_limit);
 
+/// The same with the marked rows eliminated before all other unknowns. No two of them may have
+/// entries in a column that is not kept.
+std::unique_ptr<Factorisation> make_sparse_factorisation(const SparseColumns &A,
+                                                         const std::vector<int32_t> &kept,
+                                                         const std::vector<uint8_t> &first,
+                                                         double work_limit);
+
 }  // namespace interior_point
 
 #endif
