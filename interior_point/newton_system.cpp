@@ -154,9 +154,9 @@ bool NewtonSystem::prepare_least_squares(const std::vector<uint8_t> &far) {
 /// The shift is relative to the diagonal: it bounds the condition of M scaled to a unit diagonal,
 /// whose Cholesky factorisation has the same rounding errors.
 bool NewtonSystem::factorise() {
-  trusted_ = false;
+  trusted_ = factorised_ = false;
   analyse();
-  if (form_.rows() == 0) return true;
+  if (form_.rows() == 0) return factorised_ = true;
   form_diagonal();
   added_ = diagonal_;
   const auto middle = added_.begin() + static_cast<int64_t>(added_.size() / 2);
@@ -166,7 +166,8 @@ bool NewtonSystem::factorise() {
   if (factorisation_.use_count() > 1) factorisation_ = factorisation_->sibling();
   for (double shift = kFirstShift; shift <= kLastShift; shift *= kShiftGrowth) {
     for (size_t i = 0; i < added_.size(); ++i) added_[i] = delta_ + shift * diagonal_[i];
-    if (factorisation_->compute(theta_.data(), added_.data())) return true;
+    factorised_ = factorisation_->compute(theta_.data(), added_.data());
+    if (factorised_) return true;
   }
   return false;
 }

@@ -88,8 +88,11 @@ class NewtonSystem {
   void loosen_free_columns(const Point &point, const Direction &direction, const Blame &blame);
   void reset_terms();
 
-  /// The factorisation of the last prepare, for others to keep.
-  std::shared_ptr<Factorisation> factorisation() const { return factorisation_; }
+  /// The factorisation of the last prepare, for others to keep; null before the first one and after
+  /// one that failed.
+  std::shared_ptr<Factorisation> factorisation() const {
+    return factorised_ ? factorisation_ : nullptr;
+  }
   const std::vector<double> &theta() const { return theta_; }
 
   /// Theta of the least-squares starting point: 1, and 1/2 for the boxed columns that are not
@@ -120,6 +123,7 @@ class NewtonSystem {
   double delta_factor_ = 1.0;
   std::vector<double> rho_;  // per column
   double accuracy_ = 0.0;
+  bool factorised_ = false;
   bool trusted_ = false;  // the first solution with this factorisation was clean
   // Work space of one solve.
   std::vector<double> gradient_;  // g of (9)

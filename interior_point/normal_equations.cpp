@@ -35,6 +35,8 @@ constexpr double kLongShare = 0.7;
 constexpr double kFewKept = 0.9;
 // Columns of several entries are few where there are no more than this share of the rows.
 constexpr double kFewColumns = 0.5;
+// Rows this many times longer than the mean are long.
+constexpr double kLongRow = 4.0;
 
 /// The share of M that is not 0, from a sample of its rows.
 double density(const SparseColumns &A) {
@@ -141,26 +143,38 @@ std::unique_ptr<Factorisation> signed_way(const SparseColumns &A,
   return make_sparse_factorisation(A, kept, (work - assembly) / kSparseHandicap);
 }
 
-/// The factorisation of (14) with all columns as unknowns and the rows that have a diagonal of
-/// their own eliminated first, as where the columns are few: what is left has their order.
-std::unique_ptr<Factorisation> column_way(const SparseColumns &A, double work) {
-  int32_t several = 0;
+/// The rows to eliminate first where all columns `kept` (increasing) are unknowns: those that meet
+/// no other row and have a diagonal of their own. Long ones would fill the columns' square.
+std::vector<uint8_t> rows_to_begin_with(const SparseColumns &A, const std::vector<int32_t> &kept) {
   std::vector<uint8_t> first(static_cast<size_t>(A.rows), 0);
+  std::vector<int32_t> length(first.size(), 0);
   for (int32_t j = 0; j < A.columns(); ++j) {
-    several += A.length(j) > 1;
-    if (A.length(j) == 1) first[A.row[A.start[j]]] = 1;
+    for (int32_t t = A.start[j]; t < A.start[j + 1]; ++t) {
+      ++length[A.row[t]];
+      if (A.length(j) == 1) first[A.row[t]] = 1;
+    }
   }
-  if (several > kFewColumns * A.rows) return nullptr;
-  const std::vector<int32_t> kept = columns_to_keep(A, 1.0);
-  size_t next = 0;
+  auto next = kept.begin();
   for (int32_t j = 0; j < A.columns(); ++j) {
-    if (next < kept.size() && kept[next] == j) {
+    if (next != kept.end() && *next == j) {
       ++next;
     } else if (A.length(j) > 1) {
       for (int32_t t = A.start[j]; t < A.start[j + 1]; ++t) first[A.row[t]] = 0;
     }
   }
-  return make_sparse_factorisation(A, kept, first, work / kSparseHandicap);
+  const double mean = static_cast<double>(A.entries()) / std::max(A.rows, 1);
+  for (size_t i = 0; i < first.size(); ++i) first[i] &= length[i] <= kLongRow * mean;
+  return first;
+}
+
+/// The factorisation of (14) with all columns as unknowns, where these are few: once the rows are
+/// eliminated what is left has their order.
+std::unique_ptr<Factorisation> column_way(const SparseColumns &A, double work) {
+  int32_t several = 0;
+  for (int32_t j = 0; j < A.columns(); ++j) several += A.length(j) > 1;
+  if (several > kFewColumns * A.rows) return nullptr;
+  const std::vector<int32_t> kept = columns_to_keep(A, 1.0);
+  return make_sparse_factorisation(A, kept, rows_to_begin_with(A, kept), work / kSparseHandicap);
 }
 
 }  // namespace
@@ -180,9 +194,11 @@ std::unique_ptr<Factorisation> make_factorisation(const SparseColumns &A, const 
   double work = std::min(plain, split);
   std::unique_ptr<Factorisation> best;
   if (A.rows >= kSmall) {
-    best = column_way(A, work);
-    if (!best) best = signed_way(A, is_free, work);
+    best = signed_way(A, is_free, work);
     if (!best) best = sparse_way(A, work);
+    if (best) work = kSparseHandicap * best->work() + assembly_work(A, best->kept());
+    std::unique_ptr<Factorisation> other = column_way(A, work);
+    if (other) best = std::move(other);
   }
   if (best) return best;
   return make_block_factorisation(A, split < kWorthEliminating * plain ? independent : none);

@@ -194,8 +194,16 @@ INTERIOR_POINT_INLINE void update_rows(const double *block, int32_t row, int32_t
   for (int q = 0; q < N; ++q) a[q].clear();
   accumulate<W, N>(block + row, rows, columns, coefficient, a);
   const int32_t *place = target.place + row;
+  const bool side_by_side = place[W - 1] - place[0] == W - 1;
   for (int q = 0; q < N; ++q) {
     double *column = target.panel + static_cast<int64_t>(target.place[first + q]) * target.leading;
+    if (side_by_side) {
+      Strip<W> sum;
+      sum.load(column + place[0]);
+      sum.v -= a[q].v;
+      sum.store(column + place[0]);
+      continue;
+    }
     double part[W];
     a[q].store(part);
     for (int i = 0; i < W; ++i) column[place[i]] -= part[i];

@@ -20,7 +20,7 @@
 namespace interior_point {
 
 /// Where the product of two blocks of one panel goes: entry (i, j) of the product is taken from row
-/// place[i] and column place[j] of `panel`, its columns `leading` apart.
+/// place[i] and column place[j] of `panel`, its columns `leading` apart. Places increase.
 struct ScatterTarget {
   double *panel;
   int32_t leading;

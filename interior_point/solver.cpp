@@ -129,8 +129,9 @@ Code Solver::solve(const Request &request, Start start, const SavedPoint *saved)
   set_limits(request);
   if (form_.verdict == Verdict::kInfeasible) return Code::kInfeasible;
   if (form_.verdict == Verdict::kUnbounded) return Code::kUnbounded;
-  const bool known = saved && saved->factorisation && same_rows(*saved, form_);
-  newton_.analyse(known ? saved->factorisation.get() : nullptr);
+  const bool known = saved && saved->made.factorisation && same_rows(*saved, form_);
+  if (known) carried_ = saved->made;
+  newton_.analyse(carried_.factorisation.get());
   const bool goes_on = start == Start::kCurrent && has_point_ && !adopted_;
   adopted_ = has_point_ = false;  // until there is a whole one again
   const bool warm =
@@ -205,8 +206,14 @@ bool Solver::start_cold() {
 }
 
 SavedPoint Solver::save() const {
-  return save_point(form_, point_, measures_.mu, adopted_ ? nullptr : newton_.factorisation(),
-                    factorisation_mu_);
+  MadeFactorisation made;
+  if (!adopted_) {
+    made = carried_;  // where no iteration was needed
+    if (newton_.factorisation()) {
+      made = {newton_.factorisation(), form_.row_scale, factorisation_mu_};
+    }
+  }
+  return save_point(form_, point_, measures_.mu, std::move(made));
 }
 
 void Solver::evaluate() {

@@ -131,6 +131,7 @@ class Solver {
   double relief_ = 1.0;   // lowers the mu to stop at
   double stop_mu_ = 0.0;  // the second entry of the maximum in (12)
   double factorisation_mu_ = 0.0;
+  MadeFactorisation carried_;  // of an earlier problem with these rows
   double tolerance_ = 1e-8;    // of the gap
   double feasibility_ = 1e-9;  // of the infeasibilities
   double rhs_size_ = 1.0;      // the first terms of the primal denominator of (7)

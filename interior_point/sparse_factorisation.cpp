@@ -14,7 +14,7 @@ namespace {
 
 // Up to so many columns the kernels for panels are faster than a BLAS: 1.3 to 2 times with 6 to 60
 // columns, where a BLAS has twice their rate with 400.
-constexpr int32_t kNarrow = 64;
+constexpr int32_t kNarrow = 96;
 
 /// Everything that does not change between factorisations. An unknown is known by its place.
 struct SparsePattern {
@@ -222,7 +222,6 @@ SparseFactorisation::SparseFactorisation(std::shared_ptr<const SparsePattern> pa
     : pattern_(std::move(pattern)), p_(*pattern_), kernels_(panel_kernels()) {
   const size_t unknowns = static_cast<size_t>(p_.unknowns);
   const size_t supernodes = static_cast<size_t>(p_.nodes.count());
-  numbers_.resize(static_cast<size_t>(p_.nodes.panel_start.back()));
   added_.resize(unknowns);
   local_.resize(unknowns);
   head_.resize(supernodes);
@@ -324,6 +323,8 @@ bool SparseFactorisation::factorise_panel(int32_t s) {
 }
 
 bool SparseFactorisation::compute(const double *theta, const double *added) {
+  // Not before: of several ways that are made to be compared one is used.
+  numbers_.resize(static_cast<size_t>(p_.nodes.panel_start.back()));
   for (int32_t i = 0; i < p_.rows; ++i) added_[p_.place[i]] = added[i];
   std::fill(head_.begin(), head_.end(), -1);
   for (int32_t s = 0; s < p_.nodes.count(); ++s) {

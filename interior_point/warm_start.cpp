@@ -105,14 +105,14 @@ std::vector<double> dual_widths(const SavedPoint &saved, const ProblemForm &form
     for (int32_t t = form.A.start[j]; t < form.A.start[j + 1]; ++t) {
       const int32_t i = form.A.row[t];
       columns.row.push_back(i);
-      columns.value.push_back(form.A.value[t] / form.row_scale[i] * saved.row_scale[i]);
+      columns.value.push_back(form.A.value[t] / form.row_scale[i] * saved.made.row_scale[i]);
     }
     columns.start.push_back(static_cast<int32_t>(columns.row.size()));
   }
   std::vector<double> t(fresh.size());
-  saved.factorisation->quadratic_forms(columns, t.data());
+  saved.made.factorisation->quadratic_forms(columns, t.data());
   // sqrt(mu t) with the factorisation's own mu, in the scaled unit of the column.
-  for (double &e : t) e = std::sqrt(std::max(e, 0.0) * saved.factorisation_mu);
+  for (double &e : t) e = std::sqrt(std::max(e, 0.0) * saved.made.mu);
   return t;
 }
 
@@ -241,7 +241,7 @@ bool is_interior(const ProblemForm &form, const Point &point) {
 }  // namespace
 
 SavedPoint save_point(const ProblemForm &form, const Point &point, double mu,
-                      std::shared_ptr<const Factorisation> factorisation, double factorisation_mu) {
+                      MadeFactorisation made) {
   SavedPoint saved;
   const size_t structurals = static_cast<size_t>(form.structurals);
   saved.fingerprint = form.fingerprint;
@@ -283,9 +283,7 @@ SavedPoint save_point(const ProblemForm &form, const Point &point, double mu,
   }
   for (size_t i = 0; i < rows; ++i) saved.y[i] = point.y[i] * form.row_scale[i];
   saved.mu = mu;
-  saved.factorisation = std::move(factorisation);
-  saved.row_scale = form.row_scale;
-  saved.factorisation_mu = factorisation_mu;
+  saved.made = std::move(made);
   return saved;
 }
 
@@ -294,7 +292,7 @@ bool same_rows(const SavedPoint &saved, const ProblemForm &form) {
 }
 
 bool restore_point(const SavedPoint &saved, const ProblemForm &form, Point *point) {
-  if (!same_rows(saved, form) || !saved.factorisation || !(saved.mu > 0.0)) return false;
+  if (!same_rows(saved, form) || !saved.made.factorisation || !(saved.mu > 0.0)) return false;
   point->resize(form);
   for (int32_t i = 0; i < form.rows(); ++i) point->y[i] = saved.y[i] / form.row_scale[i];
   std::vector<int32_t> match = match_columns(saved, form);

@@ -28,6 +28,13 @@
 
 namespace interior_point {
 
+/// A factorisation, the row scale it was made in, and the mu of its theta.
+struct MadeFactorisation {
+  std::shared_ptr<const Factorisation> factorisation;
+  std::vector<double> row_scale;
+  double mu = 0.0;
+};
+
 struct SavedPoint {
   // Per structural column of the problem it comes from, in the caller's units.
   std::vector<uint64_t> fingerprint;
@@ -37,15 +44,12 @@ struct SavedPoint {
   std::vector<int32_t> user_row, row_type;
   std::vector<double> y, slack_x, slack_z, slack_w, slack_v;
   double mu = 0.0;
-  // The last factorisation, in the row scale it was made in, and the mu of its theta.
-  std::shared_ptr<const Factorisation> factorisation;
-  std::vector<double> row_scale;
-  double factorisation_mu = 0.0;
+  MadeFactorisation made;  ///< the last one
 };
 
 /// Copies the point out of its form. Throws std::bad_alloc.
 SavedPoint save_point(const ProblemForm &form, const Point &point, double mu,
-                      std::shared_ptr<const Factorisation> factorisation, double factorisation_mu);
+                      MadeFactorisation made);
 
 /// True when the saved point is of a problem with the rows of this form, in its order.
 bool same_rows(const SavedPoint &saved, const ProblemForm &form);
