@@ -160,6 +160,25 @@ TEST(WarmStart, GoesOnFromThePointSavedFromTheSameProblem) {
   EXPECT_EQ(random_programs::optimality_faults(rmp, &problem, 1e-7, 1e-8), "");
 }
 
+TEST(WarmStart, IsAsGoodFromAPointThatTookNoIteration) {
+  for (uint64_t seed = 1; seed <= 3; ++seed) {
+    SCOPED_TRACE("seed " + std::to_string(seed));
+    const LinearProgram full = random_programs::draw_rmp(40, 0, 400, 1e3, seed);
+    std::vector<int32_t> fewer = all_columns(full);
+    fewer.resize(fewer.size() - 3);
+    SavedPoint first, second;
+    save_centre(full.with_columns(fewer), 0.1, &first);
+    LoadedProblem untouched(full.with_columns(fewer));
+    ASSERT_EQ(untouched.centre(0.1, 1, &first).iterations, 0);
+    untouched.save(&second);
+    LoadedProblem from_first(full), from_second(full);
+    const int32_t expected = from_first.centre(0.1, 1, &first).iterations;
+    const SolveReport report = from_second.centre(0.1, 1, &second);
+    EXPECT_EQ(report.code, 0);
+    EXPECT_EQ(report.iterations, expected);
+  }
+}
+
 TEST(WarmStart, FromRowsThatDifferOrAnEmptyRecordIsAColdStart) {
   const LinearProgram rmp = random_programs::draw_rmp(20, 3, 200, 1e3, 1);
   LinearProgram other_types = rmp, other_rows = random_programs::draw_rmp(25, 0, 200, 1e3, 1);
