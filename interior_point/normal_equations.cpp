@@ -28,7 +28,7 @@ constexpr double kAnalysis = 100.0;
 constexpr double kHeavy = 120.0;
 // ... and for columns this many times longer than the mean, and than the second value, while they
 // make up the third share of all the products in A Theta A' and are fewer than the fourth share of
-// the rows.
+// the rows. With shares from 0.5 to 0.7 that took up to 13 % longer than without.
 constexpr double kLongColumn = 2.5;
 constexpr double kShortColumn = 3.0;
 constexpr double kLongShare = 0.7;

@@ -22,7 +22,12 @@
  * which is quasidefinite: K = L D L' with D = diag(+-1), positive in the rows and negative in the
  * kept columns, exists for every order (R. J. Vanderbei, SIAM J. Optimization 5 (1995) 100-113), so
  * the ordering is free to pass through a dense column late, or through the rows of many columns
- * first, whichever fills less. With D in the middle of its products (13) stays as it is.
+ * first, whichever fills less. With D in the middle of its products (13) stays as it is. q comes
+ * out with the accuracy of y: see (24).
+ *
+ * Where A has far fewer columns than rows all of them are kept, and the rows that have a diagonal
+ * of their own go first, before the ordering looks at the rest: what they leave is of the order of
+ * the columns.
  */
 #ifndef INTERIOR_POINT_SPARSE_FACTORISATION_H
 #define INTERIOR_POINT_SPARSE_FACTORISATION_H
