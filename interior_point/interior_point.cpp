@@ -67,16 +67,16 @@ bool solve_reduced(Handle *handle, const Request &asked, int32_t *iterations) {
 }
 
 /// Solves the problem, by way of a smaller one where a plain cold solve is asked for: first where a
-/// look at the problem promises much of it, else when all else failed. A few split columns or
-/// dependent rows may be all that stood in the way.
+/// look at the problem promises much of it, else when the problem as it is was not solved. A few
+/// split columns or dependent rows may be all that stood in the way.
 Code solve_form(Handle *handle, const Request &asked, Start start, const SavedPoint *saved,
                 int32_t *iterations) {
   const bool plain = start == Start::kCold && !asked.keep_centred;
   if (plain && handle->reducible && solve_reduced(handle, asked, iterations)) return Code::kSolved;
   const Code code = handle->solver->solve(asked, start, saved);
   *iterations += handle->solver->iterations();
-  if (plain && !handle->reducible && code != Code::kSolved && handle->solver->has_point() &&
-      solve_reduced(handle, asked, iterations)) {
+  const bool open = code != Code::kSolved && code != Code::kInfeasible && code != Code::kUnbounded;
+  if (plain && !handle->reducible && open && solve_reduced(handle, asked, iterations)) {
     return Code::kSolved;
   }
   return code;

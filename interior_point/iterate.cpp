@@ -12,6 +12,9 @@ constexpr double kBackwardShare = 0.01;  // weight of the backward errors in (7)
 // has no relative gap; a master problem of objective 1e-3 with costs of about 1 must still close
 // its own.
 constexpr double kObjectiveFloor = 1e-5;
+// The same where it is what is left of the constant that shifts of columns gave: its rounding error
+// is not to be closed.
+constexpr double kConstantFloor = 1e-6;
 constexpr double kSummationError = 2e-15;
 // Rounding errors are forgiven up to this share of the objective: beyond, a gap says nothing.
 constexpr double kMostForgiven = 1e-7;
@@ -106,7 +109,8 @@ void measure_products(const ProblemForm &form, const Point &point, Measures *m) 
 }  // namespace
 
 double objective_size(const ProblemForm &form, double objective) {
-  return std::max(std::fabs(objective), kObjectiveFloor * form.least_cost);
+  return std::max({std::fabs(objective), kObjectiveFloor * form.least_cost,
+                   kConstantFloor * std::fabs(form.objective_constant)});
 }
 
 void Point::resize(const ProblemForm &form) {

@@ -28,7 +28,7 @@ class MinimalResidual {
   const std::vector<double> &next() const { return basis_[static_cast<size_t>(size_)]; }
 
   /// Takes a direction, of any size, and its image. False where no other one can follow; one whose
-  /// image is not of numbers is not taken.
+  /// image is 0 or not of numbers is not taken.
   bool add(const std::vector<double> &direction, const std::vector<double> &image);
 
   int size() const { return size_; }

@@ -52,6 +52,10 @@ double largest(const std::vector<double> &v) {
   return most;
 }
 
+bool are_finite(const std::vector<double> &v) {
+  return std::all_of(v.begin(), v.end(), [](double e) { return std::isfinite(e); });
+}
+
 }  // namespace
 
 void Products::resize(const ProblemForm &form) {
@@ -93,6 +97,7 @@ void NewtonSystem::weaken_primal_term(const Direction &direction, double most) {
 
 void NewtonSystem::weaken_dual_terms(const Residuals &residuals, const Point &point,
                                      const Direction &direction, const Blame &blame) {
+  if (std::isinf(blame.residual) && std::isinf(blame.defect)) return;
   for (int32_t j = 0; j < form_.columns(); ++j) {
     const double left = std::fabs(residuals.dual[j]);
     if (left > kDominantShare * blame.residual ||
@@ -148,7 +153,9 @@ bool NewtonSystem::prepare_least_squares(const std::vector<uint8_t> &far) {
   for (size_t k = 0; k < far.size(); ++k) {
     if (!far[k]) theta_[form_.boxed[k]] = 0.5;
   }
-  return factorise();
+  const bool done = factorise();
+  factorised_ = false;  // of no point
+  return done;
 }
 
 /// The shift is relative to the diagonal: it bounds the condition of M scaled to a unit diagonal,
@@ -180,7 +187,8 @@ double NewtonSystem::residual_of(const Residuals *residuals, const Direction &di
   for (size_t i = 0; i < residual_.size(); ++i) {
     const double wanted = residuals ? residuals->primal[i] : 0.0;
     residual_[i] = wanted - image_[i] - delta_ * direction.y[i];
-    most = std::max(most, std::fabs(residual_[i]) * form_.row_unit[i]);
+    const double size = std::fabs(residual_[i]) * form_.row_unit[i];
+    if (!(size <= most)) most = size;  // not a number stays what it is
   }
   return most;
 }
@@ -222,7 +230,7 @@ bool NewtonSystem::find_correction() {
   if (corrections_.size() == 0) return false;
   corrections_.combine(&search_);
   form_search_x();
-  return true;
+  return are_finite(search_) && are_finite(search_x_);
 }
 
 /// dx for the dy of search_, whose last entries are those of the kept columns.

@@ -88,8 +88,8 @@ class NewtonSystem {
   void loosen_free_columns(const Point &point, const Direction &direction, const Blame &blame);
   void reset_terms();
 
-  /// The factorisation of the last prepare, for others to keep; null before the first one and after
-  /// one that failed.
+  /// The factorisation of the last prepare, for others to keep; null before the first one, after
+  /// one that failed, and after that of the starting point.
   std::shared_ptr<Factorisation> factorisation() const {
     return factorised_ ? factorisation_ : nullptr;
   }

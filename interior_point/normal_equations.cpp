@@ -123,12 +123,25 @@ std::vector<int32_t> promising_columns(const SparseColumns &A,
   if (static_cast<double>(kept.size()) > kFewKept * A.rows) kept.clear();
   return kept;
 }
+
 /// The sparse factorisation of M where it takes less than `block`, the work of the others.
 std::unique_ptr<Factorisation> sparse_way(const SparseColumns &A, double block) {
   const double filled = density(A);
   if (filled > kClearlyDense || kAnalysis * filled * A.rows * A.rows > block) return nullptr;
   // What is left for the elimination once M has been formed.
   return make_sparse_factorisation(A, {}, (block - assembly_work(A, {})) / kSparseHandicap);
+}
+
+/// What eliminating all rows before the columns `kept` (increasing) takes: a scattered update of
+/// the square of its length for each. A bound of what to expect before anything is ordered.
+double elimination_work(const SparseColumns &A, const std::vector<int32_t> &kept) {
+  std::vector<int32_t> length(static_cast<size_t>(A.rows), 0);
+  for (const int32_t j : kept) {
+    for (int32_t t = A.start[j]; t < A.start[j + 1]; ++t) ++length[A.row[t]];
+  }
+  double squares = 0.0;
+  for (const double l : length) squares += l * l;
+  return kScatterCost * squares / 2.0;
 }
 
 /// The factorisation of (14) with the long columns as unknowns, where that takes less than `work`.
@@ -139,7 +152,7 @@ std::unique_ptr<Factorisation> signed_way(const SparseColumns &A,
   if (kept.empty()) return nullptr;
   const double assembly = assembly_work(A, kept);
   const double entries = 2.0 * assembly / kScatterCost + A.entries();
-  if (kAnalysis * entries > work) return nullptr;
+  if (kAnalysis * entries > work || elimination_work(A, kept) > work) return nullptr;
   return make_sparse_factorisation(A, kept, (work - assembly) / kSparseHandicap);
 }
 
@@ -168,12 +181,15 @@ std::vector<uint8_t> rows_to_begin_with(const SparseColumns &A, const std::vecto
 }
 
 /// The factorisation of (14) with all columns as unknowns, where these are few: once the rows are
-/// eliminated what is left has their order.
-std::unique_ptr<Factorisation> column_way(const SparseColumns &A, double work) {
+/// eliminated what is left has their order. Null where that takes more than `work`, or where the
+/// columns are those that are kept already.
+std::unique_ptr<Factorisation> column_way(const SparseColumns &A, const std::vector<int32_t> &known,
+                                          double work) {
   int32_t several = 0;
   for (int32_t j = 0; j < A.columns(); ++j) several += A.length(j) > 1;
   if (several > kFewColumns * A.rows) return nullptr;
   const std::vector<int32_t> kept = columns_to_keep(A, 1.0);
+  if (kept == known || elimination_work(A, kept) > work) return nullptr;
   return make_sparse_factorisation(A, kept, rows_to_begin_with(A, kept), work / kSparseHandicap);
 }
 
@@ -197,7 +213,8 @@ std::unique_ptr<Factorisation> make_factorisation(const SparseColumns &A, const 
     best = signed_way(A, is_free, work);
     if (!best) best = sparse_way(A, work);
     if (best) work = kSparseHandicap * best->work() + assembly_work(A, best->kept());
-    std::unique_ptr<Factorisation> other = column_way(A, work);
+    std::unique_ptr<Factorisation> other =
+        column_way(A, best ? best->kept() : std::vector<int32_t>(), work);
     if (other) best = std::move(other);
   }
   if (best) return best;

@@ -39,7 +39,8 @@ class Factorisation {
   /// q is as exact as y. Theta_P (P'y - r_P) would multiply the rounding error of y by Theta_P.
   virtual void solve_with_kept(double *r, double *x) const;
 
-  /// t_k = a_k'M^-1 a_k for each of the columns a_k (rows as in A).
+  /// t_k = a_k'M^-1 a_k for each of the columns a_k (rows as in A). Threads may ask a factorisation
+  /// that they share at once; all else is for one thread.
   virtual void quadratic_forms(const SparseColumns &columns, double *t) const = 0;
 
   /// Another factorisation over the same pattern, without numbers yet.
@@ -69,8 +70,9 @@ inline bool holds_for(const SparseColumns &A, int32_t entries_then) {
 /// Chooses how to factorise by counting the work of each way, and works out the pattern. A
 /// factorisation for the same rows may be given as `last`, for its choices to be kept where they
 /// still hold. Columns marked in `is_free`, where it is given, have a theta that may be huge
-/// against all others: they never become unknowns of their own, whose pivots would start from -1 /
-/// theta. `A` must outlive nothing: the entries that are needed are copied. Throws std::bad_alloc.
+/// against all others: they do not become unknowns whose pivots start from -1 / theta, but may
+/// where rows are eliminated first. `A` must outlive nothing: the entries that are needed are
+/// copied. Throws std::bad_alloc.
 std::unique_ptr<Factorisation> make_factorisation(const SparseColumns &A,
                                                   const Factorisation *last = nullptr,
                                                   const std::vector<uint8_t> *is_free = nullptr);

@@ -116,6 +116,32 @@ Ordering renamed(const Ordering &o, const std::vector<int32_t> &name) {
   return result;
 }
 
+/// What is left of the graph once the marked unknowns are gone: those that met one of them meet
+/// each other.
+Adjacency without(const Adjacency &all, const std::vector<uint8_t> &gone,
+                  const std::vector<int32_t> &number) {
+  Adjacency result;
+  result.start.push_back(0);
+  std::vector<int32_t> seen(gone.size(), -1);
+  for (int32_t i = 0; i < all.unknowns(); ++i) {
+    if (gone[i]) continue;
+    seen[i] = i;
+    const auto take = [&](int32_t k) {
+      if (gone[k] || seen[k] == i) return;
+      seen[k] = i;
+      result.row.push_back(number[k]);
+    };
+    for (int64_t t = all.start[i]; t < all.start[i + 1]; ++t) {
+      const int32_t k = all.row[t];
+      take(k);
+      if (!gone[k]) continue;
+      for (int64_t q = all.start[k]; q < all.start[k + 1]; ++q) take(all.row[q]);
+    }
+    result.start.push_back(static_cast<int64_t>(result.row.size()));
+  }
+  return result;
+}
+
 }  // namespace
 
 Adjacency adjacency_of(const SparseColumns &A, const std::vector<int32_t> &kept) {
@@ -153,32 +179,6 @@ Ordering fill_reducing_order(const Adjacency &adjacency) {
   result.place = inverse(result.at);
   grow_tree(adjacency, &result);
   return renamed(result, postorder(result.parent));
-}
-
-/// What is left of the graph once the marked unknowns are gone: those that met one of them meet
-/// each other.
-Adjacency without(const Adjacency &all, const std::vector<uint8_t> &gone,
-                  const std::vector<int32_t> &number) {
-  Adjacency result;
-  result.start.push_back(0);
-  std::vector<int32_t> seen(gone.size(), -1);
-  for (int32_t i = 0; i < all.unknowns(); ++i) {
-    if (gone[i]) continue;
-    seen[i] = i;
-    const auto take = [&](int32_t k) {
-      if (gone[k] || seen[k] == i) return;
-      seen[k] = i;
-      result.row.push_back(number[k]);
-    };
-    for (int64_t t = all.start[i]; t < all.start[i + 1]; ++t) {
-      const int32_t k = all.row[t];
-      take(k);
-      if (!gone[k]) continue;
-      for (int64_t q = all.start[k]; q < all.start[k + 1]; ++q) take(all.row[q]);
-    }
-    result.start.push_back(static_cast<int64_t>(result.row.size()));
-  }
-  return result;
 }
 
 Ordering fill_reducing_order(const Adjacency &adjacency, const std::vector<uint8_t> &first) {

@@ -16,6 +16,7 @@ constexpr double kHugeBound = 1e6;           // a shift by less keeps ten digits
 constexpr double kHugeWidth = 5e5;           // from a bound of any common size to a huge one
 constexpr double kFarWidth = 10.0;           // in the largest right-hand side
 constexpr double kEmptyRowTolerance = 1e-9;  // relative to 1 + |b_i|
+constexpr double kRounding = 4e-15;          // of a sum, relative to its terms
 
 /// One column of the caller's with equal row indices summed.
 struct GatheredColumn {
@@ -70,6 +71,8 @@ class FormBuilder {
   void place(int32_t j, const GatheredColumn &column);
   void keep(int32_t j, const GatheredColumn &column, double lower, double upper);
   void take_out(int32_t j, const GatheredColumn &column, double value);
+  void shift_row(int32_t i, double part);
+  void clear_rounded_rhs();
   bool value_without_entries(double cost, double lower, double upper, double *value);
   void drop_empty_rows();
   void check_empty_row(int32_t i);
@@ -80,6 +83,7 @@ class FormBuilder {
   std::vector<int32_t> form_row_;  // per caller's row: its row in the form, or -1
   std::vector<double> sum_;
   std::vector<uint8_t> seen_;
+  std::vector<double> rhs_terms_;  // per row of the form: the magnitudes that b_i is the sum of
   ProblemForm form_;
 };
 
@@ -109,6 +113,7 @@ void FormBuilder::number_rows() {
     form_.user_row.push_back(i);
     form_.row_type.push_back(type);
     form_.b.push_back(loaded_.rhs[i]);
+    rhs_terms_.push_back(std::fabs(loaded_.rhs[i]));
   }
   form_.A.rows = static_cast<int32_t>(form_.user_row.size());
 }
@@ -175,9 +180,22 @@ bool FormBuilder::value_without_entries(double cost, double lower, double upper,
   return true;
 }
 
+void FormBuilder::shift_row(int32_t i, double part) {
+  form_.b[i] -= part;
+  rhs_terms_[i] += std::fabs(part);
+}
+
+/// What rounding left of a right-hand side is none: where all of them are 0, no cost is smaller
+/// than what it would have the duals chase.
+void FormBuilder::clear_rounded_rhs() {
+  for (size_t i = 0; i < rhs_terms_.size(); ++i) {
+    if (std::fabs(form_.b[i]) <= kRounding * rhs_terms_[i]) form_.b[i] = 0.0;
+  }
+}
+
 void FormBuilder::take_out(int32_t j, const GatheredColumn &column, double value) {
   for (size_t t = 0; t < column.row.size(); ++t) {
-    form_.b[column.row[t]] -= column.value[t] * value;
+    shift_row(column.row[t], column.value[t] * value);
     form_.removed.row.push_back(column.row[t]);
     form_.removed.value.push_back(column.value[t]);
   }
@@ -200,7 +218,7 @@ void FormBuilder::keep(int32_t j, const GatheredColumn &column, double lower, do
   for (size_t t = 0; t < column.row.size(); ++t) {
     form_.A.row.push_back(column.row[t]);
     form_.A.value.push_back(sign * column.value[t]);
-    if (shift != 0.0) form_.b[column.row[t]] -= column.value[t] * shift;
+    if (shift != 0.0) shift_row(column.row[t], column.value[t] * shift);
   }
   form_.A.start.push_back(static_cast<int32_t>(form_.A.row.size()));
   form_.user_column.push_back(j);
@@ -290,6 +308,7 @@ ProblemForm FormBuilder::build() {
     gather(j, &column);
     place(j, column);
   }
+  clear_rounded_rhs();
   drop_empty_rows();
   add_slacks();
   form_.row_scale.assign(static_cast<size_t>(form_.rows()), 1.0);

@@ -125,15 +125,18 @@ Solver::Solver(std::shared_ptr<const ProblemForm> form)
 Code Solver::solve(const Request &request, Start start, const SavedPoint *saved) {
   iterations_ = 0;
   started_cold_ = false;
+  const bool goes_on = start == Start::kCurrent && has_point_ && !adopted_;
+  adopted_ = has_point_ = false;  // until there is a whole one again
   measures_ = Measures();
   set_limits(request);
   if (form_.verdict == Verdict::kInfeasible) return Code::kInfeasible;
   if (form_.verdict == Verdict::kUnbounded) return Code::kUnbounded;
-  const bool known = saved && saved->made.factorisation && same_rows(*saved, form_);
-  if (known) carried_ = saved->made;
+  if (!goes_on) carried_ = MadeFactorisation();
+  if (saved && saved->made.factorisation && same_rows(*saved, form_)) {
+    MadeFactorisation made = saved->made;
+    carried_ = std::move(made);
+  }
   newton_.analyse(carried_.factorisation.get());
-  const bool goes_on = start == Start::kCurrent && has_point_ && !adopted_;
-  adopted_ = has_point_ = false;  // until there is a whole one again
   const bool warm =
       goes_on || (start == Start::kSaved && saved && restore_point(*saved, form_, &point_));
   if (warm) {
@@ -201,6 +204,7 @@ bool Solver::adopt(const Request &request, Point point, int32_t iterations) {
 
 bool Solver::start_cold() {
   started_cold_ = true;
+  carried_ = MadeFactorisation();
   has_point_ = make_starting_point(form_, &newton_, &point_);
   return has_point_;
 }
@@ -292,7 +296,9 @@ Code Solver::iterate(const Request &request) {
     if (now < pace_.factor * progress_mark) {
       progress_mark = now;
       since_progress = 0;
-    } else if (++since_progress > (relief_ > kLeastRelief ? pace_.patience : kLastPatience)) {
+    } else if (++since_progress > (relief_ > kLeastRelief
+                                       ? pace_.patience
+                                       : std::min(pace_.patience, kLastPatience))) {
       return give_up(request, Code::kNumericalFailure);
     }
     if (short_steps_ > short_steps_allowed_) return give_up(request, Code::kNumericalFailure);
@@ -304,6 +310,7 @@ Code Solver::iterate(const Request &request) {
 }
 
 bool Solver::advance(const Request &request, bool centring_only) {
+  carried_ = MadeFactorisation();
   if (!newton_.prepare(point_, measures_.mu)) return false;
   newton_.set_accuracy(allowed_error());
   factorisation_mu_ = measures_.mu;

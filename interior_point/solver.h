@@ -8,8 +8,9 @@
  *      the longer steps (M. Colombo and J. Gondzio, Further development of multiple centrality
  *      correctors for interior point methods, Comput. Optim. Appl. 41 (2008) 277-305),
  *   3. up to four centrality correctors, as long as they lengthen the steps,
- * and moves by separate steps on the primal and the dual side. What these leave of r_d in columns
- * whose z (or v) is larger goes into it.
+ * and moves by separate steps on the primal and the dual side. After a start from scratch,
+ * and beside penalty columns, what these leave of r_d in columns whose z (or v) is twice as large
+ * goes into it.
  *
  * With mu_aff the mean product after the predictor alone, its steps alpha, tau the tolerance and N
  * the number of products, the target is
@@ -131,7 +132,7 @@ class Solver {
   double relief_ = 1.0;   // lowers the mu to stop at
   double stop_mu_ = 0.0;  // the second entry of the maximum in (12)
   double factorisation_mu_ = 0.0;
-  MadeFactorisation carried_;  // of an earlier problem with these rows
+  MadeFactorisation carried_;  // of an earlier problem with these rows, until the first iteration
   double tolerance_ = 1e-8;    // of the gap
   double feasibility_ = 1e-9;  // of the infeasibilities
   double rhs_size_ = 1.0;      // the first terms of the primal denominator of (7)

@@ -152,7 +152,9 @@ std::shared_ptr<SparsePattern> make_pattern(const SparseColumns &A,
   const Ordering ordering =
       first.empty() ? fill_reducing_order(adjacency) : fill_reducing_order(adjacency, first);
   Supernodes nodes = find_supernodes(ordering);
-  if (!(nodes.work < work_limit)) return nullptr;
+  // Eliminating rows one by one is most of the work where few columns are kept.
+  const double slow = kept.empty() ? 0.0 : (kScatterCost - 1.0) * nodes.thin_work;
+  if (!(nodes.work + slow < work_limit)) return nullptr;
   find_rows(adjacency, ordering, &nodes);
   auto pattern = std::make_shared<SparsePattern>();
   pattern->place = ordering.place;
@@ -200,8 +202,17 @@ class SparseFactorisation : public Factorisation {
   const double *signs_of(int32_t s) const {
     return p_.is_positive[s] ? nullptr : p_.sign.data() + p_.nodes.first[s];
   }
-  void solve_panel(int32_t s, double *r) const;
-  void solve_panel_transposed(int32_t s, double *r) const;
+  /// Memory of a solve: all unknowns, those of a panel, and the kept columns.
+  struct Scratch {
+    explicit Scratch(const SparsePattern &pattern)
+        : all(static_cast<size_t>(pattern.unknowns)),
+          panel(all.size()),
+          kept(pattern.kept_columns.size()) {}
+    std::vector<double> all, panel, kept;
+  };
+  void solve_with(Scratch *scratch, double *r, double *x) const;
+  void solve_panel(int32_t s, Scratch *scratch) const;
+  void solve_panel_transposed(int32_t s, Scratch *scratch) const;
 
   std::shared_ptr<const SparsePattern> pattern_;
   const SparsePattern &p_;
@@ -215,11 +226,11 @@ class SparseFactorisation : public Factorisation {
   std::vector<double> update_;
   std::vector<int32_t> place_;       // local_ of the rows of an update
   std::vector<double> coefficient_;  // scratch of the kernels
-  mutable std::vector<double> work_, gathered_, of_kept_;
+  mutable Scratch scratch_;          // of its owner; quadratic forms are for all who share it
 };
 
 SparseFactorisation::SparseFactorisation(std::shared_ptr<const SparsePattern> pattern)
-    : pattern_(std::move(pattern)), p_(*pattern_), kernels_(panel_kernels()) {
+    : pattern_(std::move(pattern)), p_(*pattern_), kernels_(panel_kernels()), scratch_(p_) {
   const size_t unknowns = static_cast<size_t>(p_.unknowns);
   const size_t supernodes = static_cast<size_t>(p_.nodes.count());
   added_.resize(unknowns);
@@ -230,10 +241,7 @@ SparseFactorisation::SparseFactorisation(std::shared_ptr<const SparsePattern> pa
   update_.resize(static_cast<size_t>(p_.largest_update));
   place_.resize(unknowns);
   coefficient_.resize(kScratchPerColumn * static_cast<size_t>(p_.widest));
-  work_.resize(unknowns);
-  gathered_.resize(unknowns);
   kept_ = p_.kept_columns;
-  of_kept_.resize(kept_.size());
 }
 
 /// M_J of (13): the entries of (14) in the columns of the supernode.
@@ -338,7 +346,8 @@ bool SparseFactorisation::compute(const double *theta, const double *added) {
 
 /// Of a supernode, the entries of r in its columns become those of L^-1 r, and their share is taken
 /// from the rows below.
-void SparseFactorisation::solve_panel(int32_t s, double *r) const {
+void SparseFactorisation::solve_panel(int32_t s, Scratch *scratch) const {
+  double *r = scratch->all.data();
   const int32_t columns = p_.nodes.columns(s);
   const int32_t rows = p_.nodes.rows(s);
   const int32_t *index = p_.nodes.rows_of(s);
@@ -349,7 +358,7 @@ void SparseFactorisation::solve_panel(int32_t s, double *r) const {
     for (int32_t k = 1; k < rows; ++k) r[index[k]] -= l[k] * *own;
     return;
   }
-  double *x = gathered_.data();
+  double *x = scratch->panel.data();
   std::copy(own, own + columns, x);
   std::fill(x + columns, x + rows, 0.0);
   if (p_.by_panel_kernels[s]) {
@@ -362,7 +371,8 @@ void SparseFactorisation::solve_panel(int32_t s, double *r) const {
   for (int32_t k = columns; k < rows; ++k) r[index[k]] += x[k];
 }
 
-void SparseFactorisation::solve_panel_transposed(int32_t s, double *r) const {
+void SparseFactorisation::solve_panel_transposed(int32_t s, Scratch *scratch) const {
+  double *r = scratch->all.data();
   const int32_t columns = p_.nodes.columns(s);
   const int32_t rows = p_.nodes.rows(s);
   const int32_t *index = p_.nodes.rows_of(s);
@@ -374,7 +384,7 @@ void SparseFactorisation::solve_panel_transposed(int32_t s, double *r) const {
     *own = sum * l[0];
     return;
   }
-  double *x = gathered_.data();
+  double *x = scratch->panel.data();
   std::copy(own, own + columns, x);
   for (int32_t k = columns; k < rows; ++k) x[k] = r[index[k]];
   if (p_.by_panel_kernels[s]) {
@@ -386,31 +396,38 @@ void SparseFactorisation::solve_panel_transposed(int32_t s, double *r) const {
   std::copy(x, x + columns, own);
 }
 
-void SparseFactorisation::solve_with_kept(double *r, double *x) const {
-  for (int32_t i = 0; i < p_.rows; ++i) work_[p_.place[i]] = r[i];
-  for (int32_t i = p_.rows; i < p_.unknowns; ++i) work_[p_.place[i]] = x[i - p_.rows];
-  for (int32_t s = 0; s < p_.nodes.count(); ++s) solve_panel(s, work_.data());
+void SparseFactorisation::solve_with(Scratch *scratch, double *r, double *x) const {
+  double *all = scratch->all.data();
+  for (int32_t i = 0; i < p_.rows; ++i) all[p_.place[i]] = r[i];
+  for (int32_t i = p_.rows; i < p_.unknowns; ++i) all[p_.place[i]] = x[i - p_.rows];
+  for (int32_t s = 0; s < p_.nodes.count(); ++s) solve_panel(s, scratch);
   if (p_.unknowns > p_.rows) {
-    for (size_t k = 0; k < work_.size(); ++k) work_[k] *= p_.sign[k];
+    for (int32_t k = 0; k < p_.unknowns; ++k) all[k] *= p_.sign[k];
   }
-  for (int32_t s = p_.nodes.count(); s-- > 0;) solve_panel_transposed(s, work_.data());
-  for (int32_t i = 0; i < p_.rows; ++i) r[i] = work_[p_.place[i]];
-  for (int32_t i = p_.rows; i < p_.unknowns; ++i) x[i - p_.rows] = work_[p_.place[i]];
+  for (int32_t s = p_.nodes.count(); s-- > 0;) solve_panel_transposed(s, scratch);
+  for (int32_t i = 0; i < p_.rows; ++i) r[i] = all[p_.place[i]];
+  for (int32_t i = p_.rows; i < p_.unknowns; ++i) x[i - p_.rows] = all[p_.place[i]];
+}
+
+void SparseFactorisation::solve_with_kept(double *r, double *x) const {
+  solve_with(&scratch_, r, x);
 }
 
 void SparseFactorisation::solve(double *r) const {
-  std::fill(of_kept_.begin(), of_kept_.end(), 0.0);
-  solve_with_kept(r, of_kept_.data());
+  std::fill(scratch_.kept.begin(), scratch_.kept.end(), 0.0);
+  solve_with(&scratch_, r, scratch_.kept.data());
 }
 
 void SparseFactorisation::quadratic_forms(const SparseColumns &columns, double *t) const {
+  Scratch scratch(p_);
   std::vector<double> r(static_cast<size_t>(p_.rows));
   for (int32_t k = 0; k < columns.columns(); ++k) {
     std::fill(r.begin(), r.end(), 0.0);
     for (int32_t q = columns.start[k]; q < columns.start[k + 1]; ++q) {
       r[columns.row[q]] += columns.value[q];
     }
-    solve(r.data());
+    std::fill(scratch.kept.begin(), scratch.kept.end(), 0.0);
+    solve_with(&scratch, r.data(), scratch.kept.data());
     t[k] = column_product(columns, k, r.data());
   }
 }

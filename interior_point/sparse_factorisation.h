@@ -3,8 +3,8 @@
  *
  * The rows are ordered by approximate minimum degree (P. R. Amestoy, T. A. Davis, I. S. Duff, SIAM
  * J. Matrix Anal. Appl. 17 (1996) 886-905). Columns of the factor L with the same pattern below
- * them form a supernode: one dense panel, factorised by the dense kernels. A panel J gathers the
- * updates of the panels before it,
+ * them form a supernode: one dense panel, factorised by the kernels for panels or, where it is
+ * wide, by those of a BLAS. A panel J gathers the updates of the panels before it,
  *
  *   L_J L_J' = M_J - sum over K < J of L_K[rows of J] L_K[columns of J]',                      (13)
  *
@@ -39,7 +39,7 @@
 namespace interior_point {
 
 /// A sparse factorisation of A Theta A', or of (14) with the columns `kept` (increasing), where its
-/// elimination takes fewer multiply-add pairs than `work_limit`; null where it does not. Throws
+/// elimination takes no longer than `work_limit` multiply-add pairs; null where it does. Throws
 /// std::bad_alloc.
 std::unique_ptr<Factorisation> make_sparse_factorisation(const SparseColumns &A,
                                                          const std::vector<int32_t> &kept,

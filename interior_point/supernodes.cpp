@@ -14,6 +14,10 @@ struct Relaxation {
 };
 constexpr Relaxation kRelaxations[] = {{4, 0.9}, {16, 0.5}, {48, 0.2}, {1 << 30, 0.05}};
 
+// Panels of so many columns update what lies behind them by less than one block of the kernels:
+// that takes as long as the memory does.
+constexpr int32_t kThin = 4;
+
 struct Node {
   int32_t first, last;  // columns, both included
   int32_t below;        // rows below the columns
@@ -93,7 +97,9 @@ Supernodes find_supernodes(const Ordering &ordering) {
     result.row_start.push_back(result.row_start.back() + static_cast<int64_t>(columns + below));
     result.panel_start.push_back(result.panel_start.back() +
                                  static_cast<int64_t>(columns * (columns + below)));
-    result.work += columns * (columns * columns / 6 + columns * below / 2 + below * below / 2);
+    const double work = columns * (columns * columns / 6 + columns * below / 2 + below * below / 2);
+    result.work += work;
+    if (columns <= kThin) result.thin_work += work;
   }
   result.first.push_back(static_cast<int32_t>(ordering.parent.size()));
   return result;

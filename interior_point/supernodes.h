@@ -22,6 +22,7 @@ struct Supernodes {
   std::vector<int64_t> panel_start;
   std::vector<int32_t> of_column;  ///< per column of L: its supernode
   double work = 0.0;               ///< multiply-add pairs of a factorisation
+  double thin_work = 0.0;          ///< those of panels with a few columns
 
   int32_t count() const { return static_cast<int32_t>(first.size()) - 1; }
   int32_t columns(int32_t s) const { return first[s + 1] - first[s]; }
