@@ -6,6 +6,7 @@
 #include <cmath>
 #include <numeric>
 #include <random>
+#include <thread>
 
 #include "tests/interior_point/random_programs.h"
 
@@ -267,6 +268,48 @@ TEST(WarmStart, GoesOnFromThePlainSolveOfAReducibleProgram) {
       EXPECT_EQ(next.centre(1e-3, 1, &saved).code, centre_code);
       EXPECT_EQ(next.centre(1e-3, 2, &saved).code, centre_code);
     }
+  }
+}
+
+/// A sparse RMP with a band of three rows a column, and a dual box.
+LinearProgram banded_rmp(int32_t rows, int32_t columns) {
+  LinearProgram program;
+  std::mt19937 draw(1);
+  for (int32_t i = 0; i < rows; ++i) program.add_row(benchmarks::kGreaterEqual, 10.0);
+  for (int32_t i = 0; i < rows; ++i) {
+    program.add_column(100.0, 0.0, benchmarks::kNoBound, {{i, 1.0}});
+  }
+  for (int32_t j = 0; j < columns; ++j) {
+    std::vector<std::pair<int32_t, double>> entries;
+    for (int32_t i = j % rows; i < std::min(j % rows + 3, rows); ++i) {
+      entries.emplace_back(i, 1.0 + static_cast<double>(draw() % 5));
+    }
+    program.add_column(20.0 + static_cast<double>(draw() % 10), 0.0, benchmarks::kNoBound, entries);
+  }
+  return program;
+}
+
+TEST(SaveRecord, OfOnePointServesThreadsWithHandlesOfTheirOwn) {
+  LoadedProblem before(banded_rmp(400, 1000));
+  ASSERT_EQ(before.centre(1e-2).code, 0);
+  const LinearProgram after = banded_rmp(400, 1300);
+  SavedPoint saved[3];  // they share what the point was made with
+  for (SavedPoint &record : saved) before.save(&record);
+  LoadedProblem alone(after);
+  const SolveReport expected = alone.centre(1e-2, 1, &saved[2]);
+  ASSERT_EQ(expected.code, 0);
+  std::vector<int32_t> iterations[2];
+  const auto solve = [&](size_t k) {
+    for (int repeat = 0; repeat < 25; ++repeat) {
+      LoadedProblem own(after);
+      iterations[k].push_back(own.centre(1e-2, 1, &saved[k]).iterations);
+    }
+  };
+  std::thread other(solve, 0);
+  solve(1);
+  other.join();
+  for (const auto &list : iterations) {
+    EXPECT_EQ(list, std::vector<int32_t>(25, expected.iterations));
   }
 }
 
