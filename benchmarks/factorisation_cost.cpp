@@ -3,8 +3,8 @@
 #include <memory>
 
 #include "benchmarks/measurements.h"
-#include "interior_point/normal_equations.h"
-#include "interior_point/problem_form.h"
+#include "interior_point/form/problem_form.h"
+#include "interior_point/linear_algebra/normal_equations.h"
 
 namespace benchmarks {
 namespace {

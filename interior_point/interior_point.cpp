@@ -5,9 +5,9 @@
 #include <exception>
 #include <memory>
 
-#include "interior_point/dense_kernel.h"
-#include "interior_point/presolve.h"
-#include "interior_point/solver.h"
+#include "interior_point/linear_algebra/dense_kernel.h"
+#include "interior_point/method/solver.h"
+#include "interior_point/presolve/presolve.h"
 
 namespace {
 

@@ -126,8 +126,8 @@ int32_t preproc_Pb(IP_problem *Pb);
  * A solve from mode 0 with option 0 first makes the problem smaller where a look at it promises
  * something, and completes the solution of the smaller one; where that misses the tolerance it goes
  * on without. Where the look promised nothing and the problem is not solved it is tried after all,
- * which may double the time to a code other than 0. Such a point lies on the boundary: asmall is 0 as a rule, and a start from it (mode
- * 2, or a record saved after it) is one from mode 0.
+ * which may double the time to a code other than 0. Such a point lies on the boundary: asmall is 0
+ * as a rule, and a start from it (mode 2, or a record saved after it) is one from mode 0.
  *
  * A column whose bounds are -1e6 or less and 1e6 or more is solved as a free one first, which keeps
  * the digits of x; where that fails or leaves the bounds, once more with them.

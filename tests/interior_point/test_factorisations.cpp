@@ -10,10 +10,10 @@
 #include <numeric>
 #include <set>
 
-#include "interior_point/block_factorisation.h"
-#include "interior_point/dense_kernel.h"
-#include "interior_point/panel_kernels.h"
-#include "interior_point/sparse_factorisation.h"
+#include "interior_point/linear_algebra/block_factorisation.h"
+#include "interior_point/linear_algebra/dense_kernel.h"
+#include "interior_point/linear_algebra/panel_kernels.h"
+#include "interior_point/linear_algebra/sparse_factorisation.h"
 #include "tests/interior_point/random_programs.h"
 
 namespace {

@@ -6,7 +6,7 @@
 #include <random>
 #include <vector>
 
-#include "interior_point/minimal_residual.h"
+#include "interior_point/linear_algebra/minimal_residual.h"
 
 namespace {
 

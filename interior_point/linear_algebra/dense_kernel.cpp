@@ -1,0 +1,111 @@
+#include "interior_point/linear_algebra/dense_kernel.h"
+
+// The Fortran interface, which every BLAS and LAPACK has.
+extern "C" {
+void dpotrf_(const char *uplo, const int *n, double *a, const int *lda, int *info);
+void dtrsm_(const char *side, const char *uplo, const char *trans, const char *diag, const int *m,
+            const int *n, const double *alpha, const double *a, const int *lda, double *b,
+            const int *ldb);
+void dsyrk_(const char *uplo, const char *trans, const int *n, const int *k, const double *alpha,
+            const double *a, const int *lda, const double *beta, double *c, const int *ldc);
+void dgemm_(const char *transa, const char *transb, const int *m, const int *n, const int *k,
+            const double *alpha, const double *a, const int *lda, const double *b, const int *ldb,
+            const double *beta, double *c, const int *ldc);
+void dtrsv_(const char *uplo, const char *trans, const char *diag, const int *n, const double *a,
+            const int *lda, double *x, const int *incx);
+void dgemv_(const char *trans, const int *m, const int *n, const double *alpha, const double *a,
+            const int *lda, const double *x, const int *incx, const double *beta, double *y,
+            const int *incy);
+#if INTERIOR_POINT_HAVE_OPENBLAS_THREADS
+int openblas_get_num_threads(void);
+void openblas_set_num_threads(int threads);
+#endif
+}
+
+namespace interior_point {
+
+namespace {
+constexpr double kOne = 1.0;
+constexpr double kMinusOne = -1.0;
+constexpr double kZero = 0.0;
+constexpr int kUnitStride = 1;
+}  // namespace
+
+#if INTERIOR_POINT_HAVE_OPENBLAS_THREADS
+SingleThreadedBlas::SingleThreadedBlas() : callers_threads_(openblas_get_num_threads()) {
+  if (callers_threads_ != 1) openblas_set_num_threads(1);
+}
+SingleThreadedBlas::~SingleThreadedBlas() {
+  if (callers_threads_ != 1) openblas_set_num_threads(callers_threads_);
+}
+#else
+SingleThreadedBlas::SingleThreadedBlas() : callers_threads_(1) {}
+SingleThreadedBlas::~SingleThreadedBlas() = default;
+#endif
+
+namespace dense {
+
+bool cholesky(int32_t order, double *a, int32_t leading) {
+  if (order == 0) return true;
+  int info = 0;
+  dpotrf_("L", &order, a, &leading, &info);
+  if (info != 0) return false;
+  // A pivot that is not a number is no failure to every LAPACK: some only look for pivots <= 0.
+  for (int32_t k = 0; k < order; ++k) {
+    if (!(a[static_cast<int64_t>(k) * (leading + 1)] > 0.0)) return false;
+  }
+  return true;
+}
+
+void solve_from_right(int32_t k, int32_t order, const double *l, int32_t leading, double *b,
+                      int32_t leading_b) {
+  if (k == 0 || order == 0) return;
+  dtrsm_("R", "L", "T", "N", &k, &order, &kOne, l, &leading, b, &leading_b);
+}
+
+void subtract_outer_product(int32_t order, int32_t k, const double *a, int32_t leading, double *c,
+                            int32_t leading_c) {
+  if (order == 0 || k == 0) return;
+  dsyrk_("L", "N", &order, &k, &kMinusOne, a, &leading, &kOne, c, &leading_c);
+}
+
+void add_outer_product(int32_t order, int32_t k, const double *a, int32_t leading, double *c,
+                       int32_t leading_c) {
+  if (order == 0 || k == 0) return;
+  dsyrk_("L", "N", &order, &k, &kOne, a, &leading, &kOne, c, &leading_c);
+}
+
+void product_transposed(int32_t m, int32_t n, int32_t k, const double *a, int32_t leading_a,
+                        const double *b, int32_t leading_b, double *c, int32_t leading_c) {
+  if (m == 0 || n == 0) return;
+  dgemm_("N", "T", &m, &n, &k, &kOne, a, &leading_a, b, &leading_b, &kZero, c, &leading_c);
+}
+
+void solve_lower_block(int32_t order, int32_t k, const double *l, int32_t leading, double *b,
+                       int32_t leading_b) {
+  if (k == 0 || order == 0) return;
+  dtrsm_("L", "L", "N", "N", &order, &k, &kOne, l, &leading, b, &leading_b);
+}
+
+void solve_lower(int32_t order, const double *l, int32_t leading, double *x) {
+  if (order > 0) dtrsv_("L", "N", "N", &order, l, &leading, x, &kUnitStride);
+}
+
+void solve_lower_transposed(int32_t order, const double *l, int32_t leading, double *x) {
+  if (order > 0) dtrsv_("L", "T", "N", &order, l, &leading, x, &kUnitStride);
+}
+
+void add_matrix_vector(int32_t m, int32_t n, double alpha, const double *a, int32_t leading,
+                       const double *x, double *y) {
+  if (m == 0 || n == 0) return;
+  dgemv_("N", &m, &n, &alpha, a, &leading, x, &kUnitStride, &kOne, y, &kUnitStride);
+}
+
+void add_transposed_vector(int32_t m, int32_t n, double alpha, const double *a, int32_t leading,
+                           const double *x, double *y) {
+  if (m == 0 || n == 0) return;
+  dgemv_("T", &m, &n, &alpha, a, &leading, x, &kUnitStride, &kOne, y, &kUnitStride);
+}
+
+}  // namespace dense
+}  // namespace interior_point

@@ -1,0 +1,70 @@
+/**
+ * The dense kernels below the factorisations: Cholesky, triangular solves and rank-k updates, by
+ * BLAS and LAPACK. Matrices are column-major and symmetric ones are held in their lower triangle.
+ */
+#ifndef INTERIOR_POINT_LINEAR_ALGEBRA_DENSE_KERNEL_H
+#define INTERIOR_POINT_LINEAR_ALGEBRA_DENSE_KERNEL_H
+
+#include <cstdint>
+
+namespace interior_point {
+
+/**
+ * Keeps a BLAS that has threads of its own to one thread for the life of the object, then puts the
+ * caller's setting back. Problems of a few hundred rows lose more by waking threads than they gain,
+ * and one thread gives the same bits each time.
+ */
+class SingleThreadedBlas {
+ public:
+  SingleThreadedBlas();
+  ~SingleThreadedBlas();
+  SingleThreadedBlas(const SingleThreadedBlas &) = delete;
+  SingleThreadedBlas &operator=(const SingleThreadedBlas &) = delete;
+
+ private:
+  int callers_threads_;
+};
+
+namespace dense {
+
+/// A = L L' in place; false when A is not positive definite (L is then not to be used).
+bool cholesky(int32_t order, double *a, int32_t leading);
+
+/// B = B L'^-1 for the k x order block B below a factored diagonal block.
+void solve_from_right(int32_t k, int32_t order, const double *l, int32_t leading, double *b,
+                      int32_t leading_b);
+
+/// C = C - A A' for the order x k matrix A, in the lower triangle of C.
+void subtract_outer_product(int32_t order, int32_t k, const double *a, int32_t leading, double *c,
+                            int32_t leading_c);
+
+/// C = C + A A', as above.
+void add_outer_product(int32_t order, int32_t k, const double *a, int32_t leading, double *c,
+                       int32_t leading_c);
+
+/// C = A B' for the m x k matrix A and the n x k matrix B.
+void product_transposed(int32_t m, int32_t n, int32_t k, const double *a, int32_t leading_a,
+                        const double *b, int32_t leading_b, double *c, int32_t leading_c);
+
+/// B = L^-1 B for the order x k block B.
+void solve_lower_block(int32_t order, int32_t k, const double *l, int32_t leading, double *b,
+                       int32_t leading_b);
+
+/// x = L^-1 x
+void solve_lower(int32_t order, const double *l, int32_t leading, double *x);
+
+/// x = L'^-1 x
+void solve_lower_transposed(int32_t order, const double *l, int32_t leading, double *x);
+
+/// y = y + alpha A x for the m x n matrix A.
+void add_matrix_vector(int32_t m, int32_t n, double alpha, const double *a, int32_t leading,
+                       const double *x, double *y);
+
+/// y = y + alpha A'x for the m x n matrix A.
+void add_transposed_vector(int32_t m, int32_t n, double alpha, const double *a, int32_t leading,
+                           const double *x, double *y);
+
+}  // namespace dense
+}  // namespace interior_point
+
+#endif

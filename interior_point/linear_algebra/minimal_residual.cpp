@@ -1,0 +1,90 @@
+#include "interior_point/linear_algebra/minimal_residual.h"
+
+#include <cmath>
+
+namespace interior_point {
+
+namespace {
+
+double dot(const std::vector<double> &a, const std::vector<double> &b) {
+  double sum = 0.0;
+  for (size_t i = 0; i < a.size(); ++i) sum += a[i] * b[i];
+  return sum;
+}
+
+void add_scaled(double factor, const std::vector<double> &b, std::vector<double> *a) {
+  for (size_t i = 0; i < b.size(); ++i) (*a)[i] += factor * b[i];
+}
+
+void divide(double by, std::vector<double> *a) {
+  for (double &e : *a) e /= by;
+}
+
+}  // namespace
+
+bool MinimalResidual::start(const std::vector<double> &residual) {
+  size_ = 0;
+  const double norm = std::sqrt(dot(residual, residual));
+  if (!(norm > 0.0) || !std::isfinite(norm)) return false;
+  basis_[0] = residual;
+  divide(norm, &basis_[0]);
+  rhs_[0] = norm;
+  return true;
+}
+
+/// Modified Gram-Schmidt on the image.
+bool MinimalResidual::add(const std::vector<double> &direction, const std::vector<double> &image) {
+  const size_t k = static_cast<size_t>(size_);
+  std::vector<double> &left = basis_[k + 1];
+  left = image;
+  for (int i = 0; i <= size_; ++i) {
+    const std::vector<double> &unit = basis_[static_cast<size_t>(i)];
+    entry(i, size_) = dot(left, unit);
+    add_scaled(-entry(i, size_), unit, &left);
+  }
+  const double below = std::sqrt(dot(left, left));
+  if (!std::isfinite(below)) return false;
+  rotate(below);
+  if (!(std::fabs(entry(size_, size_)) > 0.0)) return false;
+  directions_[k] = direction;
+  ++size_;
+  if (!(below > 0.0)) return false;
+  divide(below, &left);
+  return size_ < kMost;
+}
+
+/// The earlier rotations on the new column, and the one that clears the entry below its diagonal.
+void MinimalResidual::rotate(double below) {
+  for (int i = 0; i < size_; ++i) {
+    const double c = cosine_[static_cast<size_t>(i)];
+    const double s = sine_[static_cast<size_t>(i)];
+    const double upper = entry(i, size_);
+    const double lower = entry(i + 1, size_);
+    entry(i, size_) = c * upper + s * lower;
+    entry(i + 1, size_) = c * lower - s * upper;
+  }
+  const size_t k = static_cast<size_t>(size_);
+  const double length = std::hypot(entry(size_, size_), below);
+  if (!(length > 0.0)) return;
+  cosine_[k] = entry(size_, size_) / length;
+  sine_[k] = below / length;
+  entry(size_, size_) = length;
+  rhs_[k + 1] = -sine_[k] * rhs_[k];
+  rhs_[k] *= cosine_[k];
+}
+
+double MinimalResidual::least() const { return std::fabs(rhs_[static_cast<size_t>(size_)]); }
+
+void MinimalResidual::combine(std::vector<double> *sum) const {
+  std::array<double, kMost> weight = {};
+  sum->assign(size_ > 0 ? directions_[0].size() : 0, 0.0);
+  for (int i = size_ - 1; i >= 0; --i) {
+    const size_t k = static_cast<size_t>(i);
+    weight[k] = rhs_[k];
+    for (int q = i + 1; q < size_; ++q) weight[k] -= entry(i, q) * weight[static_cast<size_t>(q)];
+    weight[k] /= entry(i, i);
+    add_scaled(weight[k], directions_[k], sum);
+  }
+}
+
+}  // namespace interior_point

@@ -1,0 +1,58 @@
+/**
+ * Flexible GMRES: of all combinations of given directions the one that leaves the least residual of
+ * M y = r in the 2-norm.
+ *
+ * The caller proposes the directions, as a rule an approximate inverse applied to `next`, and says
+ * what M makes of them. Conjugate gradients would need less memory but diverge where the
+ * approximate inverse has lost the definiteness of M to rounding; this residual never grows.
+ * Y. Saad, A flexible inner-outer preconditioned GMRES algorithm, SIAM J. Sci. Comput. 14 (1993)
+ * 461-469.
+ */
+#ifndef INTERIOR_POINT_LINEAR_ALGEBRA_MINIMAL_RESIDUAL_H
+#define INTERIOR_POINT_LINEAR_ALGEBRA_MINIMAL_RESIDUAL_H
+
+#include <array>
+#include <cstddef>
+#include <vector>
+
+namespace interior_point {
+
+class MinimalResidual {
+ public:
+  static constexpr int kMost = 12;  ///< directions
+
+  /// Forgets all directions. False for a residual of 0 or not of numbers.
+  bool start(const std::vector<double> &residual);
+
+  /// What the next direction should be the inverse image of.
+  const std::vector<double> &next() const { return basis_[static_cast<size_t>(size_)]; }
+
+  /// Takes a direction, of any size, and its image. False where no other one can follow; one whose
+  /// image is 0 or not of numbers is not taken.
+  bool add(const std::vector<double> &direction, const std::vector<double> &image);
+
+  int size() const { return size_; }
+  /// The norm of the residual that the combination leaves.
+  double least() const;
+
+  /// Writes the combination.
+  void combine(std::vector<double> *sum) const;
+
+ private:
+  double &entry(int row, int column) { return entries_[static_cast<size_t>(row * kMost + column)]; }
+  double entry(int row, int column) const {
+    return entries_[static_cast<size_t>(row * kMost + column)];
+  }
+  void rotate(double below);
+
+  int size_ = 0;
+  std::array<std::vector<double>, kMost + 1> basis_;   // orthonormal: r and the images
+  std::array<std::vector<double>, kMost> directions_;  // as they came
+  std::array<double, kMost *kMost> entries_ = {};      // of the triangle that is solved with
+  std::array<double, kMost> cosine_ = {}, sine_ = {};  // of the rotations that made it one
+  std::array<double, kMost + 1> rhs_ = {};             // r in the rotated basis
+};
+
+}  // namespace interior_point
+
+#endif

@@ -1,0 +1,177 @@
+#include "interior_point/method/iterate.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace interior_point {
+
+namespace {
+
+constexpr double kBackwardShare = 0.01;  // weight of the backward errors in (7)
+// The objective below which the gap is measured absolutely, in the smallest costs. An optimum of 0
+// has no relative gap; a master problem of objective 1e-3 with costs of about 1 must still close
+// its own.
+constexpr double kObjectiveFloor = 1e-5;
+// The same where it is what is left of the constant that shifts of columns gave: its rounding error
+// is not to be closed.
+constexpr double kConstantFloor = 1e-6;
+constexpr double kSummationError = 2e-15;
+// Rounding errors are forgiven up to this share of the objective: beyond, a gap says nothing.
+constexpr double kMostForgiven = 1e-7;
+// A residual this small is the rounding error of b - A x and says nothing of the point.
+constexpr double kRoundedPrimal = 1e-14;
+
+/// max_j |a_ij x_j| per row in the caller's units, and the same with y per column.
+void add_backward_terms(const ProblemForm &form, const Point &point, std::vector<double> *row,
+                        std::vector<double> *column) {
+  for (int32_t j = 0; j < form.columns(); ++j) {
+    const double xj = std::fabs(point.x[j]);
+    double most = 0.0;
+    for (int32_t t = form.A.start[j]; t < form.A.start[j + 1]; ++t) {
+      const int32_t i = form.A.row[t];
+      const double a = std::fabs(form.A.value[t]);
+      (*row)[i] = std::max((*row)[i], a * xj * form.row_unit[i]);
+      most = std::max(most, a * std::fabs(point.y[i]));
+    }
+    (*column)[j] = most * form.column_unit[j];
+  }
+}
+
+double primal_measure(const ProblemForm &form, const Residuals &r, const double *backward) {
+  const double common = 1.0 + form.largest_rhs;
+  double worst = 0.0;
+  for (int32_t i = 0; i < form.rows(); ++i) {
+    const double denominator = common + (backward ? kBackwardShare * backward[i] : 0.0);
+    worst = std::max(worst, std::fabs(r.primal[i]) * form.row_unit[i] / denominator);
+  }
+  return worst;
+}
+
+double dual_measure(const ProblemForm &form, const Residuals &r, const double *backward) {
+  double worst = 0.0;
+  for (int32_t j = 0; j < form.columns(); ++j) {
+    const double unit = form.column_unit[j];
+    const double denominator =
+        1.0 + std::fabs(form.c[j]) * unit + (backward ? kBackwardShare * backward[j] : 0.0);
+    worst = std::max(worst, std::fabs(r.dual[j]) * unit / denominator);
+  }
+  return worst;
+}
+
+double bound_measure(const ProblemForm &form, const Residuals &r) {
+  double worst = 0.0;
+  for (size_t k = 0; k < form.boxed.size(); ++k) {
+    const int32_t j = form.boxed[k];
+    const double scale = form.column_scale[j];
+    worst = std::max(worst, std::fabs(r.width[k]) * scale / (1.0 + form.width[j] * scale));
+  }
+  return worst;
+}
+
+/// `rounded` is a part of p - d that is known for a rounding error.
+void measure_objectives(const ProblemForm &form, const Point &point, double rounded, Measures *m) {
+  double p = 0.0;
+  double d = 0.0;
+  double size = 0.0;  // of all terms: the sums are exact to a few units in its last place
+  const auto add = [&size](double term, double *sum) {
+    *sum += term;
+    size += std::fabs(term);
+  };
+  for (int32_t j = 0; j < form.columns(); ++j) add(form.c[j] * point.x[j], &p);
+  for (int32_t i = 0; i < form.rows(); ++i) add(form.b[i] * point.y[i], &d);
+  for (size_t k = 0; k < form.boxed.size(); ++k) add(-form.width[form.boxed[k]] * point.v[k], &d);
+  m->objective = p + form.objective_constant;
+  m->dual_objective = d + form.objective_constant;
+  const double unit = objective_size(form, m->objective);
+  const double forgiven = std::min(rounded + kSummationError * size, kMostForgiven * unit);
+  m->gap = std::max(std::fabs(p - d) - forgiven, 0.0) / unit;
+}
+
+void measure_products(const ProblemForm &form, const Point &point, Measures *m) {
+  double sum = 0.0;
+  double least = kInfinity;
+  double most = 0.0;
+  const auto take = [&](double product) {
+    sum += product;
+    least = std::min(least, product);
+    most = std::max(most, product);
+  };
+  for (int32_t j = 0; j < form.columns(); ++j) {
+    if (!form.is_free[j]) take(point.x[j] * point.z[j]);
+  }
+  for (size_t k = 0; k < form.boxed.size(); ++k) take(point.w[k] * point.v[k]);
+  const int32_t pairs = form.pairs;
+  m->mu = pairs > 0 ? sum / pairs : 0.0;
+  m->asmall = m->mu > 0.0 ? least / m->mu : 1.0;
+  m->alarge = m->mu > 0.0 ? most / m->mu : 1.0;
+}
+
+}  // namespace
+
+double objective_size(const ProblemForm &form, double objective) {
+  return std::max({std::fabs(objective), kObjectiveFloor * form.least_cost,
+                   kConstantFloor * std::fabs(form.objective_constant)});
+}
+
+void Point::resize(const ProblemForm &form) {
+  x.assign(static_cast<size_t>(form.columns()), 0.0);
+  z.assign(x.size(), 0.0);
+  w.assign(form.boxed.size(), 0.0);
+  v.assign(form.boxed.size(), 0.0);
+  y.assign(static_cast<size_t>(form.rows()), 0.0);
+}
+
+void Residuals::resize(const ProblemForm &form) {
+  primal.assign(static_cast<size_t>(form.rows()), 0.0);
+  width.assign(form.boxed.size(), 0.0);
+  dual.assign(static_cast<size_t>(form.columns()), 0.0);
+}
+
+void compute_residuals(const ProblemForm &form, const Point &point, Residuals *residuals) {
+  double *primal = residuals->primal.data();
+  const int32_t *row = form.A.row.data();
+  const double *value = form.A.value.data();
+  std::copy(form.b.begin(), form.b.end(), primal);
+  // One pass over A serves r_p and r_d.
+  for (int32_t j = 0; j < form.columns(); ++j) {
+    const double xj = point.x[j];
+    double product = 0.0;
+    for (int32_t t = form.A.start[j]; t < form.A.start[j + 1]; ++t) {
+      product += value[t] * point.y[row[t]];
+      primal[row[t]] -= value[t] * xj;
+    }
+    residuals->dual[j] = form.c[j] - product - point.z[j];
+  }
+  for (size_t k = 0; k < form.boxed.size(); ++k) {
+    const int32_t j = form.boxed[k];
+    residuals->dual[j] += point.v[k];
+    residuals->width[k] = form.width[j] - point.x[j] - point.w[k];
+  }
+}
+
+Measures measure(const ProblemForm &form, const Point &point, const Residuals &residuals,
+                 double tolerance) {
+  Measures m;
+  m.primal = primal_measure(form, residuals, nullptr);
+  m.dual = dual_measure(form, residuals, nullptr);
+  m.bound = bound_measure(form, residuals);
+  if (m.primal > tolerance || m.dual > tolerance) {
+    std::vector<double> row(static_cast<size_t>(form.rows()), 0.0);
+    std::vector<double> column(static_cast<size_t>(form.columns()), 0.0);
+    add_backward_terms(form, point, &row, &column);
+    m.primal = primal_measure(form, residuals, row.data());
+    m.dual = dual_measure(form, residuals, column.data());
+  }
+  double defect = 0.0;
+  for (int32_t i = 0; i < form.rows(); ++i) defect += point.y[i] * residuals.primal[i];
+  double dual_defect = 0.0;
+  for (int32_t j = 0; j < form.columns(); ++j) dual_defect += point.x[j] * residuals.dual[j];
+  m.dual_defect = std::fabs(dual_defect);
+  const bool rounded = m.primal <= kRoundedPrimal;
+  m.defect = rounded ? 0.0 : std::fabs(defect);
+  measure_objectives(form, point, rounded ? std::fabs(defect) : 0.0, &m);
+  measure_products(form, point, &m);
+  return m;
+}
+
+}  // namespace interior_point

@@ -1,0 +1,147 @@
+/**
+ * The interior-point method: an infeasible primal-dual predictor-corrector method that stops on the
+ * central path where the asked tolerance lies.
+ *
+ * Every iteration factorises once and then combines, all with that factorisation,
+ *   1. the predictor, (8) with all residuals and products aimed at 0,
+ *   2. a corrector towards mu_t with the predictor's second-order term, in the weight that gives
+ *      the longer steps (M. Colombo and J. Gondzio, Further development of multiple centrality
+ *      correctors for interior point methods, Comput. Optim. Appl. 41 (2008) 277-305),
+ *   3. up to four centrality correctors, as long as they lengthen the steps,
+ * and moves by separate steps on the primal and the dual side. After a start from scratch,
+ * and beside penalty columns, what these leave of r_d in columns whose z (or v) is twice as large
+ * goes into it.
+ *
+ * With mu_aff the mean product after the predictor alone, its steps alpha, tau the tolerance and N
+ * the number of products, the target is
+ *
+ *   mu_t = max(sigma mu, kappa min(tau, 1/2) |p| / N),  at most 3 mu,                         (12)
+ *   sigma = (mu_aff / mu)^4, or the third power and at least 0.01 when the point is to be centred,
+ *           at least 0.5 (1 - min alpha)^2 while infeasible,
+ *           at least 0.3 when min alpha < 0.1,
+ *           at least 2 while infeasible after a step shorter than 0.1.
+ *
+ * The second entry of the maximum is the mu at which the gap just meets the tolerance. Without it
+ * mu runs ahead of the infeasibility that new columns bring and the products leave the
+ * neighbourhood; with it the point returned is well centred for free and a good place to restart.
+ *
+ * A solve from a saved point that does not pay turns into one from scratch, and one from scratch
+ * that crawls because only penalty columns make the problem feasible starts again at their end of
+ * the path, both within the same call.
+ */
+#ifndef INTERIOR_POINT_METHOD_SOLVER_H
+#define INTERIOR_POINT_METHOD_SOLVER_H
+
+#include "interior_point/method/step.h"
+#include "interior_point/method/warm_start.h"
+
+namespace interior_point {
+
+/// The codes of solve_Pb and acpdm_Pb.
+enum class Code : int32_t {
+  kSolved = 0,
+  kStalled = -1,  ///< a usable point close to the tolerance: a further pass may succeed
+  kIterationLimit = 1,
+  kNumericalFailure = 2,  ///< no progress, no factorisation or not a number
+  kOutOfMemory = 3,
+  kInfeasible = 4,  ///< seen before the first iteration
+  kUnbounded = 5,   ///< likewise
+  kBadArguments = 6,
+};
+
+struct Request {
+  double tolerance = 1e-8;       ///< relative gap to reach
+  double feasibility = 1.0;      ///< share of the usual infeasibilities to allow
+  bool keep_centred = false;     ///< aim at the middle of the path
+  bool must_be_centred = false;  ///< accept only products within the neighbourhood
+};
+
+/// A solve goes on while its worst criterion falls by `factor` within `patience` iterations.
+struct Pace {
+  double factor;
+  int32_t patience;
+};
+
+enum class Start { kCold, kSaved, kCurrent };
+
+class Solver {
+ public:
+  explicit Solver(std::shared_ptr<const ProblemForm> form);
+
+  /// Runs the method. kSaved starts from `saved` where that is possible and pays, kCurrent goes on
+  /// from the point as it is; both fall back to a cold start. Throws std::bad_alloc.
+  Code solve(const Request &request, Start start, const SavedPoint *saved);
+
+  /// Takes over a point that was found elsewhere, on the boundary perhaps: it is no start for
+  /// another solve. False, and everything as it was, where it does not meet the request.
+  bool adopt(const Request &request, Point point, int32_t iterations);
+
+  /// The current point for a later start. Throws std::bad_alloc.
+  SavedPoint save() const;
+  bool has_point() const { return has_point_; }
+
+  const ProblemForm &form() const { return form_; }
+  const Point &point() const { return point_; }
+  const Measures &measures() const { return measures_; }
+  /// Iterations of the last solve, abandoned starts included.
+  int32_t iterations() const { return iterations_; }
+  bool started_cold() const { return started_cold_; }
+
+ private:
+  enum class Missing { kNothing, kCentrality, kMore };
+
+  void set_limits(const Request &request);
+  bool start_cold();
+  Code retry_from_penalties(const Request &request, Code first);
+  Code iterate(const Request &request);
+  void evaluate();
+  Missing missing(const Request &request) const;
+  double infeasibility(const Measures &m) const;
+  double defect_limit(const Measures &m) const;
+  double distance() const;
+  void remember_if_best(double distance);
+  void recall_best();
+  Code give_up(const Request &request, Code code);
+
+  bool advance(const Request &request, bool centring_only);
+  double allowed_error() const;
+  void centring_direction();
+  void predictor_corrector_direction(const Request &request);
+  double target(const Request &request, const StepLengths &predictor);
+  void add_weighted_corrector(double target, const StepLengths &predictor);
+  void add_centrality_correctors(double target, bool keep_centred);
+  void move(const Request &request);
+  bool absorbs_residuals() const;
+  void absorb_dual_residuals();
+  void watch_proximal_terms();
+  void watch_interior();
+
+  std::shared_ptr<const ProblemForm> shared_form_;
+  const ProblemForm &form_;
+  NewtonSystem newton_;
+  Point point_, best_;
+  Residuals residuals_;
+  Measures measures_, last_measures_;
+  StepLengths last_steps_;
+  Direction direction_, corrector_, trial_;
+  Products products_;
+  double best_distance_ = kInfinity;
+  Pace pace_ = {0.9, 25};
+  int32_t short_steps_ = 0;  // in a row, and how many are put up with
+  int32_t short_steps_allowed_ = 0;
+  double relief_ = 1.0;   // lowers the mu to stop at
+  double stop_mu_ = 0.0;  // the second entry of the maximum in (12)
+  double factorisation_mu_ = 0.0;
+  MadeFactorisation carried_;  // of an earlier problem with these rows, until the first iteration
+  double tolerance_ = 1e-8;    // of the gap
+  double feasibility_ = 1e-9;  // of the infeasibilities
+  double rhs_size_ = 1.0;      // the first terms of the primal denominator of (7)
+  int32_t iterations_ = 0;
+  bool has_point_ = false;
+  bool started_cold_ = false;
+  bool adopted_ = false;  // the point does not come from this solver's own iterations
+};
+
+}  // namespace interior_point
+
+#endif

@@ -1,0 +1,311 @@
+#include "interior_point/method/warm_start.h"
+
+#include <algorithm>
+#include <cmath>
+#include <numeric>
+
+namespace interior_point {
+
+namespace {
+
+// Beyond this depth (in half-widths of the dual ellipsoid) the point is worth less than a start
+// from scratch; below 20 it is what ordinary runs show.
+constexpr double kDeepestCut = 60.0;
+// Many cuts at once do the same when the root of the sum of their squared depths is above this: in
+// runs of lot sizing and assignment most starts between 250 and 300 paid, and two of the six above
+// 500 did.
+constexpr double kDeepestCuts = 400.0;
+// The box counts as active where a penalty column has less than this share of its cost as slack.
+constexpr double kBoxActive = 0.5;
+// A new column whose duals exceed its cost by this factor meets rows that lived on the box.
+constexpr double kPenaltyCut = 1e3;
+// A column whose cost was raised keeps at least this share of mu as its product.
+constexpr double kLeastProduct = 0.5;
+
+// A removed column that carried this share of the right-hand side takes the point's feasibility
+// along.
+constexpr double kMissed = 0.05;
+
+constexpr int32_t kNew = -1;
+
+/// For each structural column of the form its place among the saved ones, or kNew.
+std::vector<int32_t> match_columns(const SavedPoint &saved, const ProblemForm &form) {
+  const int32_t columns = form.structurals;
+  const int32_t kept = static_cast<int32_t>(saved.fingerprint.size());
+  std::vector<int32_t> match(static_cast<size_t>(columns), kNew);
+  int32_t prefix = 0;
+  while (prefix < std::min(columns, kept) &&
+         saved.fingerprint[prefix] == form.fingerprint[prefix]) {
+    match[prefix] = prefix;
+    ++prefix;
+  }
+  // The rest by fingerprint; equal ones in their order.
+  std::vector<int32_t> order(static_cast<size_t>(kept - prefix));
+  std::iota(order.begin(), order.end(), prefix);
+  std::stable_sort(order.begin(), order.end(), [&](int32_t a, int32_t b) {
+    return saved.fingerprint[a] < saved.fingerprint[b];
+  });
+  std::vector<uint8_t> used(static_cast<size_t>(kept), 0);
+  for (int32_t j = prefix; j < columns; ++j) {
+    auto at = std::lower_bound(order.begin(), order.end(), form.fingerprint[j],
+                               [&](int32_t a, uint64_t f) { return saved.fingerprint[a] < f; });
+    while (at != order.end() && saved.fingerprint[*at] == form.fingerprint[j] && used[*at]) ++at;
+    if (at == order.end() || saved.fingerprint[*at] != form.fingerprint[j]) continue;
+    used[*at] = 1;
+    match[j] = *at;
+  }
+  return match;
+}
+
+/// True when a column is gone that the saved point cannot do without.
+bool misses_columns(const SavedPoint &saved, const ProblemForm &form,
+                    const std::vector<int32_t> &match) {
+  std::vector<uint8_t> found(saved.reach.size(), 0);
+  for (const int32_t s : match) {
+    if (s != kNew) found[s] = 1;
+  }
+  const double limit = kMissed * (1.0 + form.largest_rhs);
+  for (size_t s = 0; s < found.size(); ++s) {
+    if (!found[s] && saved.reach[s] > limit) return true;
+  }
+  return false;
+}
+
+double user_cost(const ProblemForm &form, int32_t j) { return form.c[j] / form.column_scale[j]; }
+
+/// Sets the scaled pair of a column from values in the caller's units.
+void place_pair(const ProblemForm &form, int32_t j, double x, double z, Point *point) {
+  point->x[j] = x / form.column_scale[j];
+  point->z[j] = form.is_free[j] ? 0.0 : z * form.column_scale[j];
+}
+
+/// A column that stayed. A box column whose cost was raised moves its slack along with the cost.
+bool place_old(const SavedPoint &saved, const ProblemForm &form, int32_t j, int32_t s,
+               Point *point) {
+  const double raise = user_cost(form, j) - saved.cost[s];
+  double x = saved.x[s];
+  double z = saved.z[s];
+  if (raise != 0.0 && !form.is_free[j]) {
+    const double moved = z + raise;
+    if (moved <= 0.0) return false;
+    x = std::max(x * z / moved, kLeastProduct * saved.mu / moved);
+    z = moved;
+  }
+  if (!form.is_free[j] && !(x > 0.0 && z > 0.0)) return false;
+  place_pair(form, j, x, z, point);
+  return true;
+}
+
+/// t_j of (11) for the listed columns, by the factorisation in its own row scale.
+std::vector<double> dual_widths(const SavedPoint &saved, const ProblemForm &form,
+                                const std::vector<int32_t> &fresh) {
+  SparseColumns columns;
+  columns.rows = form.rows();
+  for (const int32_t j : fresh) {
+    for (int32_t t = form.A.start[j]; t < form.A.start[j + 1]; ++t) {
+      const int32_t i = form.A.row[t];
+      columns.row.push_back(i);
+      columns.value.push_back(form.A.value[t] / form.row_scale[i] * saved.made.row_scale[i]);
+    }
+    columns.start.push_back(static_cast<int32_t>(columns.row.size()));
+  }
+  std::vector<double> t(fresh.size());
+  saved.made.factorisation->quadratic_forms(columns, t.data());
+  // sqrt(mu t) with the factorisation's own mu, in the scaled unit of the column.
+  for (double &e : t) e = std::sqrt(std::max(e, 0.0) * saved.made.mu);
+  return t;
+}
+
+/// True when some dual lies close to a penalty column's cost.
+bool box_is_active(const ProblemForm &form, const Point &point, const std::vector<int32_t> &match) {
+  for (int32_t j = 0; j < form.structurals; ++j) {
+    if (match[j] == kNew || form.A.length(j) != 1 || !(form.c[j] > 0.0)) continue;
+    if (point.z[j] < kBoxActive * form.c[j]) return true;
+  }
+  return false;
+}
+
+/// True when the slacks of all its rows grow with the column: A x = b stays satisfied whatever its
+/// x.
+bool is_absorbed(const ProblemForm &form, const std::vector<int32_t> &slack_of, int32_t j) {
+  for (int32_t t = form.A.start[j]; t < form.A.start[j + 1]; ++t) {
+    const int32_t slack = slack_of[form.A.row[t]];
+    if (slack == kNew || form.A.value[t] * form.A.value[form.A.start[slack]] >= 0.0) return false;
+  }
+  return true;
+}
+
+std::vector<int32_t> slacks_by_row(const ProblemForm &form) {
+  std::vector<int32_t> slack_of(static_cast<size_t>(form.rows()), kNew);
+  for (size_t k = 0; k < form.slack_row.size(); ++k) {
+    slack_of[form.slack_row[k]] = form.structurals + static_cast<int32_t>(k);
+  }
+  return slack_of;
+}
+
+/// Places a column whose rows so far lived on penalty columns where the central path will have it:
+/// alone in its rows it satisfies z = c / (k + 1), and so does each of its k slacks, weighed with
+/// its entry. Its x, many orders of magnitude larger than what a Newton step could reach, is taken
+/// up by the slacks.
+void place_absorbed(const ProblemForm &form, const std::vector<int32_t> &slack_of, double mu,
+                    int32_t j, Point *point) {
+  point->z[j] = form.c[j] / (form.A.length(j) + 1);
+  point->x[j] = mu / point->z[j];
+  for (int32_t t = form.A.start[j]; t < form.A.start[j + 1]; ++t) {
+    const int32_t slack = slack_of[form.A.row[t]];
+    point->x[slack] -= form.A.value[t] * point->x[j] / form.A.value[form.A.start[slack]];
+    point->z[slack] = mu / point->x[slack];
+  }
+}
+
+/// Places the new columns by (11); false when they cut too deep.
+bool place_new(const SavedPoint &saved, const ProblemForm &form, const std::vector<int32_t> &fresh,
+               bool stay, Point *point) {
+  if (fresh.empty()) return true;
+  const std::vector<double> half_width = dual_widths(saved, form, fresh);
+  std::vector<double> reduced_cost(fresh.size());
+  double depth = 0.0;
+  double squares = 0.0;
+  for (size_t k = 0; k < fresh.size(); ++k) {
+    reduced_cost[k] = form.c[fresh[k]] - column_product(form.A, fresh[k], point->y.data());
+    if (form.is_free[fresh[k]]) continue;
+    if (!(half_width[k] > 0.0) || !std::isfinite(half_width[k])) return false;
+    const double own = std::max(0.0, -reduced_cost[k] / half_width[k]);
+    depth = std::max(depth, own);
+    squares += own * own;
+  }
+  if (!stay && (depth > kDeepestCut || std::sqrt(squares) > kDeepestCuts)) return false;
+  const double pull_back = std::max(1.0, depth);
+  const std::vector<int32_t> slack_of = slacks_by_row(form);
+  for (size_t k = 0; k < fresh.size(); ++k) {
+    const int32_t j = fresh[k];
+    if (form.is_free[j]) continue;
+    if (stay && form.has_penalties && form.c[j] > 0.0 &&
+        -reduced_cost[k] > kPenaltyCut * form.c[j] && is_absorbed(form, slack_of, j)) {
+      place_absorbed(form, slack_of, saved.mu, j, point);
+      continue;
+    }
+    point->z[j] = std::max(reduced_cost[k], half_width[k] * std::sqrt(pull_back));
+    point->x[j] = saved.mu * pull_back / point->z[j];
+  }
+  return true;
+}
+
+void place_slacks(const SavedPoint &saved, const ProblemForm &form, Point *point) {
+  for (size_t k = 0; k < form.slack_row.size(); ++k) {
+    const int32_t j = form.structurals + static_cast<int32_t>(k);
+    const int32_t i = form.slack_row[k];
+    place_pair(form, j, saved.slack_x[i], saved.slack_z[i], point);
+  }
+}
+
+/// w and v of the boxed columns: the saved pair, or the centred one of a new column.
+void place_widths(const SavedPoint &saved, const ProblemForm &form,
+                  const std::vector<int32_t> &match, Point *point) {
+  for (size_t k = 0; k < form.boxed.size(); ++k) {
+    const int32_t j = form.boxed[k];
+    const double scale = form.column_scale[j];
+    const bool slack = j >= form.structurals;
+    double w = 0.0;
+    double v = 0.0;
+    if (slack) {
+      w = saved.slack_w[form.slack_row[j - form.structurals]];
+      v = saved.slack_v[form.slack_row[j - form.structurals]];
+    } else if (match[j] != kNew) {
+      w = saved.w[match[j]];
+      v = saved.v[match[j]];
+    }
+    if (w > 0.0 && v > 0.0) {
+      point->w[k] = w / scale;
+      point->v[k] = v * scale;
+    } else {
+      point->x[j] = std::min(point->x[j], 0.5 * form.width[j]);
+      point->w[k] = form.width[j] - point->x[j];
+      point->v[k] = saved.mu / point->w[k];
+    }
+  }
+}
+
+bool is_interior(const ProblemForm &form, const Point &point) {
+  for (int32_t j = 0; j < form.columns(); ++j) {
+    if (form.is_free[j]) continue;
+    if (!(point.x[j] > 0.0 && point.z[j] > 0.0)) return false;
+    if (!std::isfinite(point.x[j]) || !std::isfinite(point.z[j])) return false;
+  }
+  for (size_t k = 0; k < point.w.size(); ++k) {
+    if (!(point.w[k] > 0.0 && point.v[k] > 0.0)) return false;
+  }
+  return true;
+}
+
+}  // namespace
+
+SavedPoint save_point(const ProblemForm &form, const Point &point, double mu,
+                      MadeFactorisation made) {
+  SavedPoint saved;
+  const size_t structurals = static_cast<size_t>(form.structurals);
+  saved.fingerprint = form.fingerprint;
+  saved.cost.resize(structurals);
+  saved.x.resize(structurals);
+  saved.z.resize(structurals);
+  saved.w.assign(structurals, 0.0);
+  saved.reach.resize(structurals);
+  saved.v.assign(structurals, 0.0);
+  const size_t rows = static_cast<size_t>(form.rows());
+  saved.user_row = form.user_row;
+  saved.row_type = form.row_type;
+  saved.y.resize(rows);
+  saved.slack_x.assign(rows, 0.0);
+  saved.slack_z.assign(rows, 0.0);
+  saved.slack_w.assign(rows, 0.0);
+  saved.slack_v.assign(rows, 0.0);
+  for (int32_t j = 0; j < form.columns(); ++j) {
+    const double scale = form.column_scale[j];
+    const bool slack = j >= form.structurals;
+    const int32_t at = slack ? form.slack_row[j - form.structurals] : j;
+    (slack ? saved.slack_x : saved.x)[at] = point.x[j] * scale;
+    (slack ? saved.slack_z : saved.z)[at] = point.z[j] / scale;
+    if (slack) continue;
+    saved.cost[j] = user_cost(form, j);
+    double most = 0.0;
+    for (int32_t t = form.A.start[j]; t < form.A.start[j + 1]; ++t) {
+      most = std::max(most, std::fabs(form.A.value[t]) / form.row_scale[form.A.row[t]]);
+    }
+    saved.reach[j] = most * point.x[j];
+  }
+  for (size_t k = 0; k < form.boxed.size(); ++k) {
+    const int32_t j = form.boxed[k];
+    const double scale = form.column_scale[j];
+    const bool slack = j >= form.structurals;
+    const int32_t at = slack ? form.slack_row[j - form.structurals] : j;
+    (slack ? saved.slack_w : saved.w)[at] = point.w[k] * scale;
+    (slack ? saved.slack_v : saved.v)[at] = point.v[k] / scale;
+  }
+  for (size_t i = 0; i < rows; ++i) saved.y[i] = point.y[i] * form.row_scale[i];
+  saved.mu = mu;
+  saved.made = std::move(made);
+  return saved;
+}
+
+bool same_rows(const SavedPoint &saved, const ProblemForm &form) {
+  return saved.user_row == form.user_row && saved.row_type == form.row_type;
+}
+
+bool restore_point(const SavedPoint &saved, const ProblemForm &form, Point *point) {
+  if (!same_rows(saved, form) || !saved.made.factorisation || !(saved.mu > 0.0)) return false;
+  point->resize(form);
+  for (int32_t i = 0; i < form.rows(); ++i) point->y[i] = saved.y[i] / form.row_scale[i];
+  std::vector<int32_t> match = match_columns(saved, form);
+  if (misses_columns(saved, form, match)) return false;
+  std::vector<int32_t> fresh;
+  for (int32_t j = 0; j < form.structurals; ++j) {
+    if (match[j] != kNew && !place_old(saved, form, j, match[j], point)) match[j] = kNew;
+    if (match[j] == kNew) fresh.push_back(j);
+  }
+  place_slacks(saved, form, point);
+  if (!place_new(saved, form, fresh, box_is_active(form, *point, match), point)) return false;
+  place_widths(saved, form, match, point);
+  return is_interior(form, *point);
+}
+
+}  // namespace interior_point

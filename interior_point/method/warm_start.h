@@ -1,0 +1,63 @@
+/**
+ * Starting from a point of an earlier problem over the same rows.
+ *
+ * The point is kept in the caller's units, since the next problem is scaled differently, and its
+ * columns are recognised by their contents: columns may have been added, removed or reordered
+ * since. A removed column is dropped with its share of A x. A new column j gets the pair
+ *
+ *   rc_j = c_j - a_j'y,   t_j = a_j'(A Theta A')^-1 a_j   with A, Theta of the earlier problem,
+ *   rho  = max_j -rc_j / sqrt(mu t_j),   mu_t = mu max(1, rho),
+ *   z_j  = max(rc_j, sqrt(mu_t t_j)),    x_j = mu_t / z_j.                                    (11)
+ *
+ * sqrt(mu t_j) is the half-width of the dual ellipsoid around the point in the direction a_j, so
+ * this is the pair for which neither the primal nor the dual correction leaves the ellipsoid, and
+ * rho is the depth of the deepest new cut in its units. The infeasibility this leaves goes in the
+ * first Newton steps. The ellipsoid is taken from the factorisation that the earlier solve ended
+ * with; at a centred point A Theta A' = mu A Z^-2 A', so its own mu belongs to it.
+ *
+ * While rows live on penalty columns their duals are of the penalties' size, and a new column of
+ * ordinary cost cuts so deep that (11) would need dozens of steps. When the slacks of all its rows
+ * grow with it, the central path has that column large and the slacks with it; it is put there.
+ */
+#ifndef INTERIOR_POINT_METHOD_WARM_START_H
+#define INTERIOR_POINT_METHOD_WARM_START_H
+
+#include <memory>
+
+#include "interior_point/method/newton_system.h"
+
+namespace interior_point {
+
+/// A factorisation, the row scale it was made in, and the mu of its theta.
+struct MadeFactorisation {
+  std::shared_ptr<const Factorisation> factorisation;
+  std::vector<double> row_scale;
+  double mu = 0.0;
+};
+
+struct SavedPoint {
+  // Per structural column of the problem it comes from, in the caller's units.
+  std::vector<uint64_t> fingerprint;
+  std::vector<double> cost, x, z, w, v;
+  std::vector<double> reach;  ///< max_i |a_ij| x_j: what the column does to the largest row
+  // Per row of that problem.
+  std::vector<int32_t> user_row, row_type;
+  std::vector<double> y, slack_x, slack_z, slack_w, slack_v;
+  double mu = 0.0;
+  MadeFactorisation made;  ///< the last one
+};
+
+/// Copies the point out of its form. Throws std::bad_alloc.
+SavedPoint save_point(const ProblemForm &form, const Point &point, double mu,
+                      MadeFactorisation made);
+
+/// True when the saved point is of a problem with the rows of this form, in its order.
+bool same_rows(const SavedPoint &saved, const ProblemForm &form);
+
+/// Places the saved point into a form. False when the rows differ or the new cuts are so deep that
+/// a start from scratch is cheaper; `point` then holds nothing of use.
+bool restore_point(const SavedPoint &saved, const ProblemForm &form, Point *point);
+
+}  // namespace interior_point
+
+#endif
