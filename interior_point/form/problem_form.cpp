@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "interior_point/form/scaling.h"
+#include "interior_point/vector.h"
 
 namespace interior_point {
 
@@ -20,8 +21,8 @@ constexpr double kRounding = 4e-15;          // of a sum, relative to its terms
 
 /// One column of the caller's with equal row indices summed.
 struct GatheredColumn {
-  std::vector<int32_t> row;
-  std::vector<double> value;
+  Vector<int32_t> row;
+  Vector<double> value;
   double cost = 0.0;
   uint64_t fingerprint = 0;
 };
@@ -80,10 +81,10 @@ class FormBuilder {
   void add_slack(int32_t i, double entry, double width);
 
   const LoadedArrays &loaded_;
-  std::vector<int32_t> form_row_;  // per caller's row: its row in the form, or -1
-  std::vector<double> sum_;
-  std::vector<uint8_t> seen_;
-  std::vector<double> rhs_terms_;  // per row of the form: the magnitudes that b_i is the sum of
+  Vector<int32_t> form_row_;  // per caller's row: its row in the form, or -1
+  Vector<double> sum_;
+  Vector<uint8_t> seen_;
+  Vector<double> rhs_terms_;  // per row of the form: the magnitudes that b_i is the sum of
   ProblemForm form_;
 };
 
@@ -249,9 +250,9 @@ void FormBuilder::check_empty_row(int32_t i) {
 }
 
 void FormBuilder::drop_empty_rows() {
-  std::vector<int32_t> count(form_.user_row.size(), 0);
+  Vector<int32_t> count(form_.user_row.size(), 0);
   for (const int32_t i : form_.A.row) ++count[i];
-  std::vector<int32_t> renumbered(count.size(), -1);
+  Vector<int32_t> renumbered(count.size(), -1);
   int32_t kept = 0;
   for (int32_t i = 0; i < form_.A.rows; ++i) {
     if (count[i] == 0) {
@@ -328,8 +329,8 @@ ProblemForm FormBuilder::build() {
 
 ProblemForm make_problem_form(const LoadedArrays &loaded) { return FormBuilder(loaded).build(); }
 
-std::vector<uint8_t> far_boxes(const ProblemForm &form) {
-  std::vector<uint8_t> far(form.boxed.size(), 0);
+Vector<uint8_t> far_boxes(const ProblemForm &form) {
+  Vector<uint8_t> far(form.boxed.size(), 0);
   double rhs = 0.0;
   for (const double e : form.b) rhs = std::max(rhs, std::fabs(e));
   if (rhs == 0.0) return far;
@@ -340,7 +341,7 @@ std::vector<uint8_t> far_boxes(const ProblemForm &form) {
   return far;
 }
 
-bool keeps_to_loose_bounds(const ProblemForm &form, const std::vector<double> &x) {
+bool keeps_to_loose_bounds(const ProblemForm &form, const Vector<double> &x) {
   return std::all_of(form.loose.begin(), form.loose.end(), [&](const LooseBounds &bounds) {
     const double value = x[bounds.column] * form.column_scale[bounds.column];
     return bounds.lower <= value && value <= bounds.upper;

@@ -26,9 +26,9 @@
 
 #include <cstdint>
 #include <limits>
-#include <vector>
 
 #include "interior_point/form/sparse_columns.h"
+#include "interior_point/vector.h"
 
 namespace interior_point {
 
@@ -63,11 +63,11 @@ struct LooseBounds {
 struct ProblemForm {
   // The form (1), scaled. Structural columns first, then one slack per inequality row.
   SparseColumns A;
-  std::vector<double> b;         ///< per row
-  std::vector<double> c;         ///< per column
-  std::vector<double> width;     ///< per column: h_j, infinite where there is none
-  std::vector<uint8_t> is_free;  ///< per column
-  std::vector<int32_t> boxed;    ///< the columns with a finite width, increasing
+  Vector<double> b;         ///< per row
+  Vector<double> c;         ///< per column
+  Vector<double> width;     ///< per column: h_j, infinite where there is none
+  Vector<uint8_t> is_free;  ///< per column
+  Vector<int32_t> boxed;    ///< the columns with a finite width, increasing
   int32_t structurals = 0;
   double objective_constant = 0.0;
   double reference_cost = 1.0;  ///< a typical cost of a structural column, in its scaled unit
@@ -76,23 +76,23 @@ struct ProblemForm {
   Verdict verdict = Verdict::kOpen;
 
   // Back to the caller's problem.
-  std::vector<double> row_scale;      ///< scaled row = row_scale * row
-  std::vector<double> column_scale;   ///< x in the caller's unit = column_scale * scaled x
-  std::vector<double> row_unit;       ///< 1 / row_scale, exact
-  std::vector<double> column_unit;    ///< 1 / column_scale, exact
-  std::vector<int32_t> user_row;      ///< per row: the caller's row, from 0
-  std::vector<int32_t> user_column;   ///< per structural: the caller's column, from 0
-  std::vector<double> shift;          ///< per structural: the caller's x = shift + sign * x
-  std::vector<double> sign;           ///< per structural: 1, or -1 where reflected
-  std::vector<int32_t> row_type;      ///< per row: RowType of the caller's row
-  std::vector<int32_t> slack_row;     ///< per slack: its row
-  SparseColumns removed;              ///< the columns taken out, unscaled, rows of the form
-  std::vector<int32_t> removed_user;  ///< per removed column: the caller's column, from 0
-  std::vector<double> removed_value;  ///< per removed column: its value
-  std::vector<double> removed_cost;   ///< per removed column: its cost
-  std::vector<uint64_t> fingerprint;  ///< per structural: hash of its entries, cost left out
-  std::vector<LooseBounds> loose;     ///< columns that are free although they have bounds
-  int32_t user_rows = 0;              ///< cost row included
+  Vector<double> row_scale;      ///< scaled row = row_scale * row
+  Vector<double> column_scale;   ///< x in the caller's unit = column_scale * scaled x
+  Vector<double> row_unit;       ///< 1 / row_scale, exact
+  Vector<double> column_unit;    ///< 1 / column_scale, exact
+  Vector<int32_t> user_row;      ///< per row: the caller's row, from 0
+  Vector<int32_t> user_column;   ///< per structural: the caller's column, from 0
+  Vector<double> shift;          ///< per structural: the caller's x = shift + sign * x
+  Vector<double> sign;           ///< per structural: 1, or -1 where reflected
+  Vector<int32_t> row_type;      ///< per row: RowType of the caller's row
+  Vector<int32_t> slack_row;     ///< per slack: its row
+  SparseColumns removed;         ///< the columns taken out, unscaled, rows of the form
+  Vector<int32_t> removed_user;  ///< per removed column: the caller's column, from 0
+  Vector<double> removed_value;  ///< per removed column: its value
+  Vector<double> removed_cost;   ///< per removed column: its cost
+  Vector<uint64_t> fingerprint;  ///< per structural: hash of its entries, cost left out
+  Vector<LooseBounds> loose;     ///< columns that are free although they have bounds
+  int32_t user_rows = 0;         ///< cost row included
   int32_t user_columns = 0;
 
   // Of the form (1), for the measures.
@@ -110,12 +110,12 @@ ProblemForm make_problem_form(const LoadedArrays &loaded);
 /// caller's unit, and in the scaled one a multiple of the largest right-hand side, which a column
 /// reaches that is alone with a row, the entries of A being at most about 1. None where all
 /// right-hand sides are 0: then the boxes are all that gives x a size.
-std::vector<uint8_t> far_boxes(const ProblemForm &form);
+Vector<uint8_t> far_boxes(const ProblemForm &form);
 
 /// A column between two huge bounds, nearer to neither, is free in the form, since a shift by one
 /// of them would cost the digits of all that is small beside it. True when the values x of the
 /// form, scaled, keep to such bounds.
-bool keeps_to_loose_bounds(const ProblemForm &form, const std::vector<double> &x);
+bool keeps_to_loose_bounds(const ProblemForm &form, const Vector<double> &x);
 
 /// The form with these bounds as a shift and a width like all others. Throws std::bad_alloc.
 ProblemForm with_all_bounds(const ProblemForm &form);

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cmath>
 
+#include "interior_point/vector.h"
+
 namespace interior_point {
 
 namespace {
@@ -36,9 +38,9 @@ struct Extremes {
 };
 
 /// Row factors 1 / sqrt(least * largest) of the rows as the columns are scaled now.
-void scale_rows_geometrically(const ProblemForm &form, std::vector<double> *row,
-                              const std::vector<double> &column) {
-  std::vector<Extremes> seen(row->size());
+void scale_rows_geometrically(const ProblemForm &form, Vector<double> *row,
+                              const Vector<double> &column) {
+  Vector<Extremes> seen(row->size());
   for (int32_t j = 0; j < form.structurals; ++j) {
     for (int32_t t = form.A.start[j]; t < form.A.start[j + 1]; ++t) {
       seen[form.A.row[t]].take(std::fabs(form.A.value[t]) * column[j]);
@@ -49,8 +51,8 @@ void scale_rows_geometrically(const ProblemForm &form, std::vector<double> *row,
   }
 }
 
-void scale_columns_geometrically(const ProblemForm &form, const std::vector<double> &row,
-                                 std::vector<double> *column) {
+void scale_columns_geometrically(const ProblemForm &form, const Vector<double> &row,
+                                 Vector<double> *column) {
   for (int32_t j = 0; j < form.structurals; ++j) {
     Extremes seen;
     for (int32_t t = form.A.start[j]; t < form.A.start[j + 1]; ++t) {
@@ -61,8 +63,8 @@ void scale_columns_geometrically(const ProblemForm &form, const std::vector<doub
 }
 
 /// Brings the largest entry of every row, then of every column, to 1.
-void scale_maxima(const ProblemForm &form, std::vector<double> *row, std::vector<double> *column) {
-  std::vector<double> largest(row->size(), 0.0);
+void scale_maxima(const ProblemForm &form, Vector<double> *row, Vector<double> *column) {
+  Vector<double> largest(row->size(), 0.0);
   for (int32_t j = 0; j < form.structurals; ++j) {
     for (int32_t t = form.A.start[j]; t < form.A.start[j + 1]; ++t) {
       const int32_t i = form.A.row[t];
@@ -82,7 +84,7 @@ void scale_maxima(const ProblemForm &form, std::vector<double> *row, std::vector
   }
 }
 
-double median(std::vector<double> *values) {
+double median(Vector<double> *values) {
   if (values->empty()) return 0.0;
   const auto middle = values->begin() + static_cast<int64_t>(values->size() / 2);
   std::nth_element(values->begin(), middle, values->end());
@@ -100,9 +102,9 @@ double least_cost(const ProblemForm &form) {
 /// Median cost of the columns with more than one entry or, where there are none, of those that cost
 /// about as little as the cheapest. Penalty columns have one entry each; taking them in would make
 /// their cost the reference while the other columns are still few.
-double reference_cost(const ProblemForm &form, const std::vector<double> &column) {
-  std::vector<double> several;
-  std::vector<double> cheap;
+double reference_cost(const ProblemForm &form, const Vector<double> &column) {
+  Vector<double> several;
+  Vector<double> cheap;
   for (int32_t j = 0; j < form.structurals; ++j) {
     const double cost = std::fabs(form.c[j]) * column[j];
     if (cost == 0.0) continue;
@@ -115,7 +117,7 @@ double reference_cost(const ProblemForm &form, const std::vector<double> &column
 
 /// Measures a column of large cost in a small unit: its scaled cost comes down to the others', so
 /// that one starting value suits all columns. True when there was one.
-bool scale_by_cost(const ProblemForm &form, double reference, std::vector<double> *column) {
+bool scale_by_cost(const ProblemForm &form, double reference, Vector<double> *column) {
   bool shrunk = false;
   for (int32_t j = 0; j < form.structurals; ++j) {
     const double cost = std::fabs(form.c[j]) * (*column)[j];
@@ -130,7 +132,7 @@ bool scale_by_cost(const ProblemForm &form, double reference, std::vector<double
 }
 
 /// The largest right-hand side and the largest cost, as they are scaled now.
-double largest_product(const std::vector<double> &a, const std::vector<double> &factor) {
+double largest_product(const Vector<double> &a, const Vector<double> &factor) {
   double most = 0.0;
   for (size_t k = 0; k < factor.size(); ++k) most = std::max(most, std::fabs(a[k]) * factor[k]);
   return most;
@@ -139,7 +141,7 @@ double largest_product(const std::vector<double> &a, const std::vector<double> &
 /// R = beta R, C = C / beta leaves A^ as it is and makes the largest right-hand side as large as
 /// the largest cost. x and z then have one size, and so have their ratios whatever units the caller
 /// measures costs and right-hand sides in: the proximal terms are absolute in z / x.
-void balance(std::vector<double> *row, std::vector<double> *column, ProblemForm *form) {
+void balance(Vector<double> *row, Vector<double> *column, ProblemForm *form) {
   const double rhs = largest_product(form->b, *row);
   const double cost = largest_product(form->c, *column);
   if (!(rhs > 0.0) || !(cost > 0.0)) return;
@@ -150,7 +152,7 @@ void balance(std::vector<double> *row, std::vector<double> *column, ProblemForm 
   form->reference_cost /= beta;
 }
 
-void apply(const std::vector<double> &row, std::vector<double> *column, ProblemForm *form) {
+void apply(const Vector<double> &row, Vector<double> *column, ProblemForm *form) {
   for (const int32_t i : form->slack_row) column->push_back(1.0 / row[i]);
   for (int32_t j = 0; j < form->columns(); ++j) {
     const double factor = (*column)[j];
@@ -168,8 +170,8 @@ void apply(const std::vector<double> &row, std::vector<double> *column, ProblemF
 }  // namespace
 
 void scale(ProblemForm *form) {
-  std::vector<double> row(static_cast<size_t>(form->rows()), 1.0);
-  std::vector<double> column(static_cast<size_t>(form->structurals), 1.0);
+  Vector<double> row(static_cast<size_t>(form->rows()), 1.0);
+  Vector<double> column(static_cast<size_t>(form->structurals), 1.0);
   for (int pass = 0; pass < kGeometricPasses; ++pass) {
     scale_rows_geometrically(*form, &row, column);
     scale_columns_geometrically(*form, row, &column);

@@ -7,15 +7,16 @@
 #include <cstddef>
 #include <cstdint>
 #include <numeric>
-#include <vector>
+
+#include "interior_point/vector.h"
 
 namespace interior_point {
 
 struct SparseColumns {
   int32_t rows = 0;
-  std::vector<int32_t> start = {0};  ///< columns + 1 positions
-  std::vector<int32_t> row;          ///< per entry
-  std::vector<double> value;         ///< per entry
+  Vector<int32_t> start = {0};  ///< columns + 1 positions
+  Vector<int32_t> row;          ///< per entry
+  Vector<double> value;         ///< per entry
 
   int32_t columns() const { return static_cast<int32_t>(start.size()) - 1; }
   int32_t length(int32_t j) const { return start[j + 1] - start[j]; }
@@ -24,9 +25,9 @@ struct SparseColumns {
 
 /// Some of the columns of a matrix by rows.
 struct RowEntries {
-  std::vector<int32_t> start;   ///< rows + 1 positions
-  std::vector<int32_t> column;  ///< per entry, increasing within a row
-  std::vector<int32_t> entry;   ///< per entry: its position in the matrix by columns
+  Vector<int32_t> start;   ///< rows + 1 positions
+  Vector<int32_t> column;  ///< per entry, increasing within a row
+  Vector<int32_t> entry;   ///< per entry: its position in the matrix by columns
 
   /// Those for which `takes(j)` is true.
   template <class Takes>
@@ -38,7 +39,7 @@ struct RowEntries {
     std::partial_sum(start.begin(), start.end(), start.begin());
     column.resize(static_cast<std::size_t>(start.back()));
     entry.resize(column.size());
-    std::vector<int32_t> next(start.begin(), start.end() - 1);
+    Vector<int32_t> next(start.begin(), start.end() - 1);
     for (int32_t j = 0; j < A.columns(); ++j) {
       if (!takes(j)) continue;
       for (int32_t t = A.start[j]; t < A.start[j + 1]; ++t) {

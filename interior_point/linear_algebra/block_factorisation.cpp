@@ -6,6 +6,7 @@
 
 #include "interior_point/linear_algebra/dense_kernel.h"
 #include "interior_point/linear_algebra/panel_kernels.h"
+#include "interior_point/vector.h"
 
 namespace interior_point {
 
@@ -19,29 +20,29 @@ constexpr int32_t kSmallOrder = 128;
 struct BlockPattern {
   int32_t entries = 0;  ///< of the A for which the set was chosen
   int32_t rows = 0;
-  int32_t kept = 0;                ///< rows of S
-  int32_t eliminated = 0;          ///< rows of D
-  std::vector<int32_t> position;   ///< per row: its place in K, or -1 - its place in E
-  std::vector<int32_t> singleton;  ///< columns with one entry: they touch the diagonal alone
-  std::vector<int32_t> singleton_row;
-  std::vector<double> singleton_square;
+  int32_t kept = 0;           ///< rows of S
+  int32_t eliminated = 0;     ///< rows of D
+  Vector<int32_t> position;   ///< per row: its place in K, or -1 - its place in E
+  Vector<int32_t> singleton;  ///< columns with one entry: they touch the diagonal alone
+  Vector<int32_t> singleton_row;
+  Vector<double> singleton_square;
 
   // The pieces of (5): the part in K of every other column, then the columns of a sparse C.
-  std::vector<int32_t> piece_start = {0};
-  std::vector<int32_t> piece_row;     ///< increasing within a piece
-  std::vector<double> piece_value;    ///< of the columns; those of C change with theta
-  std::vector<int32_t> piece_column;  ///< per column piece: its column of A
-  std::vector<int32_t> long_piece;    ///< pieces that go through a rank-k update
+  Vector<int32_t> piece_start = {0};
+  Vector<int32_t> piece_row;     ///< increasing within a piece
+  Vector<double> piece_value;    ///< of the columns; those of C change with theta
+  Vector<int32_t> piece_column;  ///< per column piece: its column of A
+  Vector<int32_t> long_piece;    ///< pieces that go through a rank-k update
 
   // The short pieces by rows of S: from `first` on, a piece's entries lie in the rows below.
-  std::vector<int32_t> by_row_start;
-  std::vector<int32_t> by_row_first;  ///< position in piece_row
-  std::vector<int32_t> by_row_piece;
+  Vector<int32_t> by_row_start;
+  Vector<int32_t> by_row_first;  ///< position in piece_row
+  Vector<int32_t> by_row_piece;
 
   // Per row of D: the column pieces that touch it and the entries they have there.
-  std::vector<int32_t> cross_start;
-  std::vector<int32_t> cross_piece;
-  std::vector<double> cross_value;
+  Vector<int32_t> cross_start;
+  Vector<int32_t> cross_piece;
+  Vector<double> cross_value;
   bool dense_cross = false;       ///< C is held densely
   int32_t first_cross_piece = 0;  ///< where the columns of a sparse C start among the pieces
 
@@ -51,7 +52,7 @@ struct BlockPattern {
 
 class PatternBuilder {
  public:
-  PatternBuilder(const SparseColumns &A, const std::vector<uint8_t> &eliminated, int32_t entries)
+  PatternBuilder(const SparseColumns &A, const Vector<uint8_t> &eliminated, int32_t entries)
       : A_(A), marked_(eliminated) {
     pattern_.entries = entries;
   }
@@ -71,15 +72,15 @@ class PatternBuilder {
   void split_columns();
   void gather_cross();
   void choose_cross_form();
-  void append_cross_pieces(const std::vector<std::vector<int32_t>> &rows);
+  void append_cross_pieces(const Vector<Vector<int32_t>> &rows);
   void choose_long_pieces();
   void index_by_rows();
 
   const SparseColumns &A_;
-  const std::vector<uint8_t> &marked_;
+  const Vector<uint8_t> &marked_;
   BlockPattern pattern_;
-  std::vector<int32_t> cross_row_of_piece_;  // row of D, or -1
-  std::vector<double> cross_value_of_piece_;
+  Vector<int32_t> cross_row_of_piece_;  // row of D, or -1
+  Vector<double> cross_value_of_piece_;
 };
 
 void PatternBuilder::number_rows() {
@@ -91,7 +92,7 @@ void PatternBuilder::number_rows() {
 }
 
 void PatternBuilder::split_columns() {
-  std::vector<std::pair<int32_t, double>> part;
+  Vector<std::pair<int32_t, double>> part;
   for (int32_t j = 0; j < A_.columns(); ++j) {
     const int32_t first = A_.start[j];
     if (A_.length(j) == 1) {
@@ -136,7 +137,7 @@ void PatternBuilder::gather_cross() {
   std::partial_sum(start.begin(), start.end(), start.begin());
   pattern_.cross_piece.resize(static_cast<size_t>(start.back()));
   pattern_.cross_value.resize(static_cast<size_t>(start.back()));
-  std::vector<int32_t> next(start.begin(), start.end() - 1);
+  Vector<int32_t> next(start.begin(), start.end() - 1);
   for (int32_t s = 0; s < pattern_.column_pieces(); ++s) {
     if (cross_row_of_piece_[s] < 0) continue;
     const int32_t place = next[cross_row_of_piece_[s]]++;
@@ -150,8 +151,8 @@ void PatternBuilder::gather_cross() {
 void PatternBuilder::choose_cross_form() {
   pattern_.first_cross_piece = pattern_.pieces();
   if (pattern_.eliminated == 0) return;
-  std::vector<std::vector<int32_t>> rows(static_cast<size_t>(pattern_.eliminated));
-  std::vector<int32_t> seen(static_cast<size_t>(pattern_.kept), -1);
+  Vector<Vector<int32_t>> rows(static_cast<size_t>(pattern_.eliminated));
+  Vector<int32_t> seen(static_cast<size_t>(pattern_.kept), -1);
   double scattered = 0.0;
   for (int32_t e = 0; e < pattern_.eliminated; ++e) {
     for (int32_t t = pattern_.cross_start[e]; t < pattern_.cross_start[e + 1]; ++t) {
@@ -169,9 +170,9 @@ void PatternBuilder::choose_cross_form() {
   if (!pattern_.dense_cross) append_cross_pieces(rows);
 }
 
-void PatternBuilder::append_cross_pieces(const std::vector<std::vector<int32_t>> &rows) {
+void PatternBuilder::append_cross_pieces(const Vector<Vector<int32_t>> &rows) {
   for (const auto &list : rows) {
-    std::vector<int32_t> sorted = list;
+    Vector<int32_t> sorted = list;
     std::sort(sorted.begin(), sorted.end());
     pattern_.piece_row.insert(pattern_.piece_row.end(), sorted.begin(), sorted.end());
     pattern_.piece_start.push_back(static_cast<int32_t>(pattern_.piece_row.size()));
@@ -191,7 +192,7 @@ void PatternBuilder::choose_long_pieces() {
 }
 
 void PatternBuilder::index_by_rows() {
-  std::vector<uint8_t> is_long(static_cast<size_t>(pattern_.pieces()), 0);
+  Vector<uint8_t> is_long(static_cast<size_t>(pattern_.pieces()), 0);
   for (const int32_t s : pattern_.long_piece) is_long[s] = 1;
   auto &start = pattern_.by_row_start;
   start.assign(static_cast<size_t>(pattern_.kept) + 1, 0);
@@ -204,7 +205,7 @@ void PatternBuilder::index_by_rows() {
   std::partial_sum(start.begin(), start.end(), start.begin());
   pattern_.by_row_first.resize(static_cast<size_t>(start.back()));
   pattern_.by_row_piece.resize(static_cast<size_t>(start.back()));
-  std::vector<int32_t> next(start.begin(), start.end() - 1);
+  Vector<int32_t> next(start.begin(), start.end() - 1);
   for (int32_t s = 0; s < pattern_.pieces(); ++s) {
     if (is_long[s]) continue;
     for (int32_t t = pattern_.piece_start[s]; t < pattern_.piece_start[s + 1]; ++t) {
@@ -216,7 +217,7 @@ void PatternBuilder::index_by_rows() {
 }
 
 /// True when no column has entries in two of the marked rows.
-bool is_independent(const SparseColumns &A, const std::vector<uint8_t> &marked) {
+bool is_independent(const SparseColumns &A, const Vector<uint8_t> &marked) {
   for (int32_t j = 0; j < A.columns(); ++j) {
     int32_t count = 0;
     for (int32_t t = A.start[j]; t < A.start[j + 1]; ++t) count += marked[A.row[t]];
@@ -253,14 +254,14 @@ class BlockFactorisation : public Factorisation {
   std::shared_ptr<const BlockPattern> pattern_;
   const BlockPattern &p_;
   const PanelKernels &kernels_;
-  std::vector<double> schur_;          // S, then its Cholesky factor; kept x kept
-  std::vector<double> kept_diagonal_;  // of S: what is added, and the singletons' share
-  std::vector<double> pivot_;          // D
-  std::vector<double> cross_;          // C D^-1/2 when dense, kept x eliminated
-  std::vector<double> weight_;         // per piece of (5)
-  std::vector<double> value_;          // per entry of the pieces
-  std::vector<double> panel_;          // the long pieces, scaled
-  mutable std::vector<double> work_;   // kept + eliminated
+  Vector<double> schur_;          // S, then its Cholesky factor; kept x kept
+  Vector<double> kept_diagonal_;  // of S: what is added, and the singletons' share
+  Vector<double> pivot_;          // D
+  Vector<double> cross_;          // C D^-1/2 when dense, kept x eliminated
+  Vector<double> weight_;         // per piece of (5)
+  Vector<double> value_;          // per entry of the pieces
+  Vector<double> panel_;          // the long pieces, scaled
+  mutable Vector<double> work_;   // kept + eliminated
 };
 
 BlockFactorisation::BlockFactorisation(std::shared_ptr<const BlockPattern> pattern)
@@ -453,7 +454,7 @@ double BlockFactorisation::work() const {
 
 std::unique_ptr<Factorisation> BlockFactorisation::adapted(const SparseColumns &A) const {
   if (A.rows != p_.rows || !holds_for(A, p_.entries)) return nullptr;
-  std::vector<uint8_t> eliminated(static_cast<size_t>(p_.rows));
+  Vector<uint8_t> eliminated(static_cast<size_t>(p_.rows));
   for (int32_t i = 0; i < p_.rows; ++i) eliminated[i] = p_.position[i] < 0;
   if (!is_independent(A, eliminated)) return nullptr;
   return std::make_unique<BlockFactorisation>(PatternBuilder(A, eliminated, p_.entries).build());
@@ -462,7 +463,7 @@ std::unique_ptr<Factorisation> BlockFactorisation::adapted(const SparseColumns &
 /// With (4), t = a_E'D^-1 a_E + |L^-1 (a_K - C D^-1 a_E)|^2, a block of columns at a time.
 void BlockFactorisation::quadratic_forms(const SparseColumns &columns, double *t) const {
   constexpr int32_t kBlock = 64;
-  std::vector<double> block(static_cast<size_t>(kBlock) * static_cast<size_t>(p_.kept));
+  Vector<double> block(static_cast<size_t>(kBlock) * static_cast<size_t>(p_.kept));
   for (int32_t first = 0; first < columns.columns(); first += kBlock) {
     const int32_t count = std::min(kBlock, columns.columns() - first);
     std::fill(block.begin(), block.end(), 0.0);
@@ -506,11 +507,11 @@ double BlockFactorisation::split_column(const SparseColumns &columns, int32_t j,
 }
 
 /// Takes rows in the given order as long as they share no column with one taken before.
-std::vector<uint8_t> greedy_independent_rows(const SparseColumns &A,
-                                             const std::vector<std::vector<int32_t>> &row_columns,
-                                             const std::vector<int32_t> &order) {
-  std::vector<uint8_t> taken(static_cast<size_t>(A.rows), 0);
-  std::vector<uint8_t> used(static_cast<size_t>(A.columns()), 0);
+Vector<uint8_t> greedy_independent_rows(const SparseColumns &A,
+                                        const Vector<Vector<int32_t>> &row_columns,
+                                        const Vector<int32_t> &order) {
+  Vector<uint8_t> taken(static_cast<size_t>(A.rows), 0);
+  Vector<uint8_t> used(static_cast<size_t>(A.columns()), 0);
   int32_t left = A.rows;
   for (const int32_t i : order) {
     if (left == 1) break;
@@ -527,26 +528,26 @@ std::vector<uint8_t> greedy_independent_rows(const SparseColumns &A,
 
 }  // namespace
 
-std::vector<uint8_t> independent_rows(const SparseColumns &A) {
-  std::vector<std::vector<int32_t>> row_columns(static_cast<size_t>(A.rows));
+Vector<uint8_t> independent_rows(const SparseColumns &A) {
+  Vector<Vector<int32_t>> row_columns(static_cast<size_t>(A.rows));
   for (int32_t j = 0; j < A.columns(); ++j) {
     if (A.length(j) < 2) continue;
     for (int32_t t = A.start[j]; t < A.start[j + 1]; ++t) row_columns[A.row[t]].push_back(j);
   }
-  std::vector<int32_t> order(static_cast<size_t>(A.rows));
+  Vector<int32_t> order(static_cast<size_t>(A.rows));
   for (int32_t i = 0; i < A.rows; ++i) order[i] = A.rows - 1 - i;
   const auto last_first = greedy_independent_rows(A, row_columns, order);
   std::stable_sort(order.begin(), order.end(), [&](int32_t a, int32_t b) {
     return row_columns[a].size() < row_columns[b].size();
   });
   const auto short_first = greedy_independent_rows(A, row_columns, order);
-  const auto size = [](const std::vector<uint8_t> &set) {
+  const auto size = [](const Vector<uint8_t> &set) {
     return std::accumulate(set.begin(), set.end(), 0);
   };
   return size(last_first) >= size(short_first) ? last_first : short_first;
 }
 
-double block_factorisation_work(const SparseColumns &A, const std::vector<uint8_t> &eliminated) {
+double block_factorisation_work(const SparseColumns &A, const Vector<uint8_t> &eliminated) {
   const double gone = std::accumulate(eliminated.begin(), eliminated.end(), 0);
   const double kept = static_cast<double>(A.rows) - gone;
   double entries_of_cross = 0.0;
@@ -566,7 +567,7 @@ double block_factorisation_work(const SparseColumns &A, const std::vector<uint8_
 }
 
 std::unique_ptr<Factorisation> make_block_factorisation(const SparseColumns &A,
-                                                        const std::vector<uint8_t> &eliminated) {
+                                                        const Vector<uint8_t> &eliminated) {
   return std::make_unique<BlockFactorisation>(PatternBuilder(A, eliminated, A.entries()).build());
 }
 

@@ -25,18 +25,19 @@
 #include <memory>
 
 #include "interior_point/linear_algebra/normal_equations.h"
+#include "interior_point/vector.h"
 
 namespace interior_point {
 
 /// Rows of an independent set, marked 1; at least one row stays unmarked.
-std::vector<uint8_t> independent_rows(const SparseColumns &A);
+Vector<uint8_t> independent_rows(const SparseColumns &A);
 
 /// Work of one block factorisation with the rows marked in `eliminated` taken out first, in
 /// multiply-add pairs of the dense kernel.
-double block_factorisation_work(const SparseColumns &A, const std::vector<uint8_t> &eliminated);
+double block_factorisation_work(const SparseColumns &A, const Vector<uint8_t> &eliminated);
 
 std::unique_ptr<Factorisation> make_block_factorisation(const SparseColumns &A,
-                                                        const std::vector<uint8_t> &eliminated);
+                                                        const Vector<uint8_t> &eliminated);
 
 }  // namespace interior_point
 

@@ -2,27 +2,29 @@
 
 #include <cmath>
 
+#include "interior_point/vector.h"
+
 namespace interior_point {
 
 namespace {
 
-double dot(const std::vector<double> &a, const std::vector<double> &b) {
+double dot(const Vector<double> &a, const Vector<double> &b) {
   double sum = 0.0;
   for (size_t i = 0; i < a.size(); ++i) sum += a[i] * b[i];
   return sum;
 }
 
-void add_scaled(double factor, const std::vector<double> &b, std::vector<double> *a) {
+void add_scaled(double factor, const Vector<double> &b, Vector<double> *a) {
   for (size_t i = 0; i < b.size(); ++i) (*a)[i] += factor * b[i];
 }
 
-void divide(double by, std::vector<double> *a) {
+void divide(double by, Vector<double> *a) {
   for (double &e : *a) e /= by;
 }
 
 }  // namespace
 
-bool MinimalResidual::start(const std::vector<double> &residual) {
+bool MinimalResidual::start(const Vector<double> &residual) {
   size_ = 0;
   const double norm = std::sqrt(dot(residual, residual));
   if (!(norm > 0.0) || !std::isfinite(norm)) return false;
@@ -33,12 +35,12 @@ bool MinimalResidual::start(const std::vector<double> &residual) {
 }
 
 /// Modified Gram-Schmidt on the image.
-bool MinimalResidual::add(const std::vector<double> &direction, const std::vector<double> &image) {
+bool MinimalResidual::add(const Vector<double> &direction, const Vector<double> &image) {
   const size_t k = static_cast<size_t>(size_);
-  std::vector<double> &left = basis_[k + 1];
+  Vector<double> &left = basis_[k + 1];
   left = image;
   for (int i = 0; i <= size_; ++i) {
-    const std::vector<double> &unit = basis_[static_cast<size_t>(i)];
+    const Vector<double> &unit = basis_[static_cast<size_t>(i)];
     entry(i, size_) = dot(left, unit);
     add_scaled(-entry(i, size_), unit, &left);
   }
@@ -75,7 +77,7 @@ void MinimalResidual::rotate(double below) {
 
 double MinimalResidual::least() const { return std::fabs(rhs_[static_cast<size_t>(size_)]); }
 
-void MinimalResidual::combine(std::vector<double> *sum) const {
+void MinimalResidual::combine(Vector<double> *sum) const {
   std::array<double, kMost> weight = {};
   sum->assign(size_ > 0 ? directions_[0].size() : 0, 0.0);
   for (int i = size_ - 1; i >= 0; --i) {

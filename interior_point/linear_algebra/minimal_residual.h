@@ -13,7 +13,8 @@
 
 #include <array>
 #include <cstddef>
-#include <vector>
+
+#include "interior_point/vector.h"
 
 namespace interior_point {
 
@@ -22,21 +23,21 @@ class MinimalResidual {
   static constexpr int kMost = 12;  ///< directions
 
   /// Forgets all directions. False for a residual of 0 or not of numbers.
-  bool start(const std::vector<double> &residual);
+  bool start(const Vector<double> &residual);
 
   /// What the next direction should be the inverse image of.
-  const std::vector<double> &next() const { return basis_[static_cast<size_t>(size_)]; }
+  const Vector<double> &next() const { return basis_[static_cast<size_t>(size_)]; }
 
   /// Takes a direction, of any size, and its image. False where no other one can follow; one whose
   /// image is 0 or not of numbers is not taken.
-  bool add(const std::vector<double> &direction, const std::vector<double> &image);
+  bool add(const Vector<double> &direction, const Vector<double> &image);
 
   int size() const { return size_; }
   /// The norm of the residual that the combination leaves.
   double least() const;
 
   /// Writes the combination.
-  void combine(std::vector<double> *sum) const;
+  void combine(Vector<double> *sum) const;
 
  private:
   double &entry(int row, int column) { return entries_[static_cast<size_t>(row * kMost + column)]; }
@@ -46,8 +47,8 @@ class MinimalResidual {
   void rotate(double below);
 
   int size_ = 0;
-  std::array<std::vector<double>, kMost + 1> basis_;   // orthonormal: r and the images
-  std::array<std::vector<double>, kMost> directions_;  // as they came
+  std::array<Vector<double>, kMost + 1> basis_;        // orthonormal: r and the images
+  std::array<Vector<double>, kMost> directions_;       // as they came
   std::array<double, kMost *kMost> entries_ = {};      // of the triangle that is solved with
   std::array<double, kMost> cosine_ = {}, sine_ = {};  // of the rotations that made it one
   std::array<double, kMost + 1> rhs_ = {};             // r in the rotated basis

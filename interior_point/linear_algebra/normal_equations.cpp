@@ -4,6 +4,7 @@
 
 #include "interior_point/linear_algebra/block_factorisation.h"
 #include "interior_point/linear_algebra/sparse_factorisation.h"
+#include "interior_point/vector.h"
 
 namespace interior_point {
 
@@ -41,14 +42,14 @@ constexpr double kLongRow = 4.0;
 /// The share of M that is not 0, from a sample of its rows.
 double density(const SparseColumns &A) {
   const int32_t stride = std::max(1, A.rows / kSampledRows);
-  std::vector<std::vector<int32_t>> columns_of(static_cast<size_t>(A.rows / stride + 1));
+  Vector<Vector<int32_t>> columns_of(static_cast<size_t>(A.rows / stride + 1));
   for (int32_t j = 0; j < A.columns(); ++j) {
     if (A.length(j) < 2) continue;
     for (int32_t t = A.start[j]; t < A.start[j + 1]; ++t) {
       if (A.row[t] % stride == 0) columns_of[A.row[t] / stride].push_back(j);
     }
   }
-  std::vector<int32_t> seen(static_cast<size_t>(A.rows), -1);
+  Vector<int32_t> seen(static_cast<size_t>(A.rows), -1);
   double count = 0.0;
   int32_t sampled = 0;
   int64_t looked_at = 0;
@@ -67,9 +68,9 @@ double density(const SparseColumns &A) {
 
 /// The long columns without the shortest one of each row that has no other: a row whose diagonal in
 /// (14) is nothing but the regularisation makes no pivot.
-std::vector<int32_t> columns_to_keep(const SparseColumns &A, double longest_short) {
-  std::vector<uint8_t> has_diagonal(static_cast<size_t>(A.rows), 0);
-  std::vector<int32_t> shortest(static_cast<size_t>(A.rows), -1);
+Vector<int32_t> columns_to_keep(const SparseColumns &A, double longest_short) {
+  Vector<uint8_t> has_diagonal(static_cast<size_t>(A.rows), 0);
+  Vector<int32_t> shortest(static_cast<size_t>(A.rows), -1);
   for (int32_t j = 0; j < A.columns(); ++j) {
     for (int32_t t = A.start[j]; t < A.start[j + 1]; ++t) {
       const int32_t i = A.row[t];
@@ -77,11 +78,11 @@ std::vector<int32_t> columns_to_keep(const SparseColumns &A, double longest_shor
       if (shortest[i] < 0 || A.length(j) < A.length(shortest[i])) shortest[i] = j;
     }
   }
-  std::vector<uint8_t> given_up(static_cast<size_t>(A.columns()), 0);
+  Vector<uint8_t> given_up(static_cast<size_t>(A.columns()), 0);
   for (int32_t i = 0; i < A.rows; ++i) {
     if (!has_diagonal[i] && shortest[i] >= 0) given_up[shortest[i]] = 1;
   }
-  std::vector<int32_t> kept;
+  Vector<int32_t> kept;
   for (int32_t j = 0; j < A.columns(); ++j) {
     if (A.length(j) > longest_short && !given_up[j]) kept.push_back(j);
   }
@@ -89,7 +90,7 @@ std::vector<int32_t> columns_to_keep(const SparseColumns &A, double longest_shor
 }
 
 /// What forming M column by column of A costs where the listed columns (increasing) stay out of it.
-double assembly_work(const SparseColumns &A, const std::vector<int32_t> &kept) {
+double assembly_work(const SparseColumns &A, const Vector<int32_t> &kept) {
   double squares = 0.0;
   auto next = kept.begin();
   for (int32_t j = 0; j < A.columns(); ++j) {
@@ -105,8 +106,7 @@ double assembly_work(const SparseColumns &A, const std::vector<int32_t> &kept) {
 
 /// The columns that are worth an ordering with them as unknowns; none where that is unlikely to
 /// pay.
-std::vector<int32_t> promising_columns(const SparseColumns &A,
-                                       const std::vector<uint8_t> *is_free) {
+Vector<int32_t> promising_columns(const SparseColumns &A, const Vector<uint8_t> *is_free) {
   const double mean = static_cast<double>(A.entries()) / std::max(A.columns(), 1);
   const double longest_short = std::max(kLongColumn * mean, kShortColumn);
   double all = 0.0;
@@ -117,7 +117,7 @@ std::vector<int32_t> promising_columns(const SparseColumns &A,
     if (length > longest_short) of_long += length * length;
   }
   if (of_long < kLongShare * all) return {};
-  std::vector<int32_t> kept = columns_to_keep(A, longest_short);
+  Vector<int32_t> kept = columns_to_keep(A, longest_short);
   const auto may_not = [is_free](int32_t j) { return is_free && (*is_free)[j]; };
   kept.erase(std::remove_if(kept.begin(), kept.end(), may_not), kept.end());
   if (static_cast<double>(kept.size()) > kFewKept * A.rows) kept.clear();
@@ -134,8 +134,8 @@ std::unique_ptr<Factorisation> sparse_way(const SparseColumns &A, double block) 
 
 /// What eliminating all rows before the columns `kept` (increasing) takes: a scattered update of
 /// the square of its length for each. A bound of what to expect before anything is ordered.
-double elimination_work(const SparseColumns &A, const std::vector<int32_t> &kept) {
-  std::vector<int32_t> length(static_cast<size_t>(A.rows), 0);
+double elimination_work(const SparseColumns &A, const Vector<int32_t> &kept) {
+  Vector<int32_t> length(static_cast<size_t>(A.rows), 0);
   for (const int32_t j : kept) {
     for (int32_t t = A.start[j]; t < A.start[j + 1]; ++t) ++length[A.row[t]];
   }
@@ -145,10 +145,10 @@ double elimination_work(const SparseColumns &A, const std::vector<int32_t> &kept
 }
 
 /// The factorisation of (14) with the long columns as unknowns, where that takes less than `work`.
-std::unique_ptr<Factorisation> signed_way(const SparseColumns &A,
-                                          const std::vector<uint8_t> *is_free, double work) {
+std::unique_ptr<Factorisation> signed_way(const SparseColumns &A, const Vector<uint8_t> *is_free,
+                                          double work) {
   if (work < kHeavy * A.entries()) return nullptr;
-  const std::vector<int32_t> kept = promising_columns(A, is_free);
+  const Vector<int32_t> kept = promising_columns(A, is_free);
   if (kept.empty()) return nullptr;
   const double assembly = assembly_work(A, kept);
   const double entries = 2.0 * assembly / kScatterCost + A.entries();
@@ -158,9 +158,9 @@ std::unique_ptr<Factorisation> signed_way(const SparseColumns &A,
 
 /// The rows to eliminate first where all columns `kept` (increasing) are unknowns: those that meet
 /// no other row and have a diagonal of their own. Long ones would fill the columns' square.
-std::vector<uint8_t> rows_to_begin_with(const SparseColumns &A, const std::vector<int32_t> &kept) {
-  std::vector<uint8_t> first(static_cast<size_t>(A.rows), 0);
-  std::vector<int32_t> length(first.size(), 0);
+Vector<uint8_t> rows_to_begin_with(const SparseColumns &A, const Vector<int32_t> &kept) {
+  Vector<uint8_t> first(static_cast<size_t>(A.rows), 0);
+  Vector<int32_t> length(first.size(), 0);
   for (int32_t j = 0; j < A.columns(); ++j) {
     for (int32_t t = A.start[j]; t < A.start[j + 1]; ++t) {
       ++length[A.row[t]];
@@ -183,12 +183,12 @@ std::vector<uint8_t> rows_to_begin_with(const SparseColumns &A, const std::vecto
 /// The factorisation of (14) with all columns as unknowns, where these are few: once the rows are
 /// eliminated what is left has their order. Null where that takes more than `work`, or where the
 /// columns are those that are kept already.
-std::unique_ptr<Factorisation> column_way(const SparseColumns &A, const std::vector<int32_t> &known,
+std::unique_ptr<Factorisation> column_way(const SparseColumns &A, const Vector<int32_t> &known,
                                           double work) {
   int32_t several = 0;
   for (int32_t j = 0; j < A.columns(); ++j) several += A.length(j) > 1;
   if (several > kFewColumns * A.rows) return nullptr;
-  const std::vector<int32_t> kept = columns_to_keep(A, 1.0);
+  const Vector<int32_t> kept = columns_to_keep(A, 1.0);
   if (kept == known || elimination_work(A, kept) > work) return nullptr;
   return make_sparse_factorisation(A, kept, rows_to_begin_with(A, kept), work / kSparseHandicap);
 }
@@ -198,13 +198,13 @@ std::unique_ptr<Factorisation> column_way(const SparseColumns &A, const std::vec
 void Factorisation::solve_with_kept(double *r, double *) const { solve(r); }
 
 std::unique_ptr<Factorisation> make_factorisation(const SparseColumns &A, const Factorisation *last,
-                                                  const std::vector<uint8_t> *is_free) {
+                                                  const Vector<uint8_t> *is_free) {
   if (last) {
     std::unique_ptr<Factorisation> adapted = last->adapted(A);
     if (adapted) return adapted;
   }
-  const std::vector<uint8_t> none(static_cast<size_t>(A.rows), 0);
-  const std::vector<uint8_t> independent = independent_rows(A);
+  const Vector<uint8_t> none(static_cast<size_t>(A.rows), 0);
+  const Vector<uint8_t> independent = independent_rows(A);
   const double plain = block_factorisation_work(A, none);
   const double split = block_factorisation_work(A, independent);
   double work = std::min(plain, split);
@@ -214,7 +214,7 @@ std::unique_ptr<Factorisation> make_factorisation(const SparseColumns &A, const 
     if (!best) best = sparse_way(A, work);
     if (best) work = kSparseHandicap * best->work() + assembly_work(A, best->kept());
     std::unique_ptr<Factorisation> other =
-        column_way(A, best ? best->kept() : std::vector<int32_t>(), work);
+        column_way(A, best ? best->kept() : Vector<int32_t>(), work);
     if (other) best = std::move(other);
   }
   if (best) return best;

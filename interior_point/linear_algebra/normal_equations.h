@@ -11,9 +11,9 @@
 #define INTERIOR_POINT_LINEAR_ALGEBRA_NORMAL_EQUATIONS_H
 
 #include <memory>
-#include <vector>
 
 #include "interior_point/form/sparse_columns.h"
+#include "interior_point/vector.h"
 
 namespace interior_point {
 
@@ -30,7 +30,7 @@ class Factorisation {
   virtual void solve(double *r) const = 0;
 
   /// Columns of A that are unknowns beside y, increasing; none in most ways.
-  const std::vector<int32_t> &kept() const { return kept_; }
+  const Vector<int32_t> &kept() const { return kept_; }
 
   /// The same with them: r = r_S and x = r_P become the y and q of
   ///
@@ -54,7 +54,7 @@ class Factorisation {
   virtual double work() const = 0;
 
  protected:
-  std::vector<int32_t> kept_;
+  Vector<int32_t> kept_;
 };
 
 /// One scattered multiply-add takes about as long as this many of a rank-k update; measured with
@@ -75,7 +75,7 @@ inline bool holds_for(const SparseColumns &A, int32_t entries_then) {
 /// copied. Throws std::bad_alloc.
 std::unique_ptr<Factorisation> make_factorisation(const SparseColumns &A,
                                                   const Factorisation *last = nullptr,
-                                                  const std::vector<uint8_t> *is_free = nullptr);
+                                                  const Vector<uint8_t> *is_free = nullptr);
 
 }  // namespace interior_point
 

@@ -3,6 +3,8 @@
 #include <Eigen/OrderingMethods>
 #include <Eigen/SparseCore>
 
+#include "interior_point/vector.h"
+
 namespace interior_point {
 
 namespace {
@@ -10,13 +12,13 @@ namespace {
 using Pattern = Eigen::SparseMatrix<float, Eigen::ColMajor, int32_t>;
 
 /// The columns that make rows of A A' meet, by rows.
-RowEntries columns_that_join(const SparseColumns &A, const std::vector<uint8_t> &kept) {
+RowEntries columns_that_join(const SparseColumns &A, const Vector<uint8_t> &kept) {
   return RowEntries(A, [&](int32_t j) { return !kept[j] && A.length(j) > 1; });
 }
 
 /// Appends the rows that row i meets in the columns of `joining`.
 void append_neighbours(const SparseColumns &A, const RowEntries &joining, int32_t i,
-                       std::vector<int32_t> *seen, std::vector<int32_t> *row) {
+                       Vector<int32_t> *seen, Vector<int32_t> *row) {
   (*seen)[i] = i;
   for (int64_t k = joining.start[i]; k < joining.start[i + 1]; ++k) {
     const int32_t j = joining.column[k];
@@ -29,7 +31,7 @@ void append_neighbours(const SparseColumns &A, const RowEntries &joining, int32_
 }
 
 /// An approximate minimum degree order: the unknown at each place.
-std::vector<int32_t> minimum_degree(const Adjacency &adjacency) {
+Vector<int32_t> minimum_degree(const Adjacency &adjacency) {
   const int32_t n = adjacency.unknowns();
   // The ordering takes either triangle and mirrors it. The values are never looked at.
   Pattern upper(n, n);
@@ -44,11 +46,11 @@ std::vector<int32_t> minimum_degree(const Adjacency &adjacency) {
   upper.finalize();
   Eigen::PermutationMatrix<Eigen::Dynamic, Eigen::Dynamic, int32_t> order;
   Eigen::AMDOrdering<int32_t>()(upper.selfadjointView<Eigen::Upper>(), order);
-  return std::vector<int32_t>(order.indices().data(), order.indices().data() + n);
+  return Vector<int32_t>(order.indices().data(), order.indices().data() + n);
 }
 
-std::vector<int32_t> inverse(const std::vector<int32_t> &at) {
-  std::vector<int32_t> place(at.size());
+Vector<int32_t> inverse(const Vector<int32_t> &at) {
+  Vector<int32_t> place(at.size());
   for (size_t k = 0; k < at.size(); ++k) place[at[k]] = static_cast<int32_t>(k);
   return place;
 }
@@ -57,7 +59,7 @@ std::vector<int32_t> inverse(const std::vector<int32_t> &at) {
 void grow_tree(const Adjacency &adjacency, Ordering *o) {
   o->parent.assign(o->at.size(), -1);
   o->below.assign(o->at.size(), 0);
-  std::vector<int32_t> seen(o->at.size(), -1);
+  Vector<int32_t> seen(o->at.size(), -1);
   for (int32_t i = 0; i < adjacency.unknowns(); ++i) {
     seen[i] = i;
     const int32_t unknown = o->at[i];
@@ -72,11 +74,11 @@ void grow_tree(const Adjacency &adjacency, Ordering *o) {
 }
 
 /// Places in postorder: children before parents, subtrees together.
-std::vector<int32_t> postorder(const std::vector<int32_t> &parent) {
+Vector<int32_t> postorder(const Vector<int32_t> &parent) {
   const int32_t n = static_cast<int32_t>(parent.size());
-  std::vector<int32_t> child(parent.size(), -1);
-  std::vector<int32_t> sibling(parent.size(), -1);
-  std::vector<int32_t> stack;
+  Vector<int32_t> child(parent.size(), -1);
+  Vector<int32_t> sibling(parent.size(), -1);
+  Vector<int32_t> stack;
   for (int32_t k = n - 1; k >= 0; --k) {
     if (parent[k] == -1) {
       stack.push_back(k);
@@ -85,7 +87,7 @@ std::vector<int32_t> postorder(const std::vector<int32_t> &parent) {
       child[parent[k]] = k;
     }
   }
-  std::vector<int32_t> place(parent.size());
+  Vector<int32_t> place(parent.size());
   int32_t next = 0;
   while (!stack.empty()) {
     const int32_t k = stack.back();
@@ -101,7 +103,7 @@ std::vector<int32_t> postorder(const std::vector<int32_t> &parent) {
 }
 
 /// The same elimination with the places renamed.
-Ordering renamed(const Ordering &o, const std::vector<int32_t> &name) {
+Ordering renamed(const Ordering &o, const Vector<int32_t> &name) {
   Ordering result;
   result.at.resize(o.at.size());
   result.parent.resize(o.at.size());
@@ -118,11 +120,11 @@ Ordering renamed(const Ordering &o, const std::vector<int32_t> &name) {
 
 /// What is left of the graph once the marked unknowns are gone: those that met one of them meet
 /// each other.
-Adjacency without(const Adjacency &all, const std::vector<uint8_t> &gone,
-                  const std::vector<int32_t> &number) {
+Adjacency without(const Adjacency &all, const Vector<uint8_t> &gone,
+                  const Vector<int32_t> &number) {
   Adjacency result;
   result.start.push_back(0);
-  std::vector<int32_t> seen(gone.size(), -1);
+  Vector<int32_t> seen(gone.size(), -1);
   for (int32_t i = 0; i < all.unknowns(); ++i) {
     if (gone[i]) continue;
     seen[i] = i;
@@ -144,11 +146,11 @@ Adjacency without(const Adjacency &all, const std::vector<uint8_t> &gone,
 
 }  // namespace
 
-Adjacency adjacency_of(const SparseColumns &A, const std::vector<int32_t> &kept) {
-  std::vector<uint8_t> is_kept(static_cast<size_t>(A.columns()), 0);
+Adjacency adjacency_of(const SparseColumns &A, const Vector<int32_t> &kept) {
+  Vector<uint8_t> is_kept(static_cast<size_t>(A.columns()), 0);
   for (const int32_t j : kept) is_kept[j] = 1;
   const RowEntries joining = columns_that_join(A, is_kept);
-  std::vector<int32_t> number(static_cast<size_t>(A.columns()), -1);
+  Vector<int32_t> number(static_cast<size_t>(A.columns()), -1);
   for (size_t k = 0; k < kept.size(); ++k) number[kept[k]] = A.rows + static_cast<int32_t>(k);
   const RowEntries crossing(A, [&](int32_t j) { return is_kept[j] != 0; });
 
@@ -156,7 +158,7 @@ Adjacency adjacency_of(const SparseColumns &A, const std::vector<int32_t> &kept)
   adjacency.start.reserve(static_cast<size_t>(A.rows) + kept.size() + 1);
   adjacency.row.reserve(2 * static_cast<size_t>(A.entries()));
   adjacency.start.push_back(0);
-  std::vector<int32_t> seen(static_cast<size_t>(A.rows), -1);
+  Vector<int32_t> seen(static_cast<size_t>(A.rows), -1);
   const auto close = [&] { adjacency.start.push_back(static_cast<int64_t>(adjacency.row.size())); };
   for (int32_t i = 0; i < A.rows; ++i) {
     append_neighbours(A, joining, i, &seen, &adjacency.row);
@@ -181,9 +183,9 @@ Ordering fill_reducing_order(const Adjacency &adjacency) {
   return renamed(result, postorder(result.parent));
 }
 
-Ordering fill_reducing_order(const Adjacency &adjacency, const std::vector<uint8_t> &first) {
-  std::vector<int32_t> number(first.size(), -1);
-  std::vector<int32_t> rest;
+Ordering fill_reducing_order(const Adjacency &adjacency, const Vector<uint8_t> &first) {
+  Vector<int32_t> number(first.size(), -1);
+  Vector<int32_t> rest;
   Ordering result;
   for (int32_t i = 0; i < adjacency.unknowns(); ++i) {
     if (first[i]) {

@@ -10,36 +10,36 @@
 #define INTERIOR_POINT_LINEAR_ALGEBRA_ORDERING_H
 
 #include <cstdint>
-#include <vector>
 
 #include "interior_point/form/sparse_columns.h"
+#include "interior_point/vector.h"
 
 namespace interior_point {
 
 /// Which unknowns each unknown meets, itself left out.
 struct Adjacency {
-  std::vector<int64_t> start;
-  std::vector<int32_t> row;
+  Vector<int64_t> start;
+  Vector<int32_t> row;
 
   int32_t unknowns() const { return static_cast<int32_t>(start.size()) - 1; }
 };
 
 /// Adjacency of (14): the rows of A, which meet in the columns that are not kept, then the columns
 /// `kept`, increasing, which meet the rows of their entries.
-Adjacency adjacency_of(const SparseColumns &A, const std::vector<int32_t> &kept);
+Adjacency adjacency_of(const SparseColumns &A, const Vector<int32_t> &kept);
 
 /// An order in which columns follow the ones that they depend on, subtrees of the tree together.
 struct Ordering {
-  std::vector<int32_t> place;   ///< per unknown
-  std::vector<int32_t> at;      ///< the unknown at each place
-  std::vector<int32_t> parent;  ///< per place: its parent in the elimination tree, -1 for a root
-  std::vector<int32_t> below;   ///< per place: entries of that column of L below the diagonal
+  Vector<int32_t> place;   ///< per unknown
+  Vector<int32_t> at;      ///< the unknown at each place
+  Vector<int32_t> parent;  ///< per place: its parent in the elimination tree, -1 for a root
+  Vector<int32_t> below;   ///< per place: entries of that column of L below the diagonal
 };
 
 Ordering fill_reducing_order(const Adjacency &adjacency);
 
 /// The same with the marked unknowns, no two of which may meet, before all others.
-Ordering fill_reducing_order(const Adjacency &adjacency, const std::vector<uint8_t> &first);
+Ordering fill_reducing_order(const Adjacency &adjacency, const Vector<uint8_t> &first);
 
 }  // namespace interior_point
 

@@ -7,6 +7,7 @@
 #include "interior_point/linear_algebra/dense_kernel.h"
 #include "interior_point/linear_algebra/panel_kernels.h"
 #include "interior_point/linear_algebra/supernodes.h"
+#include "interior_point/vector.h"
 
 namespace interior_point {
 
@@ -19,7 +20,7 @@ constexpr int32_t kNarrow = 96;
 
 /// Everything that does not change between factorisations. An unknown is known by its place.
 struct SparsePattern {
-  std::vector<int32_t> place;  // per unknown
+  Vector<int32_t> place;  // per unknown
   Supernodes nodes;
   int32_t entries = 0;      // of the A for which this way was chosen
   double work_limit = 0.0;  // of the ways that were not
@@ -27,28 +28,28 @@ struct SparsePattern {
   int32_t unknowns = 0;  // rows and kept columns
   // A_S with its rows renamed to places, entries increasing in each column...
   SparseColumns ordered;
-  std::vector<int32_t> column;  // ... and the columns of A these are
+  Vector<int32_t> column;  // ... and the columns of A these are
   // Its entries by rows: the column and the position from which on the column lies in or below.
-  std::vector<int32_t> by_row_start;
-  std::vector<int32_t> by_row_column;
-  std::vector<int32_t> by_row_first;
+  Vector<int32_t> by_row_start;
+  Vector<int32_t> by_row_column;
+  Vector<int32_t> by_row_first;
   // P of (14) below the diagonal: per unknown, the entries whose other unknown comes later.
   SparseColumns coupling;
-  std::vector<int32_t> kept_columns;  // increasing
-  std::vector<int32_t> kept;          // per unknown: the kept column that it is, or -1 for a row
-  std::vector<double> sign;           // per unknown: its entry in D
-  std::vector<uint8_t> by_panel_kernels;  // per supernode: narrow, or not positive
-  std::vector<uint8_t> is_positive;       // per supernode: D is 1 in all of it
-  int32_t widest = 0;                     // columns of such a supernode
-  int64_t largest_update = 0;             // entries of the largest product in (13) of the others
+  Vector<int32_t> kept_columns;      // increasing
+  Vector<int32_t> kept;              // per unknown: the kept column that it is, or -1 for a row
+  Vector<double> sign;               // per unknown: its entry in D
+  Vector<uint8_t> by_panel_kernels;  // per supernode: narrow, or not positive
+  Vector<uint8_t> is_positive;       // per supernode: D is 1 in all of it
+  int32_t widest = 0;                // columns of such a supernode
+  int64_t largest_update = 0;        // entries of the largest product in (13) of the others
 };
 
 /// A_S by places, its columns and its rows.
-void rename_rows(const SparseColumns &A, const Ordering &ordering,
-                 const std::vector<uint8_t> &is_kept, SparsePattern *pattern) {
+void rename_rows(const SparseColumns &A, const Ordering &ordering, const Vector<uint8_t> &is_kept,
+                 SparsePattern *pattern) {
   SparseColumns &out = pattern->ordered;
   out.rows = pattern->unknowns;
-  std::vector<int32_t> number(is_kept.size(), -1);  // among the columns of A_S
+  Vector<int32_t> number(is_kept.size(), -1);  // among the columns of A_S
   for (int32_t j = 0; j < A.columns(); ++j) {
     if (is_kept[j]) continue;
     number[j] = out.columns();
@@ -62,7 +63,7 @@ void rename_rows(const SparseColumns &A, const Ordering &ordering,
   pattern->by_row_first.resize(entries);
   pattern->by_row_start.push_back(0);
   const RowEntries by_rows(A, [&](int32_t j) { return !is_kept[j]; });
-  std::vector<int32_t> next(out.start.begin(), out.start.end() - 1);
+  Vector<int32_t> next(out.start.begin(), out.start.end() - 1);
   int32_t at = 0;
   // Row after row the columns fill up in the order of the places.
   for (int32_t place = 0; place < pattern->unknowns; ++place) {
@@ -99,8 +100,8 @@ int64_t largest_update(const SparsePattern &pattern) {
 }
 
 /// P by the earlier unknown of each entry.
-void couple(const SparseColumns &A, const std::vector<int32_t> &kept,
-            const std::vector<int32_t> &place, SparsePattern *pattern) {
+void couple(const SparseColumns &A, const Vector<int32_t> &kept, const Vector<int32_t> &place,
+            SparsePattern *pattern) {
   SparseColumns &out = pattern->coupling;
   out.start.assign(static_cast<size_t>(pattern->unknowns) + 1, 0);
   const auto for_all = [&](const auto &act) {
@@ -116,7 +117,7 @@ void couple(const SparseColumns &A, const std::vector<int32_t> &kept,
   std::partial_sum(out.start.begin(), out.start.end(), out.start.begin());
   out.row.resize(static_cast<size_t>(out.start.back()));
   out.value.resize(out.row.size());
-  std::vector<int32_t> next(out.start.begin(), out.start.end() - 1);
+  Vector<int32_t> next(out.start.begin(), out.start.end() - 1);
   for_all([&](int32_t first, int32_t second, double value) {
     const int32_t at = next[first]++;
     out.row[at] = second;
@@ -145,9 +146,8 @@ void choose_kernels(SparsePattern *pattern) {
 
 /// The pattern with the columns `kept` as unknowns, where it takes less than `work_limit`. Rows
 /// that are marked in `first`, if any, come before all other unknowns.
-std::shared_ptr<SparsePattern> make_pattern(const SparseColumns &A,
-                                            const std::vector<int32_t> &kept,
-                                            std::vector<uint8_t> first, double work_limit) {
+std::shared_ptr<SparsePattern> make_pattern(const SparseColumns &A, const Vector<int32_t> &kept,
+                                            Vector<uint8_t> first, double work_limit) {
   const Adjacency adjacency = adjacency_of(A, kept);
   if (!first.empty()) first.resize(static_cast<size_t>(adjacency.unknowns()), 0);
   const Ordering ordering =
@@ -166,7 +166,7 @@ std::shared_ptr<SparsePattern> make_pattern(const SparseColumns &A,
   pattern->unknowns = adjacency.unknowns();
   pattern->kept.assign(static_cast<size_t>(pattern->unknowns), -1);
   pattern->sign.assign(static_cast<size_t>(pattern->unknowns), 1.0);
-  std::vector<uint8_t> is_kept(static_cast<size_t>(A.columns()), 0);
+  Vector<uint8_t> is_kept(static_cast<size_t>(A.columns()), 0);
   for (const int32_t j : kept) is_kept[j] = 1;
   rename_rows(A, ordering, is_kept, pattern.get());
   pattern->kept_columns = kept;
@@ -209,7 +209,7 @@ class SparseFactorisation : public Factorisation {
         : all(static_cast<size_t>(pattern.unknowns)),
           panel(all.size()),
           kept(pattern.kept_columns.size()) {}
-    std::vector<double> all, panel, kept;
+    Vector<double> all, panel, kept;
   };
   void solve_with(Scratch *scratch, double *r, double *x) const;
   /// What a solve has to know of a supernode.
@@ -229,16 +229,16 @@ class SparseFactorisation : public Factorisation {
   std::shared_ptr<const SparsePattern> pattern_;
   const SparsePattern &p_;
   const PanelKernels &kernels_;
-  std::vector<double> numbers_;   // the panels
-  std::vector<double> added_;     // by places
-  std::vector<int32_t> local_;    // per row: its place in the current panel
-  std::vector<int32_t> head_;     // per supernode: the first of those waiting to update it
-  std::vector<int32_t> next_;     // per supernode: the next one waiting at the same place
-  std::vector<int32_t> waiting_;  // per supernode: its first row not yet used
-  std::vector<double> update_;
-  std::vector<int32_t> place_;       // local_ of the rows of an update
-  std::vector<double> coefficient_;  // scratch of the kernels
-  mutable Scratch scratch_;          // of its owner; quadratic forms are for all who share it
+  Vector<double> numbers_;   // the panels
+  Vector<double> added_;     // by places
+  Vector<int32_t> local_;    // per row: its place in the current panel
+  Vector<int32_t> head_;     // per supernode: the first of those waiting to update it
+  Vector<int32_t> next_;     // per supernode: the next one waiting at the same place
+  Vector<int32_t> waiting_;  // per supernode: its first row not yet used
+  Vector<double> update_;
+  Vector<int32_t> place_;       // local_ of the rows of an update
+  Vector<double> coefficient_;  // scratch of the kernels
+  mutable Scratch scratch_;     // of its owner; quadratic forms are for all who share it
 };
 
 SparseFactorisation::SparseFactorisation(std::shared_ptr<const SparsePattern> pattern)
@@ -425,7 +425,7 @@ void SparseFactorisation::solve(double *r) const {
 
 void SparseFactorisation::quadratic_forms(const SparseColumns &columns, double *t) const {
   Scratch scratch(p_);
-  std::vector<double> r(static_cast<size_t>(p_.rows));
+  Vector<double> r(static_cast<size_t>(p_.rows));
   for (int32_t k = 0; k < columns.columns(); ++k) {
     std::fill(r.begin(), r.end(), 0.0);
     for (int32_t q = columns.start[k]; q < columns.start[k + 1]; ++q) {
@@ -451,14 +451,14 @@ std::unique_ptr<Factorisation> SparseFactorisation::adapted(const SparseColumns 
 }
 
 std::unique_ptr<Factorisation> make_sparse_factorisation(const SparseColumns &A,
-                                                         const std::vector<int32_t> &kept,
+                                                         const Vector<int32_t> &kept,
                                                          double work_limit) {
   return make_sparse_factorisation(A, kept, {}, work_limit);
 }
 
 std::unique_ptr<Factorisation> make_sparse_factorisation(const SparseColumns &A,
-                                                         const std::vector<int32_t> &kept,
-                                                         const std::vector<uint8_t> &first,
+                                                         const Vector<int32_t> &kept,
+                                                         const Vector<uint8_t> &first,
                                                          double work_limit) {
   auto pattern = make_pattern(A, kept, first, work_limit);
   return pattern ? std::make_unique<SparseFactorisation>(std::move(pattern)) : nullptr;

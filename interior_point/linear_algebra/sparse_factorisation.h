@@ -35,6 +35,7 @@
 #include <memory>
 
 #include "interior_point/linear_algebra/normal_equations.h"
+#include "interior_point/vector.h"
 
 namespace interior_point {
 
@@ -42,14 +43,14 @@ namespace interior_point {
 /// elimination takes no longer than `work_limit` multiply-add pairs; null where it does. Throws
 /// std::bad_alloc.
 std::unique_ptr<Factorisation> make_sparse_factorisation(const SparseColumns &A,
-                                                         const std::vector<int32_t> &kept,
+                                                         const Vector<int32_t> &kept,
                                                          double work_limit);
 
 /// The same with the marked rows eliminated before all other unknowns. No two of them may have
 /// entries in a column that is not kept.
 std::unique_ptr<Factorisation> make_sparse_factorisation(const SparseColumns &A,
-                                                         const std::vector<int32_t> &kept,
-                                                         const std::vector<uint8_t> &first,
+                                                         const Vector<int32_t> &kept,
+                                                         const Vector<uint8_t> &first,
                                                          double work_limit);
 
 }  // namespace interior_point

@@ -2,6 +2,8 @@
 
 #include <cstddef>
 
+#include "interior_point/vector.h"
+
 namespace interior_point {
 
 namespace {
@@ -27,13 +29,13 @@ struct Node {
 
 /// Supernodes without zeros: column k joins the one of k - 1 when that is its only child and has
 /// one row more.
-std::vector<Node> fundamental_nodes(const Ordering &o) {
+Vector<Node> fundamental_nodes(const Ordering &o) {
   const int32_t n = static_cast<int32_t>(o.parent.size());
-  std::vector<int32_t> children(o.parent.size(), 0);
+  Vector<int32_t> children(o.parent.size(), 0);
   for (const int32_t parent : o.parent) {
     if (parent >= 0) ++children[parent];
   }
-  std::vector<Node> nodes;
+  Vector<Node> nodes;
   for (int32_t k = 0; k < n; ++k) {
     const bool joins =
         k > 0 && children[k] == 1 && o.parent[k - 1] == k && o.below[k - 1] == o.below[k] + 1;
@@ -59,7 +61,7 @@ bool worth_merging(const Node &child, const Node &parent, double *zeros) {
 }
 
 /// Only a child whose columns end right before its parent's can be merged: panels are contiguous.
-void merge_into_parents(const Ordering &o, std::vector<Node> *nodes) {
+void merge_into_parents(const Ordering &o, Vector<Node> *nodes) {
   for (std::size_t s = nodes->size(); s-- > 1;) {
     Node &parent = (*nodes)[s];
     if (parent.merged) continue;
@@ -80,7 +82,7 @@ void merge_into_parents(const Ordering &o, std::vector<Node> *nodes) {
 }  // namespace
 
 Supernodes find_supernodes(const Ordering &ordering) {
-  std::vector<Node> nodes = fundamental_nodes(ordering);
+  Vector<Node> nodes = fundamental_nodes(ordering);
   merge_into_parents(ordering, &nodes);
   Supernodes result;
   result.of_column.resize(ordering.parent.size());
@@ -108,8 +110,8 @@ Supernodes find_supernodes(const Ordering &ordering) {
 /// Row i belongs to the supernodes on the paths that lead from its entries up to its own.
 void find_rows(const Adjacency &adjacency, const Ordering &ordering, Supernodes *nodes) {
   nodes->row.resize(static_cast<std::size_t>(nodes->row_start.back()));
-  std::vector<int64_t> next(nodes->row_start.begin(), nodes->row_start.end() - 1);
-  std::vector<int32_t> seen(next.size(), -1);
+  Vector<int64_t> next(nodes->row_start.begin(), nodes->row_start.end() - 1);
+  Vector<int32_t> seen(next.size(), -1);
   for (int32_t i = 0; i < adjacency.unknowns(); ++i) {
     const int32_t own = nodes->of_column[i];
     seen[own] = i;

@@ -6,9 +6,9 @@
 #define INTERIOR_POINT_LINEAR_ALGEBRA_SUPERNODES_H
 
 #include <cstdint>
-#include <vector>
 
 #include "interior_point/linear_algebra/ordering.h"
+#include "interior_point/vector.h"
 
 namespace interior_point {
 
@@ -16,13 +16,13 @@ namespace interior_point {
 /// row[row_start[s]] .. row[row_start[s + 1] - 1], increasing, its own columns first. Its panel
 /// (rows x columns, column-major) stands at panel_start[s] of the numbers.
 struct Supernodes {
-  std::vector<int32_t> first;
-  std::vector<int64_t> row_start;
-  std::vector<int32_t> row;
-  std::vector<int64_t> panel_start;
-  std::vector<int32_t> of_column;  ///< per column of L: its supernode
-  double work = 0.0;               ///< multiply-add pairs of a factorisation
-  double thin_work = 0.0;          ///< those of panels with a few columns
+  Vector<int32_t> first;
+  Vector<int64_t> row_start;
+  Vector<int32_t> row;
+  Vector<int64_t> panel_start;
+  Vector<int32_t> of_column;  ///< per column of L: its supernode
+  double work = 0.0;          ///< multiply-add pairs of a factorisation
+  double thin_work = 0.0;     ///< those of panels with a few columns
 
   int32_t count() const { return static_cast<int32_t>(first.size()) - 1; }
   int32_t columns(int32_t s) const { return first[s + 1] - first[s]; }

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cmath>
 
+#include "interior_point/vector.h"
+
 namespace interior_point {
 
 namespace {
@@ -22,8 +24,8 @@ constexpr double kMostForgiven = 1e-7;
 constexpr double kRoundedPrimal = 1e-14;
 
 /// max_j |a_ij x_j| per row in the caller's units, and the same with y per column.
-void add_backward_terms(const ProblemForm &form, const Point &point, std::vector<double> *row,
-                        std::vector<double> *column) {
+void add_backward_terms(const ProblemForm &form, const Point &point, Vector<double> *row,
+                        Vector<double> *column) {
   for (int32_t j = 0; j < form.columns(); ++j) {
     const double xj = std::fabs(point.x[j]);
     double most = 0.0;
@@ -156,8 +158,8 @@ Measures measure(const ProblemForm &form, const Point &point, const Residuals &r
   m.dual = dual_measure(form, residuals, nullptr);
   m.bound = bound_measure(form, residuals);
   if (m.primal > tolerance || m.dual > tolerance) {
-    std::vector<double> row(static_cast<size_t>(form.rows()), 0.0);
-    std::vector<double> column(static_cast<size_t>(form.columns()), 0.0);
+    Vector<double> row(static_cast<size_t>(form.rows()), 0.0);
+    Vector<double> column(static_cast<size_t>(form.columns()), 0.0);
     add_backward_terms(form, point, &row, &column);
     m.primal = primal_measure(form, residuals, row.data());
     m.dual = dual_measure(form, residuals, column.data());

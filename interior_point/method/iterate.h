@@ -21,24 +21,23 @@
 #ifndef INTERIOR_POINT_METHOD_ITERATE_H
 #define INTERIOR_POINT_METHOD_ITERATE_H
 
-#include <vector>
-
 #include "interior_point/form/problem_form.h"
+#include "interior_point/vector.h"
 
 namespace interior_point {
 
 /// x and z per column (z is 0 for a free one), w and v per boxed column, y per row.
 struct Point {
-  std::vector<double> x, z, w, v, y;
+  Vector<double> x, z, w, v, y;
 
   void resize(const ProblemForm &form);
 };
 
 /// Of the system (6), or of its right-hand side in a Newton step.
 struct Residuals {
-  std::vector<double> primal;  ///< per row
-  std::vector<double> width;   ///< per boxed column
-  std::vector<double> dual;    ///< per column
+  Vector<double> primal;  ///< per row
+  Vector<double> width;   ///< per boxed column
+  Vector<double> dual;    ///< per column
 
   void resize(const ProblemForm &form);
 };

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cmath>
 
+#include "interior_point/vector.h"
+
 namespace interior_point {
 
 namespace {
@@ -46,13 +48,13 @@ constexpr double kSlowRefinement = 0.5;
 // The error that a correction aims at, as a share of the one that is allowed.
 constexpr double kOvershoot = 0.5;
 
-double largest(const std::vector<double> &v) {
+double largest(const Vector<double> &v) {
   double most = 0.0;
   for (const double e : v) most = std::max(most, std::fabs(e));
   return most;
 }
 
-bool are_finite(const std::vector<double> &v) {
+bool are_finite(const Vector<double> &v) {
   return std::all_of(v.begin(), v.end(), [](double e) { return std::isfinite(e); });
 }
 
@@ -148,7 +150,7 @@ bool NewtonSystem::prepare(const Point &point, double mu) {
   return factorise();
 }
 
-bool NewtonSystem::prepare_least_squares(const std::vector<uint8_t> &far) {
+bool NewtonSystem::prepare_least_squares(const Vector<uint8_t> &far) {
   std::fill(theta_.begin(), theta_.end(), 1.0);
   for (size_t k = 0; k < far.size(); ++k) {
     if (!far[k]) theta_[form_.boxed[k]] = 0.5;
@@ -249,7 +251,7 @@ void NewtonSystem::form_image() {
   for (size_t i = 0; i < image_.size(); ++i) image_[i] *= form_.row_unit[i];
 }
 
-void NewtonSystem::set_kept(const double *of_kept, std::vector<double> *x) const {
+void NewtonSystem::set_kept(const double *of_kept, Vector<double> *x) const {
   for (const int32_t j : factorisation_->kept()) (*x)[j] = *of_kept++;
 }
 
@@ -274,7 +276,7 @@ void NewtonSystem::form_gradient(const Point &point, const Residuals *residuals,
 /// dy and dx of (9). Where columns are unknowns beside dy, theta g of theirs is left to the
 /// factorisation, and their dx comes from it.
 void NewtonSystem::solve_normal_equations(const Residuals *residuals, Direction *direction) {
-  const std::vector<int32_t> &kept = factorisation_->kept();
+  const Vector<int32_t> &kept = factorisation_->kept();
   std::fill(rhs_.begin(), rhs_.end(), 0.0);
   if (residuals) rhs_ = residuals->primal;
   for (int32_t j = 0; j < form_.columns(); ++j) direction->x[j] = theta_[j] * gradient_[j];

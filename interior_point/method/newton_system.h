@@ -29,11 +29,11 @@
 #define INTERIOR_POINT_METHOD_NEWTON_SYSTEM_H
 
 #include <memory>
-#include <vector>
 
 #include "interior_point/linear_algebra/minimal_residual.h"
 #include "interior_point/linear_algebra/normal_equations.h"
 #include "interior_point/method/iterate.h"
+#include "interior_point/vector.h"
 
 namespace interior_point {
 
@@ -42,8 +42,8 @@ using Direction = Point;
 
 /// Right-hand sides of the product rows of (8).
 struct Products {
-  std::vector<double> xz;  ///< per column
-  std::vector<double> wv;  ///< per boxed column
+  Vector<double> xz;  ///< per column
+  Vector<double> wv;  ///< per boxed column
 
   void resize(const ProblemForm &form);
 };
@@ -93,11 +93,11 @@ class NewtonSystem {
   std::shared_ptr<Factorisation> factorisation() const {
     return factorised_ ? factorisation_ : nullptr;
   }
-  const std::vector<double> &theta() const { return theta_; }
+  const Vector<double> &theta() const { return theta_; }
 
   /// Theta of the least-squares starting point: 1, and 1/2 for the boxed columns that are not
   /// marked as far.
-  bool prepare_least_squares(const std::vector<uint8_t> &far);
+  bool prepare_least_squares(const Vector<uint8_t> &far);
   /// y = (A Theta A' + delta I)^-1 r in place.
   void solve_normal(double *r) const { factorisation_->solve(r); }
 
@@ -112,29 +112,29 @@ class NewtonSystem {
   bool find_correction();
   void form_search_x();
   void form_image();
-  void set_kept(const double *of_kept, std::vector<double> *x) const;
+  void set_kept(const double *of_kept, Vector<double> *x) const;
   void add_search(double length, Direction *direction);
 
   const ProblemForm &form_;
   std::shared_ptr<Factorisation> factorisation_;
-  std::vector<double> theta_;
-  std::vector<double> least_free_theta_;  // per column
+  Vector<double> theta_;
+  Vector<double> least_free_theta_;  // per column
   double delta_ = 0.0;
   double delta_factor_ = 1.0;
-  std::vector<double> rho_;  // per column
+  Vector<double> rho_;  // per column
   double accuracy_ = 0.0;
   bool factorised_ = false;
   bool trusted_ = false;  // the first solution with this factorisation was clean
   // Work space of one solve.
-  std::vector<double> gradient_;  // g of (9)
-  std::vector<double> rhs_, residual_, image_;
-  std::vector<double> search_, search_x_;  // a correction: dy, then dx of the kept columns; all dx
+  Vector<double> gradient_;  // g of (9)
+  Vector<double> rhs_, residual_, image_;
+  Vector<double> search_, search_x_;  // a correction: dy, then dx of the kept columns; all dx
   MinimalResidual corrections_;
-  std::vector<double> product_;           // A'dy
-  std::vector<double> of_kept_;           // entries for the kept columns
-  std::vector<double> inverse_x_;         // 1 / x at the point of the last prepare, 0 for free x
-  std::vector<double> inverse_w_;         // the same with w
-  std::vector<double> diagonal_, added_;  // of A Theta A', and what is added to it
+  Vector<double> product_;           // A'dy
+  Vector<double> of_kept_;           // entries for the kept columns
+  Vector<double> inverse_x_;         // 1 / x at the point of the last prepare, 0 for free x
+  Vector<double> inverse_w_;         // the same with w
+  Vector<double> diagonal_, added_;  // of A Theta A', and what is added to it
 };
 
 }  // namespace interior_point

@@ -4,6 +4,7 @@
 #include <cmath>
 
 #include "interior_point/method/starting_point.h"
+#include "interior_point/vector.h"
 
 namespace interior_point {
 
@@ -96,7 +97,7 @@ constexpr double kWorthAnother = 0.05;
 constexpr double kCentredToBoundary = 0.95;
 constexpr double kPlainToBoundary = 0.9995;
 
-double largest(const std::vector<double> &v) {
+double largest(const Vector<double> &v) {
   double most = 0.0;
   for (const double e : v) most = std::max(most, std::fabs(e));
   return most;

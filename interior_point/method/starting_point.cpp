@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cmath>
 
+#include "interior_point/vector.h"
+
 namespace interior_point {
 
 namespace {
@@ -13,8 +15,8 @@ constexpr double kLeastShift = 1e-3;     // when x or z of (10) is zero all over
 /// x + w = h with |x|^2 + |w|^2 least among the near boxes: theta is 1/2 there, x is measured from
 /// h/2. The other columns have theta 1.
 void least_squares_x(const ProblemForm &form, const NewtonSystem &newton,
-                     const std::vector<uint8_t> &far, Point *point) {
-  std::vector<double> r = form.b;
+                     const Vector<uint8_t> &far, Point *point) {
+  Vector<double> r = form.b;
   std::fill(point->x.begin(), point->x.end(), 0.0);
   for (size_t k = 0; k < far.size(); ++k) {
     if (!far[k]) point->x[form.boxed[k]] = -0.5 * form.width[form.boxed[k]];
@@ -30,7 +32,7 @@ void least_squares_x(const ProblemForm &form, const NewtonSystem &newton,
 }
 
 void least_squares_y(const ProblemForm &form, const NewtonSystem &newton,
-                     const std::vector<uint8_t> &far, Point *point) {
+                     const Vector<uint8_t> &far, Point *point) {
   std::fill(point->y.begin(), point->y.end(), 0.0);
   add_product(form.A, form.c.data(), point->y.data());
   newton.solve_normal(point->y.data());
@@ -46,8 +48,8 @@ void least_squares_y(const ProblemForm &form, const NewtonSystem &newton,
   }
 }
 
-double least_value(const ProblemForm &form, const std::vector<uint8_t> &far,
-                   const std::vector<double> &per_column, const std::vector<double> &per_boxed) {
+double least_value(const ProblemForm &form, const Vector<uint8_t> &far,
+                   const Vector<double> &per_column, const Vector<double> &per_boxed) {
   double least = kInfinity;
   for (int32_t j = 0; j < form.columns(); ++j) {
     if (!form.is_free[j]) least = std::min(least, per_column[j]);
@@ -58,8 +60,8 @@ double least_value(const ProblemForm &form, const std::vector<uint8_t> &far,
   return least;
 }
 
-void add_constant(const ProblemForm &form, double constant, std::vector<double> *per_column,
-                  std::vector<double> *per_boxed) {
+void add_constant(const ProblemForm &form, double constant, Vector<double> *per_column,
+                  Vector<double> *per_boxed) {
   for (int32_t j = 0; j < form.columns(); ++j) {
     if (!form.is_free[j]) (*per_column)[j] += constant;
   }
@@ -67,7 +69,7 @@ void add_constant(const ProblemForm &form, double constant, std::vector<double> 
 }
 
 /// The pairs of far boxes, at the mean product of the others.
-void complete_far_boxes(const ProblemForm &form, const std::vector<uint8_t> &far, double mu,
+void complete_far_boxes(const ProblemForm &form, const Vector<uint8_t> &far, double mu,
                         Point *point) {
   for (size_t k = 0; k < far.size(); ++k) {
     if (!far[k]) continue;
@@ -78,7 +80,7 @@ void complete_far_boxes(const ProblemForm &form, const std::vector<uint8_t> &far
 }
 
 /// First to positive values, then by half of the mean product over the mean of the other side.
-void shift_into_interior(const ProblemForm &form, const std::vector<uint8_t> &far, Point *point) {
+void shift_into_interior(const ProblemForm &form, const Vector<uint8_t> &far, Point *point) {
   const double least_x = least_value(form, far, point->x, point->w);
   const double least_z = least_value(form, far, point->z, point->v);
   add_constant(form, std::max(-kViolationShift * least_x, kLeastShift), &point->x, &point->w);
@@ -143,7 +145,7 @@ void make_penalty_point(const ProblemForm &form, Point *point) {
 bool make_starting_point(const ProblemForm &form, NewtonSystem *newton, Point *point) {
   point->resize(form);
   newton->reset_terms();
-  const std::vector<uint8_t> far = far_boxes(form);
+  const Vector<uint8_t> far = far_boxes(form);
   if (!newton->prepare_least_squares(far)) return false;
   least_squares_x(form, *newton, far, point);
   least_squares_y(form, *newton, far, point);

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "interior_point/vector.h"
+
 namespace interior_point {
 
 namespace {
@@ -22,8 +24,8 @@ bool leaves(const double *value, const double *change, double step) {
 }
 
 /// The longest step of at most `step`. Few entries shorten it: whole groups are passed over.
-double longest(const std::vector<double> &value, const std::vector<double> &change,
-               const uint8_t *skip, double step) {
+double longest(const Vector<double> &value, const Vector<double> &change, const uint8_t *skip,
+               double step) {
   const size_t size = value.size();
   for (size_t first = 0; first < size; first += kGroup) {
     const size_t end = std::min(first + kGroup, size);
@@ -41,12 +43,11 @@ double centrality_correction(double product, double low, double high) {
   return 0.0;
 }
 
-void add_to(double factor, const std::vector<double> &b, std::vector<double> *a) {
+void add_to(double factor, const Vector<double> &b, Vector<double> *a) {
   for (size_t i = 0; i < b.size(); ++i) (*a)[i] += factor * b[i];
 }
 
-void sum_to(const std::vector<double> &a, const std::vector<double> &b,
-            std::vector<double> *result) {
+void sum_to(const Vector<double> &a, const Vector<double> &b, Vector<double> *result) {
   for (size_t i = 0; i < a.size(); ++i) (*result)[i] = a[i] + b[i];
 }
 

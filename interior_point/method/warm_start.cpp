@@ -4,6 +4,8 @@
 #include <cmath>
 #include <numeric>
 
+#include "interior_point/vector.h"
+
 namespace interior_point {
 
 namespace {
@@ -29,10 +31,10 @@ constexpr double kMissed = 0.05;
 constexpr int32_t kNew = -1;
 
 /// For each structural column of the form its place among the saved ones, or kNew.
-std::vector<int32_t> match_columns(const SavedPoint &saved, const ProblemForm &form) {
+Vector<int32_t> match_columns(const SavedPoint &saved, const ProblemForm &form) {
   const int32_t columns = form.structurals;
   const int32_t kept = static_cast<int32_t>(saved.fingerprint.size());
-  std::vector<int32_t> match(static_cast<size_t>(columns), kNew);
+  Vector<int32_t> match(static_cast<size_t>(columns), kNew);
   int32_t prefix = 0;
   while (prefix < std::min(columns, kept) &&
          saved.fingerprint[prefix] == form.fingerprint[prefix]) {
@@ -40,12 +42,12 @@ std::vector<int32_t> match_columns(const SavedPoint &saved, const ProblemForm &f
     ++prefix;
   }
   // The rest by fingerprint; equal ones in their order.
-  std::vector<int32_t> order(static_cast<size_t>(kept - prefix));
+  Vector<int32_t> order(static_cast<size_t>(kept - prefix));
   std::iota(order.begin(), order.end(), prefix);
   std::stable_sort(order.begin(), order.end(), [&](int32_t a, int32_t b) {
     return saved.fingerprint[a] < saved.fingerprint[b];
   });
-  std::vector<uint8_t> used(static_cast<size_t>(kept), 0);
+  Vector<uint8_t> used(static_cast<size_t>(kept), 0);
   for (int32_t j = prefix; j < columns; ++j) {
     auto at = std::lower_bound(order.begin(), order.end(), form.fingerprint[j],
                                [&](int32_t a, uint64_t f) { return saved.fingerprint[a] < f; });
@@ -59,8 +61,8 @@ std::vector<int32_t> match_columns(const SavedPoint &saved, const ProblemForm &f
 
 /// True when a column is gone that the saved point cannot do without.
 bool misses_columns(const SavedPoint &saved, const ProblemForm &form,
-                    const std::vector<int32_t> &match) {
-  std::vector<uint8_t> found(saved.reach.size(), 0);
+                    const Vector<int32_t> &match) {
+  Vector<uint8_t> found(saved.reach.size(), 0);
   for (const int32_t s : match) {
     if (s != kNew) found[s] = 1;
   }
@@ -97,8 +99,8 @@ bool place_old(const SavedPoint &saved, const ProblemForm &form, int32_t j, int3
 }
 
 /// t_j of (11) for the listed columns, by the factorisation in its own row scale.
-std::vector<double> dual_widths(const SavedPoint &saved, const ProblemForm &form,
-                                const std::vector<int32_t> &fresh) {
+Vector<double> dual_widths(const SavedPoint &saved, const ProblemForm &form,
+                           const Vector<int32_t> &fresh) {
   SparseColumns columns;
   columns.rows = form.rows();
   for (const int32_t j : fresh) {
@@ -109,7 +111,7 @@ std::vector<double> dual_widths(const SavedPoint &saved, const ProblemForm &form
     }
     columns.start.push_back(static_cast<int32_t>(columns.row.size()));
   }
-  std::vector<double> t(fresh.size());
+  Vector<double> t(fresh.size());
   saved.made.factorisation->quadratic_forms(columns, t.data());
   // sqrt(mu t) with the factorisation's own mu, in the scaled unit of the column.
   for (double &e : t) e = std::sqrt(std::max(e, 0.0) * saved.made.mu);
@@ -117,7 +119,7 @@ std::vector<double> dual_widths(const SavedPoint &saved, const ProblemForm &form
 }
 
 /// True when some dual lies close to a penalty column's cost.
-bool box_is_active(const ProblemForm &form, const Point &point, const std::vector<int32_t> &match) {
+bool box_is_active(const ProblemForm &form, const Point &point, const Vector<int32_t> &match) {
   for (int32_t j = 0; j < form.structurals; ++j) {
     if (match[j] == kNew || form.A.length(j) != 1 || !(form.c[j] > 0.0)) continue;
     if (point.z[j] < kBoxActive * form.c[j]) return true;
@@ -127,7 +129,7 @@ bool box_is_active(const ProblemForm &form, const Point &point, const std::vecto
 
 /// True when the slacks of all its rows grow with the column: A x = b stays satisfied whatever its
 /// x.
-bool is_absorbed(const ProblemForm &form, const std::vector<int32_t> &slack_of, int32_t j) {
+bool is_absorbed(const ProblemForm &form, const Vector<int32_t> &slack_of, int32_t j) {
   for (int32_t t = form.A.start[j]; t < form.A.start[j + 1]; ++t) {
     const int32_t slack = slack_of[form.A.row[t]];
     if (slack == kNew || form.A.value[t] * form.A.value[form.A.start[slack]] >= 0.0) return false;
@@ -135,8 +137,8 @@ bool is_absorbed(const ProblemForm &form, const std::vector<int32_t> &slack_of, 
   return true;
 }
 
-std::vector<int32_t> slacks_by_row(const ProblemForm &form) {
-  std::vector<int32_t> slack_of(static_cast<size_t>(form.rows()), kNew);
+Vector<int32_t> slacks_by_row(const ProblemForm &form) {
+  Vector<int32_t> slack_of(static_cast<size_t>(form.rows()), kNew);
   for (size_t k = 0; k < form.slack_row.size(); ++k) {
     slack_of[form.slack_row[k]] = form.structurals + static_cast<int32_t>(k);
   }
@@ -147,8 +149,8 @@ std::vector<int32_t> slacks_by_row(const ProblemForm &form) {
 /// alone in its rows it satisfies z = c / (k + 1), and so does each of its k slacks, weighed with
 /// its entry. Its x, many orders of magnitude larger than what a Newton step could reach, is taken
 /// up by the slacks.
-void place_absorbed(const ProblemForm &form, const std::vector<int32_t> &slack_of, double mu,
-                    int32_t j, Point *point) {
+void place_absorbed(const ProblemForm &form, const Vector<int32_t> &slack_of, double mu, int32_t j,
+                    Point *point) {
   point->z[j] = form.c[j] / (form.A.length(j) + 1);
   point->x[j] = mu / point->z[j];
   for (int32_t t = form.A.start[j]; t < form.A.start[j + 1]; ++t) {
@@ -159,11 +161,11 @@ void place_absorbed(const ProblemForm &form, const std::vector<int32_t> &slack_o
 }
 
 /// Places the new columns by (11); false when they cut too deep.
-bool place_new(const SavedPoint &saved, const ProblemForm &form, const std::vector<int32_t> &fresh,
+bool place_new(const SavedPoint &saved, const ProblemForm &form, const Vector<int32_t> &fresh,
                bool stay, Point *point) {
   if (fresh.empty()) return true;
-  const std::vector<double> half_width = dual_widths(saved, form, fresh);
-  std::vector<double> reduced_cost(fresh.size());
+  const Vector<double> half_width = dual_widths(saved, form, fresh);
+  Vector<double> reduced_cost(fresh.size());
   double depth = 0.0;
   double squares = 0.0;
   for (size_t k = 0; k < fresh.size(); ++k) {
@@ -176,7 +178,7 @@ bool place_new(const SavedPoint &saved, const ProblemForm &form, const std::vect
   }
   if (!stay && (depth > kDeepestCut || std::sqrt(squares) > kDeepestCuts)) return false;
   const double pull_back = std::max(1.0, depth);
-  const std::vector<int32_t> slack_of = slacks_by_row(form);
+  const Vector<int32_t> slack_of = slacks_by_row(form);
   for (size_t k = 0; k < fresh.size(); ++k) {
     const int32_t j = fresh[k];
     if (form.is_free[j]) continue;
@@ -200,8 +202,8 @@ void place_slacks(const SavedPoint &saved, const ProblemForm &form, Point *point
 }
 
 /// w and v of the boxed columns: the saved pair, or the centred one of a new column.
-void place_widths(const SavedPoint &saved, const ProblemForm &form,
-                  const std::vector<int32_t> &match, Point *point) {
+void place_widths(const SavedPoint &saved, const ProblemForm &form, const Vector<int32_t> &match,
+                  Point *point) {
   for (size_t k = 0; k < form.boxed.size(); ++k) {
     const int32_t j = form.boxed[k];
     const double scale = form.column_scale[j];
@@ -295,9 +297,9 @@ bool restore_point(const SavedPoint &saved, const ProblemForm &form, Point *poin
   if (!same_rows(saved, form) || !saved.made.factorisation || !(saved.mu > 0.0)) return false;
   point->resize(form);
   for (int32_t i = 0; i < form.rows(); ++i) point->y[i] = saved.y[i] / form.row_scale[i];
-  std::vector<int32_t> match = match_columns(saved, form);
+  Vector<int32_t> match = match_columns(saved, form);
   if (misses_columns(saved, form, match)) return false;
-  std::vector<int32_t> fresh;
+  Vector<int32_t> fresh;
   for (int32_t j = 0; j < form.structurals; ++j) {
     if (match[j] != kNew && !place_old(saved, form, j, match[j], point)) match[j] = kNew;
     if (match[j] == kNew) fresh.push_back(j);

@@ -25,24 +25,25 @@
 #include <memory>
 
 #include "interior_point/method/newton_system.h"
+#include "interior_point/vector.h"
 
 namespace interior_point {
 
 /// A factorisation, the row scale it was made in, and the mu of its theta.
 struct MadeFactorisation {
   std::shared_ptr<const Factorisation> factorisation;
-  std::vector<double> row_scale;
+  Vector<double> row_scale;
   double mu = 0.0;
 };
 
 struct SavedPoint {
   // Per structural column of the problem it comes from, in the caller's units.
-  std::vector<uint64_t> fingerprint;
-  std::vector<double> cost, x, z, w, v;
-  std::vector<double> reach;  ///< max_i |a_ij| x_j: what the column does to the largest row
+  Vector<uint64_t> fingerprint;
+  Vector<double> cost, x, z, w, v;
+  Vector<double> reach;  ///< max_i |a_ij| x_j: what the column does to the largest row
   // Per row of that problem.
-  std::vector<int32_t> user_row, row_type;
-  std::vector<double> y, slack_x, slack_z, slack_w, slack_v;
+  Vector<int32_t> user_row, row_type;
+  Vector<double> y, slack_x, slack_z, slack_w, slack_v;
   double mu = 0.0;
   MadeFactorisation made;  ///< the last one
 };

@@ -3,13 +3,15 @@
 #include <algorithm>
 #include <cmath>
 
+#include "interior_point/vector.h"
+
 namespace interior_point {
 
 DualBounds::DualBounds(const ReducibleProgram &program)
     : low_(program.low.size(), -kInfinity),
       high_(program.low.size(), kInfinity),
       gives_bound_(program.lower.size(), 0) {
-  std::vector<int32_t> low_by(program.low.size(), ReducibleProgram::kNone),
+  Vector<int32_t> low_by(program.low.size(), ReducibleProgram::kNone),
       high_by(program.low.size(), ReducibleProgram::kNone);
   for (int32_t i = 0; i < program.rows(); ++i) {
     if (std::isinf(program.high[i])) low_[i] = 0.0;

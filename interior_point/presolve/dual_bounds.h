@@ -5,6 +5,7 @@
 #define INTERIOR_POINT_PRESOLVE_DUAL_BOUNDS_H
 
 #include "interior_point/presolve/reducible_program.h"
+#include "interior_point/vector.h"
 
 namespace interior_point {
 
@@ -25,8 +26,8 @@ class DualBounds {
   int sign_of_reduced_cost(const ReducibleProgram &program, int32_t j) const;
 
  private:
-  std::vector<double> low_, high_;    // per row
-  std::vector<uint8_t> gives_bound_;  // per column
+  Vector<double> low_, high_;    // per row
+  Vector<uint8_t> gives_bound_;  // per column
 };
 
 }  // namespace interior_point

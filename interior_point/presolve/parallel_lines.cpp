@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cmath>
 
+#include "interior_point/vector.h"
+
 namespace interior_point {
 
 namespace {
@@ -68,8 +70,7 @@ uint64_t hash_of(const Walk &walk, int32_t line) {
 /// True when the second line, of as many entries, is a multiple of the first, whose entries stand
 /// in `value`.
 template <typename Walk>
-bool is_multiple(const Walk &walk, int32_t second, const std::vector<double> &value,
-                 double *ratio) {
+bool is_multiple(const Walk &walk, int32_t second, const Vector<double> &value, double *ratio) {
   const int32_t lead = leading_entry(walk, second);
   if (value[walk.across(lead)] == 0.0) return false;
   *ratio = walk.p.entry(lead).value / value[walk.across(lead)];
@@ -81,15 +82,15 @@ bool is_multiple(const Walk &walk, int32_t second, const std::vector<double> &va
 }
 
 template <typename Walk>
-std::vector<ParallelPair> parallel_lines(const Walk &walk, int32_t least_length) {
-  std::vector<std::pair<uint64_t, int32_t>> order;
+Vector<ParallelPair> parallel_lines(const Walk &walk, int32_t least_length) {
+  Vector<std::pair<uint64_t, int32_t>> order;
   for (int32_t line = 0; line < walk.lines(); ++line) {
     if (walk.length(line) >= least_length) order.emplace_back(hash_of(walk, line), line);
   }
   std::sort(order.begin(), order.end());
-  std::vector<ParallelPair> pairs;
-  std::vector<double> value(static_cast<size_t>(walk.crossings()), 0.0);
-  std::vector<uint8_t> taken(order.size(), 0);
+  Vector<ParallelPair> pairs;
+  Vector<double> value(static_cast<size_t>(walk.crossings()), 0.0);
+  Vector<uint8_t> taken(order.size(), 0);
   for (size_t k = 0; k < order.size(); ++k) {
     if (taken[k]) continue;
     const int32_t line = order[k].second;
@@ -117,11 +118,11 @@ std::vector<ParallelPair> parallel_lines(const Walk &walk, int32_t least_length)
 
 }  // namespace
 
-std::vector<ParallelPair> parallel_rows(const ReducibleProgram &p) {
+Vector<ParallelPair> parallel_rows(const ReducibleProgram &p) {
   return parallel_lines(ByRows{p}, 2);
 }
 
-std::vector<ParallelPair> parallel_columns(const ReducibleProgram &p) {
+Vector<ParallelPair> parallel_columns(const ReducibleProgram &p) {
   return parallel_lines(ByColumns{p}, 1);
 }
 

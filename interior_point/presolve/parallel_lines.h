@@ -5,6 +5,7 @@
 #define INTERIOR_POINT_PRESOLVE_PARALLEL_LINES_H
 
 #include "interior_point/presolve/reducible_program.h"
+#include "interior_point/vector.h"
 
 namespace interior_point {
 
@@ -17,10 +18,10 @@ struct ParallelPair {
 /// Pairs of parallel rows with at least two entries; of k parallel rows the first comes with each
 /// of the others. Rows are sorted by a hash, equal hashes compared entry by entry. Throws
 /// std::bad_alloc.
-std::vector<ParallelPair> parallel_rows(const ReducibleProgram &p);
+Vector<ParallelPair> parallel_rows(const ReducibleProgram &p);
 
 /// The same of columns with at least one entry.
-std::vector<ParallelPair> parallel_columns(const ReducibleProgram &p);
+Vector<ParallelPair> parallel_columns(const ReducibleProgram &p);
 
 }  // namespace interior_point
 

@@ -40,13 +40,14 @@
 #include <cstddef>
 
 #include "interior_point/presolve/reducible_program.h"
+#include "interior_point/vector.h"
 
 namespace interior_point {
 
 /// Values and duals of a program and its reduced costs (15).
 struct Solution {
-  std::vector<double> x, d;  ///< per column
-  std::vector<double> y;     ///< per row
+  Vector<double> x, d;  ///< per column
+  Vector<double> y;     ///< per row
 };
 
 /// The records. Each function is called before the program is changed and copies what it needs of
@@ -112,10 +113,10 @@ class Trail {
   void undo_parallel_row(const Record &r, Solution *s) const;
   void undo_merged(const Record &r, Solution *s) const;
 
-  std::vector<Record> records_;
+  Vector<Record> records_;
   // Entries of rows (by column) and columns (by row) at the time of their record.
-  std::vector<int32_t> index_;
-  std::vector<double> value_;
+  Vector<int32_t> index_;
+  Vector<double> value_;
 };
 
 }  // namespace interior_point

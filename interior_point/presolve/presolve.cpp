@@ -4,6 +4,7 @@
 #include <cmath>
 
 #include "interior_point/presolve/reductions.h"
+#include "interior_point/vector.h"
 
 namespace interior_point {
 
@@ -18,7 +19,7 @@ constexpr double kNoRange = 1e30;
 
 /// What the slacks of a form say of its rows.
 struct RowSigns {
-  std::vector<uint8_t> has_slack, may_be_positive, may_be_negative;  // the dual of the row
+  Vector<uint8_t> has_slack, may_be_positive, may_be_negative;  // the dual of the row
 
   explicit RowSigns(const ProblemForm &form)
       : has_slack(static_cast<size_t>(form.rows()), 0),
@@ -52,8 +53,8 @@ int32_t row_type(double low, double high) {
 /// What one pass over the columns tells of the rows: how many entries they have, how many of those
 /// are alone in their column, and between which values the row must lie (scaled).
 struct RowCounts {
-  std::vector<int32_t> length, singletons;
-  std::vector<double> least, most;
+  Vector<int32_t> length, singletons;
+  Vector<double> least, most;
 
   explicit RowCounts(const ProblemForm &form)
       : length(static_cast<size_t>(form.rows()), 0),
@@ -107,7 +108,7 @@ Presolved::Presolved(const ProblemForm &form) : form_(form), program_(form) {
 }
 
 void Presolved::build_reduced() {
-  std::vector<int32_t> number(static_cast<size_t>(program_.rows()), -1);
+  Vector<int32_t> number(static_cast<size_t>(program_.rows()), -1);
   for (int32_t i = 0; i < program_.rows(); ++i) {
     if (!program_.row_alive[i]) continue;
     number[i] = static_cast<int32_t>(rows_.size()) + 1;
@@ -121,8 +122,8 @@ void Presolved::build_reduced() {
   if (static_cast<double>(left) > (1.0 - kWorthwhile) * before) return;
 
   const int32_t cost_row = static_cast<int32_t>(rows_.size()) + 1;
-  std::vector<int32_t> type, start = {1}, row;
-  std::vector<double> value, rhs, range, lower, upper;
+  Vector<int32_t> type, start = {1}, row;
+  Vector<double> value, rhs, range, lower, upper;
   size_t entries = columns_.size();
   for (const int32_t i : rows_) entries += static_cast<size_t>(program_.row_length[i]);
   row.reserve(entries);
@@ -191,7 +192,7 @@ Point Presolved::restore(const Point &point) const {
   trail_.undo(&s);
   Point result;
   result.resize(form_);
-  std::vector<double> rest(static_cast<size_t>(form_.rows()));  // b - A x of the structurals
+  Vector<double> rest(static_cast<size_t>(form_.rows()));  // b - A x of the structurals
   for (int32_t i = 0; i < form_.rows(); ++i) {
     rest[i] = form_.b[i];
     result.y[i] = s.y[i] / form_.row_scale[i];
@@ -208,12 +209,12 @@ Point Presolved::restore(const Point &point) const {
     const double x = rest[form_.A.row[t]] / form_.A.value[t];
     result.x[j] = std::min(std::max(x, 0.0), form_.width[j]);
   }
-  std::vector<double> slack(form_.c);
+  Vector<double> slack(form_.c);
   for (int32_t j = 0; j < form_.columns(); ++j) {
     slack[j] -= column_product(form_.A, j, result.y.data());
     if (!form_.is_free[j]) result.z[j] = std::max(slack[j], 0.0);
   }
-  const std::vector<uint8_t> far = far_boxes(form_);
+  const Vector<uint8_t> far = far_boxes(form_);
   for (size_t k = 0; k < form_.boxed.size(); ++k) {
     const int32_t j = form_.boxed[k];
     result.w[k] = form_.width[j] - result.x[j];

@@ -38,6 +38,7 @@
 
 #include "interior_point/method/iterate.h"
 #include "interior_point/presolve/postsolve.h"
+#include "interior_point/vector.h"
 
 namespace interior_point {
 
@@ -65,7 +66,7 @@ class Presolved {
   const ProblemForm &form_;
   ReducibleProgram program_;
   Trail trail_;
-  std::vector<int32_t> rows_, columns_;  // of the reduced problem: those of the program
+  Vector<int32_t> rows_, columns_;  // of the reduced problem: those of the program
   std::shared_ptr<const ProblemForm> reduced_;
 };
 

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cmath>
 
+#include "interior_point/vector.h"
+
 namespace interior_point {
 
 namespace {
@@ -42,7 +44,7 @@ ReducibleProgram::ReducibleProgram(const ProblemForm &form) {
       insert(i, j, form.A.value[t] / (form.row_scale[i] * scale));
     }
   }
-  const std::vector<uint8_t> far = far_boxes(form);
+  const Vector<uint8_t> far = far_boxes(form);
   for (size_t k = 0; k < far.size(); ++k) {
     if (far[k] && form.boxed[k] < form.structurals) upper[form.boxed[k]] = kInfinity;
   }

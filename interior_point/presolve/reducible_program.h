@@ -10,6 +10,7 @@
 #define INTERIOR_POINT_PRESOLVE_REDUCIBLE_PROGRAM_H
 
 #include "interior_point/form/problem_form.h"
+#include "interior_point/vector.h"
 
 namespace interior_point {
 
@@ -60,25 +61,25 @@ class ReducibleProgram {
   void remove_column(int32_t j);
 
   // Per row.
-  std::vector<double> low, high;
-  std::vector<int32_t> row_length;
-  std::vector<uint8_t> row_alive;
+  Vector<double> low, high;
+  Vector<int32_t> row_length;
+  Vector<uint8_t> row_alive;
   // Per column.
-  std::vector<double> cost, lower, upper;
-  std::vector<int32_t> column_length;
-  std::vector<uint8_t> column_alive;
+  Vector<double> cost, lower, upper;
+  Vector<int32_t> column_length;
+  Vector<uint8_t> column_alive;
   double constant = 0.0;
   // Rows and columns touched since their mark was last cleared.
-  std::vector<uint8_t> row_touched, column_touched;
+  Vector<uint8_t> row_touched, column_touched;
 
  private:
   void insert(int32_t i, int32_t j, double value);
   int32_t find(int32_t i, int32_t j) const;
 
-  std::vector<Entry> entries_;
-  std::vector<int32_t> row_head_, column_head_;
-  std::vector<Activity> activity_;
-  std::vector<uint8_t> activity_known_;
+  Vector<Entry> entries_;
+  Vector<int32_t> row_head_, column_head_;
+  Vector<Activity> activity_;
+  Vector<uint8_t> activity_known_;
 };
 
 }  // namespace interior_point

@@ -5,6 +5,7 @@
 
 #include "interior_point/presolve/dual_bounds.h"
 #include "interior_point/presolve/parallel_lines.h"
+#include "interior_point/vector.h"
 
 namespace interior_point {
 
@@ -157,7 +158,7 @@ Reducer::Outcome Reducer::take_singleton_row(int32_t i) {
 
 Reducer::Outcome Reducer::take_forcing_row(int32_t i, bool at_most) {
   const double least = kLeastForced * largest_in_row(i);
-  std::vector<std::pair<int32_t, double>> forced;
+  Vector<std::pair<int32_t, double>> forced;
   for (int32_t t = p_.first_in_row(i); t != p_.kNone; t = p_.entry(t).next_in_row) {
     const ReducibleProgram::Entry &e = p_.entry(t);
     if (std::fabs(e.value) < least) return Outcome::kKept;

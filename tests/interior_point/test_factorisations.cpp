@@ -23,6 +23,7 @@ using interior_point::make_block_factorisation;
 using interior_point::make_factorisation;
 using interior_point::make_sparse_factorisation;
 using interior_point::SparseColumns;
+using interior_point::Vector;
 using random_programs::Random;
 using Handle = std::unique_ptr<Factorisation>;
 
@@ -86,7 +87,7 @@ SparseColumns draw_matrix(const Shape &shape, Random *random) {
 }
 
 using Matrix = Eigen::Matrix<long double, Eigen::Dynamic, Eigen::Dynamic>;
-using Vector = Eigen::Matrix<long double, Eigen::Dynamic, 1>;
+using LongVector = Eigen::Matrix<long double, Eigen::Dynamic, 1>;
 
 Matrix dense(const SparseColumns &A) {
   Matrix result = Matrix::Zero(A.rows, A.columns());
@@ -99,13 +100,13 @@ Matrix dense(const SparseColumns &A) {
   return result;
 }
 
-Vector longer(const std::vector<double> &values) {
+LongVector longer(const Vector<double> &values) {
   return Eigen::Map<const Eigen::VectorXd>(values.data(), static_cast<Eigen::Index>(values.size()))
       .cast<long double>();
 }
 
-std::vector<double> powers_of_ten(int32_t count, double from, double to, Random *random) {
-  std::vector<double> result(static_cast<size_t>(count));
+Vector<double> powers_of_ten(int32_t count, double from, double to, Random *random) {
+  Vector<double> result(static_cast<size_t>(count));
   for (double &e : result) e = random->power_of_ten(from, to);
   return result;
 }
@@ -115,7 +116,7 @@ struct Numbers {
   Numbers(const SparseColumns &A, Random *random)
       : theta(powers_of_ten(A.columns(), -4, 4, random)),
         added(powers_of_ten(A.rows, -3, 0, random)) {}
-  std::vector<double> theta, added;
+  Vector<double> theta, added;
 };
 
 Matrix normal_matrix(const SparseColumns &A, const Numbers &numbers) {
@@ -134,9 +135,9 @@ Matrix normal_matrix(const SparseColumns &A, const Numbers &numbers) {
 /// max_i |M y - r|_i / sum_j sqrt(m_ii m_jj) |y_j|: a Cholesky solve ends at no more than a
 /// multiple of its order in roundings, whatever the condition of M (J. W. Demmel, On floating point
 /// errors in Cholesky, LAPACK Working Note 14 (1989)).
-double backward_error(const Matrix &M, const Vector &y, const Vector &r) {
-  const Vector roots = M.diagonal().cwiseSqrt();
-  const Vector residual = (M * y - r).cwiseAbs().cwiseQuotient(roots);
+double backward_error(const Matrix &M, const LongVector &y, const LongVector &r) {
+  const LongVector roots = M.diagonal().cwiseSqrt();
+  const LongVector residual = (M * y - r).cwiseAbs().cwiseQuotient(roots);
   const long double size = roots.dot(y.cwiseAbs());
   return residual.allFinite() ? static_cast<double>(residual.maxCoeff() / size) : HUGE_VAL;
 }
@@ -151,13 +152,13 @@ void expect_right(Factorisation *f, const SparseColumns &A, const SparseColumns 
   const Numbers numbers(A, random);
   const Matrix M = normal_matrix(A, numbers), dense_others = dense(others);
   ASSERT_TRUE(f->compute(numbers.theta.data(), numbers.added.data()));
-  const std::vector<double> r = powers_of_ten(A.rows, -3, 3, random);
-  std::vector<double> y = r;
+  const Vector<double> r = powers_of_ten(A.rows, -3, 3, random);
+  Vector<double> y = r;
   f->solve(y.data());
   EXPECT_LE(backward_error(M, longer(y), longer(r)),
             growth * 2.0 * DBL_EPSILON * (A.rows + A.columns()));
   if (others.columns() == 0) return;
-  std::vector<double> t(static_cast<size_t>(others.columns()), -1.0);
+  Vector<double> t(static_cast<size_t>(others.columns()), -1.0);
   f->quadratic_forms(others, t.data());
   const Matrix images = M.llt().matrixL().solve(dense_others);
   for (int32_t j = 0; j < others.columns(); ++j) {
@@ -167,8 +168,8 @@ void expect_right(Factorisation *f, const SparseColumns &A, const SparseColumns 
   }
 }
 
-std::vector<int32_t> longer_than(const SparseColumns &A, int32_t length) {
-  std::vector<int32_t> kept;
+Vector<int32_t> longer_than(const SparseColumns &A, int32_t length) {
+  Vector<int32_t> kept;
   for (int32_t j = 0; j < A.columns(); ++j) {
     if (A.length(j) > length) kept.push_back(j);
   }
@@ -177,13 +178,13 @@ std::vector<int32_t> longer_than(const SparseColumns &A, int32_t length) {
 
 /// Every other row first, then all columns and the other rows.
 Handle rows_first(const SparseColumns &A) {
-  std::vector<uint8_t> first(static_cast<size_t>(A.rows), 0);
+  Vector<uint8_t> first(static_cast<size_t>(A.rows), 0);
   for (size_t i = 0; i < first.size(); i += 2) first[i] = 1;
   return make_sparse_factorisation(A, longer_than(A, 1), first, kNoLimit);
 }
 
 std::vector<std::pair<const char *, Handle>> every_way(const SparseColumns &A) {
-  const std::vector<uint8_t> none(static_cast<size_t>(A.rows), 0);
+  const Vector<uint8_t> none(static_cast<size_t>(A.rows), 0);
   std::vector<std::pair<const char *, Handle>> ways;
   ways.emplace_back("chosen", make_factorisation(A));
   ways.emplace_back("dense", make_block_factorisation(A, none));
@@ -218,7 +219,7 @@ TEST(Factorisation, SolvesAsADenseOneDoesWhateverTheWay) {
 
 /// The matrix of a system in which the columns `kept` are unknowns beside the rows.
 Matrix with_kept_columns(const SparseColumns &A, const Numbers &numbers,
-                         const std::vector<int32_t> &kept) {
+                         const Vector<int32_t> &kept) {
   Numbers others = numbers;
   for (const int32_t j : kept) others.theta[static_cast<size_t>(j)] = 0.0;
   const auto size = static_cast<Eigen::Index>(kept.size());
@@ -249,11 +250,11 @@ TEST(SparseFactorisation, SolvesForTheColumnsThatItKeeps) {
         const Numbers numbers(A, &random);
         ASSERT_TRUE(f->compute(numbers.theta.data(), numbers.added.data()));
         const Matrix K = with_kept_columns(A, numbers, f->kept());
-        const std::vector<double> right =
+        const Vector<double> right =
             powers_of_ten(A.rows + static_cast<int32_t>(f->kept().size()), -3, 3, &random);
-        std::vector<double> solution = right;
+        Vector<double> solution = right;
         f->solve_with_kept(solution.data(), solution.data() + A.rows);
-        const Vector s = longer(solution), terms = K.cwiseAbs() * s.cwiseAbs();
+        const LongVector s = longer(solution), terms = K.cwiseAbs() * s.cwiseAbs();
         // Measured up to 8e-13 with rows first.
         EXPECT_LE((K * s - longer(right)).cwiseAbs().maxCoeff(), 1e-11L * terms.maxCoeff());
       }
@@ -285,7 +286,7 @@ TEST(SparseFactorisation, IsMadeBelowItsWorkLimitAlone) {
   for (const Shape &shape : kShapes) {
     Random random(7);
     const SparseColumns A = draw_matrix(shape, &random);
-    for (const auto &kept : {std::vector<int32_t>(), longer_than(A, 6)}) {
+    for (const auto &kept : {Vector<int32_t>(), longer_than(A, 6)}) {
       const double work = make_sparse_factorisation(A, kept, kNoLimit)->work();
       EXPECT_EQ(make_sparse_factorisation(A, kept, work), nullptr) << shape.name;
       // With columns kept, panels of a few columns count as what they take.
@@ -320,8 +321,8 @@ TEST(Choice, LeavesFewColumnsToTheEndOnlyWhereRowsAreShort) {
 }
 
 /// Whether no column touches two of the marked rows.
-bool is_independent(const SparseColumns &A, const std::vector<uint8_t> &marked) {
-  const Vector rows = longer(std::vector<double>(marked.begin(), marked.end()));
+bool is_independent(const SparseColumns &A, const Vector<uint8_t> &marked) {
+  const LongVector rows = longer(Vector<double>(marked.begin(), marked.end()));
   const Matrix entries = (dense(A).array() != 0.0L).cast<long double>();
   const Matrix touched = rows.transpose() * entries;
   return A.columns() == 0 || touched.maxCoeff() <= 1.0L;
@@ -333,7 +334,7 @@ TEST(IndependentRows, AreTouchedByEachColumnOnceAtMost) {
       SCOPED_TRACE(shape.name + std::string(", seed ") + std::to_string(seed));
       Random random(seed);
       const SparseColumns A = draw_matrix(shape, &random);
-      const std::vector<uint8_t> marked = interior_point::independent_rows(A);
+      const Vector<uint8_t> marked = interior_point::independent_rows(A);
       ASSERT_EQ(marked.size(), static_cast<size_t>(A.rows));
       EXPECT_TRUE(is_independent(A, marked));
       const auto count = std::accumulate(marked.begin(), marked.end(), 0);
@@ -366,12 +367,12 @@ SparseColumns changed(const SparseColumns &A, const Shape &shape, Random *random
 void follow_changes(const Shape &shape, bool sparse, uint64_t seed, int32_t *refusals) {
   Random random(seed);
   SparseColumns A = draw_columns(shape, std::max(2, shape.most_rows), shape.most_columns, &random);
-  const auto fresh = [&](std::vector<uint8_t> *eliminated) {
+  const auto fresh = [&](Vector<uint8_t> *eliminated) {
     *eliminated = interior_point::independent_rows(A);
     return sparse ? make_sparse_factorisation(A, {}, kNoLimit)
                   : make_block_factorisation(A, *eliminated);
   };
-  std::vector<uint8_t> eliminated;
+  Vector<uint8_t> eliminated;
   Handle f = fresh(&eliminated);
   int32_t entries_then = A.entries();
   for (int step = 0; step < 6; ++step) {
@@ -428,14 +429,14 @@ TEST(ChosenFactorisation, KeepsLongColumnsAsUnknownsUnlessTheyAreFree) {
   EXPECT_EQ(make_factorisation(A)->work(), kept);
   EXPECT_EQ(make_factorisation(A)->adapted(A), nullptr) << "which ones to keep is chosen anew";
   expect_right(make_factorisation(A).get(), A, A, &random, kGrowth);
-  const std::vector<uint8_t> all_free(static_cast<size_t>(A.columns()), 1);
+  const Vector<uint8_t> all_free(static_cast<size_t>(A.columns()), 1);
   EXPECT_GT(make_factorisation(A, nullptr, &all_free)->work(), 100.0 * kept);
 }
 
 using LongMatrix = Eigen::Matrix<long double, Eigen::Dynamic, Eigen::Dynamic>;
 
 /// A symmetric matrix that is diagonally dominant with the given signs on its diagonal.
-LongMatrix quasidefinite(const std::vector<double> &sign, Random *random) {
+LongMatrix quasidefinite(const Vector<double> &sign, Random *random) {
   const auto n = static_cast<Eigen::Index>(sign.size());
   LongMatrix K(n, n);
   for (Eigen::Index i = 0; i < n; ++i) {
@@ -450,21 +451,21 @@ LongMatrix quasidefinite(const std::vector<double> &sign, Random *random) {
 
 /// Solves K x = r by two panels: the first `columns` columns of K, and what they leave of the rest,
 /// which lies scattered among the rows and columns of an identity.
-std::vector<double> solve_by_panels(const interior_point::PanelKernels &kernels,
-                                    const LongMatrix &K, const std::vector<double> &sign,
-                                    int32_t columns, std::vector<double> x, Random *random) {
+Vector<double> solve_by_panels(const interior_point::PanelKernels &kernels, const LongMatrix &K,
+                               const Vector<double> &sign, int32_t columns, Vector<double> x,
+                               Random *random) {
   const auto n = static_cast<int32_t>(K.rows());
   const int32_t rest = n - columns, order = rest + random->integer(0, 5);
-  std::vector<int32_t> place(static_cast<size_t>(order));
+  Vector<int32_t> place(static_cast<size_t>(order));
   std::iota(place.begin(), place.end(), 0);
   std::shuffle(place.begin(), place.end(), random->engine());
   place.resize(static_cast<size_t>(rest));
   std::sort(place.begin(), place.end());
-  std::vector<double> first, second(static_cast<size_t>(order) * static_cast<size_t>(order), 0.0);
+  Vector<double> first, second(static_cast<size_t>(order) * static_cast<size_t>(order), 0.0);
   for (int32_t j = 0; j < columns; ++j) {
     for (int32_t i = 0; i < n; ++i) first.push_back(i < j ? NAN : static_cast<double>(K(i, j)));
   }
-  std::vector<double> second_sign(static_cast<size_t>(order), 1.0), rest_of_x(second_sign.size());
+  Vector<double> second_sign(static_cast<size_t>(order), 1.0), rest_of_x(second_sign.size());
   for (int32_t i = 0; i < order; ++i) second[static_cast<size_t>(i * (order + 1))] = 1.0;
   for (int32_t j = 0; j < rest; ++j) {
     second_sign[static_cast<size_t>(place[j])] = sign[static_cast<size_t>(columns + j)];
@@ -473,7 +474,7 @@ std::vector<double> solve_by_panels(const interior_point::PanelKernels &kernels,
           static_cast<double>(K(columns + i, columns + j));
     }
   }
-  std::vector<double> scratch(static_cast<size_t>(interior_point::kScratchPerColumn * (n + order)));
+  Vector<double> scratch(static_cast<size_t>(interior_point::kScratchPerColumn * (n + order)));
   const bool positive = std::all_of(sign.begin(), sign.end(), [](double d) { return d > 0; });
   const double *d = positive ? nullptr : sign.data();
   EXPECT_TRUE(kernels.factorise(n, columns, d, first.data(), scratch.data()));
@@ -499,14 +500,14 @@ TEST(PanelKernels, SolveLikeADenseReferenceWithEveryWidthOfRegisters) {
   Random random(77);
   for (int trial = 0; trial < 300; ++trial) {
     const int32_t n = random.integer(2, 90), columns = random.integer(1, n - 1);
-    std::vector<double> sign(static_cast<size_t>(n), 1.0), r;
+    Vector<double> sign(static_cast<size_t>(n), 1.0), r;
     for (double &d : sign) d = trial % 2 == 1 && random.chance(0.4) ? -1.0 : 1.0;
     const LongMatrix K = quasidefinite(sign, &random);
     Eigen::Matrix<long double, Eigen::Dynamic, 1> right(n);
     for (int32_t i = 0; i < n; ++i) r.push_back(static_cast<double>(right(i) = random.entry()));
     const Eigen::Matrix<long double, Eigen::Dynamic, 1> expected = K.partialPivLu().solve(right);
     for (const int32_t most : {2, 4, 8}) {
-      const std::vector<double> x =
+      const Vector<double> x =
           solve_by_panels(interior_point::panel_kernels(most), K, sign, columns, r, &random);
       for (int32_t i = 0; i < n; ++i) {
         ASSERT_NEAR(x[static_cast<size_t>(i)], static_cast<double>(expected(i)),
@@ -520,7 +521,7 @@ TEST(PanelKernels, SolveLikeADenseReferenceWithEveryWidthOfRegisters) {
 TEST(PanelKernels, RefusePivotsOfTheWrongSign) {
   for (const double pivot : {0.0, -1.0, std::nan("")}) {
     for (const double sign : {1.0, -1.0}) {
-      std::vector<double> panel = {sign, 0.5, 0.25, NAN, sign * pivot + 0.25 * sign, 0.5};
+      Vector<double> panel = {sign, 0.5, 0.25, NAN, sign * pivot + 0.25 * sign, 0.5};
       double scratch[2 * interior_point::kScratchPerColumn];
       const double signs[] = {sign, sign};
       EXPECT_FALSE(interior_point::panel_kernels().factorise(3, 2, signs, panel.data(), scratch));

@@ -11,7 +11,7 @@
 namespace {
 
 using interior_point::MinimalResidual;
-using Vector = std::vector<double>;
+using Vector = interior_point::Vector<double>;
 
 /// A dense matrix of random entries with something added to the diagonal.
 struct Matrix {
