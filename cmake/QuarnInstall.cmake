@@ -6,7 +6,7 @@ include(CMakePackageConfigHelpers)
 set(quarn_package_dir "${CMAKE_INSTALL_LIBDIR}/cmake/quarn")
 
 install(
-  TARGETS quarn quarn_core interior_point priority_queue
+  TARGETS quarn quarn_core quarn_interior_point quarn_priority_queue
   EXPORT quarnTargets
   ARCHIVE DESTINATION "${CMAKE_INSTALL_LIBDIR}"
   LIBRARY DESTINATION "${CMAKE_INSTALL_LIBDIR}"

@@ -42,21 +42,17 @@ function(quarn_configure_target target)
   endif()
 endfunction()
 
-# quarn_library_target(<target> <exported name> [<file name>])
+# quarn_library_target(<target> <exported name>)
 #
 # For a library that is installed: configured as above, with an alias quarn::<exported name>, and
 # with the root of the sources as the include path here, the include folder after an installation.
+# The target's own name begins with quarn: a project around this one may have any other.
 function(quarn_library_target target exported_name)
   quarn_configure_target(${target})
   add_library(quarn::${exported_name} ALIAS ${target})
-  set(file_name ${target})
-  if(ARGC GREATER 2)
-    set(file_name ${ARGV2})
-  endif()
   set_target_properties(
     ${target}
-    PROPERTIES OUTPUT_NAME ${file_name}
-               EXPORT_NAME ${exported_name}
+    PROPERTIES EXPORT_NAME ${exported_name}
                POSITION_INDEPENDENT_CODE ON
                INSTALL_RPATH "$ORIGIN"
                VERSION ${PROJECT_VERSION}

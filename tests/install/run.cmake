@@ -1,17 +1,11 @@
 # Installs the build into a folder of its own and builds the consumer against what is there, by the
 # package configuration and, where pkg-config is installed, by the .pc file; runs what it built.
 
+include("${CMAKE_CURRENT_LIST_DIR}/common.cmake")
+
 file(REMOVE_RECURSE "${WORK_DIR}")
 set(prefix "${WORK_DIR}/prefix")
 set(consumer "${CMAKE_CURRENT_LIST_DIR}")
-
-function(run)
-  execute_process(COMMAND ${ARGN} RESULT_VARIABLE status)
-  if(NOT status EQUAL 0)
-    list(JOIN ARGN " " command)
-    message(FATAL_ERROR "status ${status} from: ${command}")
-  endif()
-endfunction()
 
 run(${CMAKE_COMMAND} --install "${BUILD_DIR}" --config "${CONFIG}" --prefix "${prefix}")
 
@@ -25,14 +19,8 @@ if(NOT headers STREQUAL expected)
   message(FATAL_ERROR "installed headers: ${headers}")
 endif()
 
-run(${CMAKE_COMMAND}
-    -S "${consumer}"
-    -B "${WORK_DIR}/consumer"
-    -G "${GENERATOR}"
-    "-DCMAKE_BUILD_TYPE=${CONFIG}"
-    "-DCMAKE_PREFIX_PATH=${prefix}"
-    "-DCMAKE_C_COMPILER=${C_COMPILER}"
-    "-DCMAKE_CXX_COMPILER=${CXX_COMPILER}")
+configure("${consumer}" "${WORK_DIR}/consumer" "-DCMAKE_BUILD_TYPE=${CONFIG}"
+          "-DCMAKE_PREFIX_PATH=${prefix}")
 run(${CMAKE_COMMAND} --build "${WORK_DIR}/consumer" --config "${CONFIG}")
 run(${CMAKE_CTEST_COMMAND} --test-dir "${WORK_DIR}/consumer" -C "${CONFIG}" --output-on-failure)
 

@@ -1,0 +1,1 @@
+int own_queue_length() { return 7; }
