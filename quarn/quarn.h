@@ -13,8 +13,6 @@
  * the relative gap: the duals of a well-centred point in the interior are more stable than those of
  * a vertex, and cheaper. The caller's oracle prices these duals and adds columns. From the RMP and
  * the oracle's answer come an upper and a lower bound; the run ends when they meet to `delta`.
- * Source: J. Gondzio, P. Gonzalez-Brevis, P. Munari, "New developments in the primal-dual column
- * generation technique", European Journal of Operational Research 224 (2013) 41-51.
  *
  * A run:
  *
