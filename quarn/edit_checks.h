@@ -9,7 +9,7 @@
 #include <cstdint>
 
 #include "quarn/internal.h"
-#include "quarn/matrix_storage.h"
+#include "quarn/sparse_matrix.h"
 
 namespace quarn {
 

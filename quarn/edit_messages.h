@@ -47,6 +47,20 @@ inline void entries(const int32_t *index, const double *elt, int32_t length) {
   newline();
 }
 
+/// Prints the heading of one column or row.
+using HeadMessage = void (*)(int32_t number, int32_t length);
+
+/// Every list of a batch under its heading, and an empty line.
+inline void lists(const Lists &batch, HeadMessage head) {
+  for (int32_t t = 0; t < batch.count; ++t) {
+    const int32_t first = batch.start[t] - 1;
+    const int32_t length = batch.start[t + 1] - batch.start[t];
+    head(t + 1, length);
+    entries(batch.index + first, batch.elt + first, length);
+  }
+  newline();
+}
+
 // Sizes before an edit
 
 inline void new_columns_size(int32_t m, int32_t n, int32_t nz) {

@@ -7,6 +7,8 @@
 //   (1)  column i-1    : -1 in row i, cost -u_LB[i-1]   <=>   -u_i <= -u_LB[i-1]
 //   (2)  column m+i-1  : +1 in row i, cost  u_UB[i-1]   <=>    u_i <=  u_UB[i-1]
 
+#include "quarn/environment.h"
+
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
@@ -14,6 +16,7 @@
 #include <iterator>
 
 #include "quarn/internal.h"
+#include "quarn/sparse_matrix.h"
 
 // A field added to the record must be looked at in set-up, copy and release; then this number
 // moves.
@@ -21,7 +24,6 @@ static_assert(sizeof(void *) != 8 || sizeof(QUARN_env) == 504, "set-up, copy or 
 
 namespace quarn {
 
-constexpr double kInfinity = 1e30;
 constexpr double kDefaultDualBound = 1e10;
 constexpr double kAssumedDensity = 0.05;  // of nrows rows and all columns of the first capacity
 constexpr int32_t kFirstGeneratedRoom = 1000;

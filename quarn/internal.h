@@ -5,7 +5,6 @@
 #ifndef QUARN_INTERNAL_H
 #define QUARN_INTERNAL_H
 
-#include <cassert>
 #include <cstdint>
 #include <cstdlib>
 #include <type_traits>
@@ -34,6 +33,8 @@ int32_t IQUARN_solve_RMP(QUARN_env *env, QUARN_SMatrix_CW *G, double *RHS, doubl
 }  // extern "C"
 
 namespace quarn {
+
+constexpr double kInfinity = 1e30;  ///< what the record calls unbounded
 
 /// A zero-filled array of `count` entries from calloc; at least one entry is allocated, so that a
 /// null result always means that memory ran out. A negative count counts as memory run out.
@@ -102,52 +103,12 @@ inline ColumnView column(const QUARN_SMatrix_CW &A, int32_t j) {
   return {A.elt + first, A.rw + first, A.col_start[j + 1] - A.col_start[j]};
 }
 
-/// Creates a column-wise record with exactly these capacities, no rows and no columns. Other than
-/// QUARN_set_SMatrix_CW it takes capacities of 0, which a matrix without columns or entries needs.
-/// What A held before is overwritten; false, with A empty, when memory ran out, max_n or max_nz is
-/// negative, or max_n is 2^31-1.
-bool make_columns(QUARN_SMatrix_CW *A, int32_t max_m, int32_t max_n, int32_t max_nz);
-
-/// Copies the columns first .. n-1 of G, all rows, into a record made by make_columns with
-/// capacities equal to the sizes; false, with `out` empty, when memory ran out.
-bool copy_columns_from(const QUARN_SMatrix_CW &G, int32_t first, QUARN_SMatrix_CW *out);
-
-/// Releases the loaded problem, if there is one; Pb is null afterwards.
-void drop_problem(QUARN_env *env);
-
-/// Refills env->lambda with the primal solution of the loaded problem: the old buffer is released,
-/// a new one of max(Pb->ncols, G->n) entries made, columns that the solved problem did not have
-/// stay 0. False when no problem is loaded (nothing changes) or memory ran out (lambda is null
-/// then).
-bool refresh_lambda(QUARN_env *env);
-
-/// The same for env->dual_slacks.
-bool refresh_dual_slacks(QUARN_env *env);
-
-/// Whether the record is sound: counts within capacities, starts that rise from 1 to nz+1, row
-/// indices in range, ncols_aux <= n, G->m = m+p+1, and every array there that must be there.
-/// Linear in the entries of G; for debug builds and tests.
-bool check_invariants(const QUARN_env &env);
-
-/// In debug builds, asserts at the end of a scope that a record which was sound at its beginning
-/// still is; in release builds, nothing.
-class InvariantGuard {
- public:
-#ifdef NDEBUG
-  explicit InvariantGuard(const QUARN_env *) {}
-#else
-  explicit InvariantGuard(const QUARN_env *env)
-      : env_(env), sound_(env != nullptr && check_invariants(*env)) {}
-  ~InvariantGuard() { assert(!sound_ || check_invariants(*env_)); }
-#endif
-  InvariantGuard(const InvariantGuard &) = delete;
-  InvariantGuard &operator=(const InvariantGuard &) = delete;
-
-#ifndef NDEBUG
- private:
-  const QUARN_env *env_;
-  bool sound_;
-#endif
+/// The entries of a record as `count` lists, whichever way they run.
+struct Lists {
+  const int32_t *start;
+  const int32_t *index;
+  const double *elt;
+  int32_t count;
 };
 
 }  // namespace quarn

@@ -35,11 +35,12 @@
 // z_D     *rmp_dual_value                         sum of RHS[i] u[i] over every row but the cost
 // row
 
+#include "quarn/restricted_master.h"
+
 #include <algorithm>
 
 #include "quarn/internal.h"
 #include "quarn/messages.h"
-#include "quarn/rules.h"
 
 namespace quarn {
 

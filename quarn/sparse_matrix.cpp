@@ -1,5 +1,4 @@
-// Sparse matrix records and the edits of the master problem: columns and rows in and out, with
-// every array of the record kept in step.
+// The two sparse matrix records: creation, growth, conversion, release, and the listing.
 //
 // A column-wise record lists its entries column after column, a row-wise one row after row:
 //
@@ -7,24 +6,25 @@
 //   list t     col_start[t], row_start[t]    first position, from 1, of column t or row t (from 0)
 //   index      rw, cl                        row or column of an entry, from 1
 //   closing    start[count] = nz + 1         so that a length is the difference of two starts
-//
-// The edits allocate what they need before they change the first field. The exception is growth
-// before new columns: it over-allocates in place, and a larger matrix is still a sound one.
+
+#include "quarn/sparse_matrix.h"
 
 #include <algorithm>
 #include <cstdint>
-#include <cstring>
+#include <cstdlib>
 
-#include "quarn/duplicate_index.h"
-#include "quarn/edit_arrays.h"
-#include "quarn/edit_checks.h"
 #include "quarn/edit_messages.h"
-#include "quarn/internal.h"
-#include "quarn/matrix_storage.h"
 
 namespace quarn {
 
-// ---- creation -----------------------------------------------------------------------------------
+// ---- creation and growth ------------------------------------------------------------------------
+
+/// Start array of an empty record: the first two entries are 1, the others 0.
+static int32_t *allocate_starts(int32_t capacity) {
+  int32_t *starts = allocate<int32_t>(std::max<int64_t>(int64_t{capacity} + 1, 2));
+  if (starts != nullptr) starts[0] = starts[1] = 1;
+  return starts;
+}
 
 bool make_columns(QUARN_SMatrix_CW *A, int32_t max_m, int32_t max_n, int32_t max_nz) {
   *A = QUARN_SMatrix_CW{};
@@ -39,6 +39,114 @@ bool make_columns(QUARN_SMatrix_CW *A, int32_t max_m, int32_t max_n, int32_t max
   A->max_m = max_m;
   A->max_n = max_n;
   A->max_nz = max_nz;
+  return true;
+}
+
+bool make_rows(QUARN_SMatrix_RW *A, int32_t max_m, int32_t max_n, int32_t max_nz) {
+  *A = QUARN_SMatrix_RW{};
+  if (!is_capacity(max_m) || max_nz < 0) return false;
+  A->row_start = allocate_starts(max_m);
+  A->elt = allocate<double>(max_nz);
+  A->cl = allocate<int32_t>(max_nz);
+  if (A->row_start == nullptr || A->elt == nullptr || A->cl == nullptr) {
+    QUARN_free_SMatrix_RW(A);
+    return false;
+  }
+  A->max_m = max_m;
+  A->max_n = max_n;
+  A->max_nz = max_nz;
+  return true;
+}
+
+/// Resizes the two arrays of the entries; *capacity never claims more than the shorter one has.
+static bool resize_entries(double **elt, int32_t **index, int32_t *capacity, int32_t wanted) {
+  const int32_t old = *capacity;
+  if (!resize_filled(elt, old, wanted, 0.0)) return false;
+  *capacity = std::min(old, wanted);
+  if (!resize_filled(index, old, wanted, int32_t{0})) return false;
+  *capacity = wanted;
+  return true;
+}
+
+static bool resize_starts(int32_t **starts, int32_t *capacity, int32_t wanted) {
+  const int64_t old_length = *starts == nullptr ? 0 : int64_t{*capacity} + 1;
+  if (!resize_filled(starts, old_length, int64_t{wanted} + 1, int32_t{0})) return false;
+  if (old_length == 0) (*starts)[0] = 1;
+  *capacity = wanted;
+  return true;
+}
+
+// ---- conversion and copy ------------------------------------------------------------------------
+
+/// Starts of the target lists from the number of entries in each, counter[1] .. counter[count]; the
+/// counters are 0 afterwards.
+static void accumulate_starts(int32_t *counter, int32_t count, int32_t *start) {
+  start[0] = 1;
+  for (int32_t t = 1; t <= count; ++t) {
+    start[t] = start[t - 1] + counter[t];
+    counter[t] = 0;
+  }
+}
+
+/// Second pass of the counting sort: every entry to the next free position of its target list. The
+/// source lists are taken in order, so that the target lists come out sorted.
+static void distribute(const Lists &source, int32_t *counter, const int32_t *start, int32_t *index,
+                       double *elt) {
+  for (int32_t t = 0; t < source.count; ++t) {
+    for (int32_t k = source.start[t] - 1; k < source.start[t + 1] - 1; ++k) {
+      const int32_t list = source.index[k];
+      const int32_t q = start[list - 1] + counter[list] - 1;
+      index[q] = t + 1;
+      elt[q] = source.elt[k];
+      counter[list] += 1;
+    }
+  }
+}
+
+bool rows_from_columns(const QUARN_SMatrix_CW &C, QUARN_SMatrix_RW *R, int32_t max_m, int32_t max_n,
+                       int32_t max_nz) {
+  Scratch<int32_t> counter(int64_t{C.m} + 1);
+  if (!make_rows(R, max_m, max_n, max_nz)) return false;
+  if (!counter) {
+    QUARN_free_SMatrix_RW(R);
+    return false;
+  }
+  R->m = C.m;
+  R->n = C.n;
+  R->nz = C.nz;
+  for (int32_t k = C.col_start[0] - 1; k < C.col_start[C.n] - 1; ++k) counter[C.rw[k]] += 1;
+  accumulate_starts(counter.get(), C.m, R->row_start);
+  distribute({C.col_start, C.rw, C.elt, C.n}, counter.get(), R->row_start, R->cl, R->elt);
+  return true;
+}
+
+bool columns_from_rows(const QUARN_SMatrix_RW &R, QUARN_SMatrix_CW *C, int32_t max_m, int32_t max_n,
+                       int32_t max_nz) {
+  Scratch<int32_t> counter(int64_t{R.n} + 1);
+  if (!make_columns(C, max_m, max_n, max_nz)) return false;
+  if (!counter) {
+    QUARN_free_SMatrix_CW(C);
+    return false;
+  }
+  C->m = R.m;
+  C->n = R.n;
+  C->nz = R.nz;
+  for (int32_t k = 0; k < R.nz; ++k) counter[R.cl[k]] += 1;
+  accumulate_starts(counter.get(), R.n, C->col_start);
+  distribute({R.row_start, R.cl, R.elt, R.m}, counter.get(), C->col_start, C->rw, C->elt);
+  return true;
+}
+
+bool copy_columns_from(const QUARN_SMatrix_CW &G, int32_t first, QUARN_SMatrix_CW *out) {
+  const int32_t skipped = G.col_start[first] - 1;
+  const int32_t nz = G.col_start[G.n] - 1 - skipped;
+  if (!make_columns(out, G.m, G.n - first, nz)) return false;
+  out->m = G.m;
+  out->n = G.n - first;
+  out->nz = nz;
+  std::copy(G.rw + skipped, G.rw + skipped + nz, out->rw);
+  std::copy(G.elt + skipped, G.elt + skipped + nz, out->elt);
+  for (int32_t j = 0; j <= out->n; ++j) out->col_start[j] = G.col_start[first + j] - skipped;
   return true;
 }
 
@@ -66,333 +174,7 @@ static void print_inequality(const ColumnView &column, int32_t cost_row, int32_t
   }
 }
 
-// ---- batches of new columns or rows -------------------------------------------------------------
-
-/// A batch that an addition takes up: an empty one, or one with sound entries in the rows of G.
-static bool is_acceptable(const QUARN_env *env, const QUARN_SMatrix_CW *batch) {
-  if (env == nullptr || batch == nullptr) return false;
-  if (batch->n < 1) return true;
-  return is_well_formed({batch->col_start, batch->rw, batch->elt, batch->n}, batch->nz, env->G->m);
-}
-
-using HeadMessage = void (*)(int32_t number, int32_t length);
-
-static void report_lists(const Lists &lists, HeadMessage head) {
-  for (int32_t t = 0; t < lists.count; ++t) {
-    const int32_t first = lists.start[t] - 1;
-    const int32_t length = lists.start[t + 1] - lists.start[t];
-    head(t + 1, length);
-    edit_messages::entries(lists.index + first, lists.elt + first, length);
-  }
-  edit_messages::newline();
-}
-
-static void report_columns(const QUARN_SMatrix_CW &batch, const char *function, HeadMessage head) {
-  edit_messages::columns_received(function, batch.n);
-  report_lists({batch.col_start, batch.rw, batch.elt, batch.n}, head);
-}
-
-// ---- growth for new columns ---------------------------------------------------------------------
-
-/// New capacity: what is there, `factor` times what comes, and `reserve`.
-struct GrowthRule {
-  int32_t factor;
-  int32_t reserve;
-};
-
-constexpr GrowthRule kGeneratedGrowth = {5, 1000};  // one resize serves many outer iterations
-constexpr GrowthRule kAuxiliaryGrowth = {2, 1};
-
-/// The capacity that `coming` more of something need; the old one while it is large enough, -1 when
-/// counts or capacity would pass the range of their type.
-static int32_t capacity_for(int32_t used, int32_t coming, int32_t capacity, GrowthRule rule) {
-  const int64_t total = int64_t{used} + coming;
-  if (!is_capacity(total)) return -1;
-  if (total < int64_t{capacity} - 1) return capacity;
-  const int64_t grown = used + int64_t{rule.factor} * coming + rule.reserve;
-  return is_capacity(grown) ? static_cast<int32_t>(grown) : -1;
-}
-
-static bool needs_growth(int32_t used, int32_t coming, int32_t capacity) {
-  return int64_t{used} + coming >= int64_t{capacity} - 1;
-}
-
-/// The column arrays of the record first, G's starts last: G never claims more columns than the
-/// shortest of them has.
-static bool grow_column_capacity(QUARN_env *env, int32_t max_n) {
-  QUARN_SMatrix_CW *G = env->G;
-  return QUARN_reset_lambda_bounds(env, max_n) == 0 &&
-         resize_filled(&env->acpdm_work, G->max_n, max_n, int32_t{0}) &&
-         resize_filled(&env->col_tag, G->max_n, max_n, int32_t{-1}) &&
-         QUARN_reset_SMatrix_CW(G, G->max_m, max_n, G->max_nz) == 0;
-}
-
-/// Makes room for the whole batch, whether or not its columns will be accepted.
-static bool grow_for_batch(QUARN_env *env, const QUARN_SMatrix_CW &batch, GrowthRule rule) {
-  QUARN_SMatrix_CW *G = env->G;
-  if (needs_growth(G->n, batch.n, G->max_n)) {
-    const int32_t max_n = capacity_for(G->n, batch.n, G->max_n, rule);
-    if (env->verbosity != 0) edit_messages::column_growth(G->max_n, max_n);
-    if (!grow_column_capacity(env, max_n)) return false;
-  }
-  if (needs_growth(G->nz, batch.nz, G->max_nz)) {
-    const int32_t max_nz = capacity_for(G->nz, batch.nz, G->max_nz, rule);
-    if (env->verbosity != 0) edit_messages::entry_growth(G->max_nz, max_nz);
-    if (QUARN_reset_SMatrix_CW(G, G->max_m, G->max_n, max_nz) != 0) return false;
-  }
-  return true;
-}
-
-static bool fits_index_range(const QUARN_SMatrix_CW &G, const QUARN_SMatrix_CW &batch,
-                             GrowthRule rule) {
-  return batch.n < 1 || (capacity_for(G.n, batch.n, G.max_n, rule) >= 0 &&
-                         capacity_for(G.nz, batch.nz, G.max_nz, rule) >= 0);
-}
-
-// ---- appending columns --------------------------------------------------------------------------
-
-static void append_column(QUARN_SMatrix_CW *G, const ColumnView &column) {
-  std::copy(column.elt, column.elt + column.length, G->elt + G->nz);
-  std::copy(column.rw, column.rw + column.length, G->rw + G->nz);
-  G->nz += column.length;
-  G->n += 1;
-  G->col_start[G->n] = G->nz + 1;
-}
-
-/// Leading entries of the bound arrays that keep their values when these are resized. A copy counts
-/// as many settled entries as its source, while its arrays may be shorter; they reach to the
-/// capacity of G in any case, also when the caller put longer ones in their place.
-static int32_t settled_bounds(const QUARN_env &env, int32_t capacity) {
-  if (env.bounds_length <= 0) return env.ncols_total;
-  return std::min(env.ncols_total, std::max(env.bounds_length, capacity));
-}
-
-/// The bounds of the moment for the columns from `first` on.
-static void settle_bounds(QUARN_env *env, int32_t first) {
-  std::fill(env->col_lb + first, env->col_lb + env->G->n, env->lambda_LB);
-  std::fill(env->col_ub + first, env->col_ub + env->G->n, env->lambda_UB);
-  env->ncols_total = env->G->n;
-}
-
-/// Tags column j of G, which is a generated one.
-static void set_tag(QUARN_env *env, int32_t j, const int32_t *tags, int32_t c) {
-  if (tags != nullptr && env->col_tag != nullptr) env->col_tag[j - env->ncols_aux] = tags[c];
-}
-
-static void accept_column(QUARN_env *env) {
-  env->ncols_last += 1;
-  env->matrix_changed = 1;
-}
-
-static void append_generated(QUARN_env *env, const QUARN_SMatrix_CW &batch, int32_t c,
-                             const int32_t *tags) {
-  set_tag(env, env->G->n, tags, c);
-  append_column(env->G, column(batch, c));
-  accept_column(env);
-}
-
-static double *cost_entry(QUARN_SMatrix_CW *G, int32_t j) {
-  for (int32_t k = G->col_start[j] - 1; k < G->col_start[j + 1] - 1; ++k) {
-    if (G->rw[k] == G->m) return &G->elt[k];
-  }
-  return nullptr;
-}
-
-/// A duplicate of column j was offered: the matrix keeps the cheaper cost. Auxiliary columns have
-/// no tag to take over.
-static void take_cheaper_cost(QUARN_env *env, int32_t j, double cost, const int32_t *tags,
-                              int32_t c) {
-  double *known_cost = cost_entry(env->G, j);
-  if (known_cost == nullptr || !(*known_cost > cost)) return;
-  *known_cost = cost;
-  if (j >= env->ncols_aux) set_tag(env, j, tags, c);
-  accept_column(env);
-}
-
-/// Appends the columns that are not in G yet; equal columns within the batch are all new.
-static bool append_distinct(QUARN_env *env, const QUARN_SMatrix_CW &batch, const int32_t *tags) {
-  DuplicateIndex index(*env->G, env->m);
-  if (!index) return false;
-  for (int32_t c = 0; c < batch.n; ++c) {
-    double cost = 0.0;
-    const int32_t known = index.find(column(batch, c), &cost);
-    if (known >= 0) {
-      take_cheaper_cost(env, known, cost, tags, c);
-    } else {
-      append_generated(env, batch, c, tags);
-    }
-  }
-  return true;
-}
-
-// ---- dense input --------------------------------------------------------------------------------
-
-/// The batch with the stored values of the dense columns; false when memory ran out.
-static bool sparse_batch(const DenseColumns &dense, int64_t nz, QUARN_SMatrix_CW *batch) {
-  if (!is_capacity(nz)) return false;
-  if (!make_columns(batch, dense.m, dense.n, static_cast<int32_t>(nz))) return false;
-  batch->m = dense.m;
-  batch->n = dense.n;
-  for (int32_t j = 0; j < dense.n; ++j) {
-    for (int32_t i = 0; i < dense.m; ++i) {
-      if (!is_stored(dense.at(i, j))) continue;
-      batch->rw[batch->nz] = i + 1;
-      batch->elt[batch->nz] = dense.at(i, j);
-      batch->nz += 1;
-    }
-    batch->col_start[j + 1] = batch->nz + 1;
-  }
-  return true;
-}
-
-// ---- removing and copying columns ---------------------------------------------------------------
-
-static void keep_columns(const QUARN_env &env, const int32_t *keep, int32_t nkeep,
-                         QUARN_SMatrix_CW *matrix, ColumnArrays *arrays) {
-  const int32_t max_n = env.G->max_n;
-  std::fill(arrays->col_lb.get(), arrays->col_lb.get() + max_n, env.lambda_LB);
-  std::fill(arrays->col_ub.get(), arrays->col_ub.get() + max_n, env.lambda_UB);
-  matrix->m = env.G->m;
-  for (int32_t j = 0; j < env.ncols_aux; ++j) {
-    append_column(matrix, column(*env.G, j));
-    arrays->carry_bounds(env, j, j);
-  }
-  for (int32_t t = 0; t < nkeep; ++t) {
-    const int32_t source = env.ncols_aux + keep[t];
-    append_column(matrix, column(*env.G, source));
-    arrays->carry_bounds(env, source, env.ncols_aux + t);
-    if (env.col_tag != nullptr) arrays->col_tag[t] = env.col_tag[keep[t]];
-  }
-}
-
-bool copy_columns_from(const QUARN_SMatrix_CW &G, int32_t first, QUARN_SMatrix_CW *out) {
-  const int32_t skipped = G.col_start[first] - 1;
-  const int32_t nz = G.col_start[G.n] - 1 - skipped;
-  if (!make_columns(out, G.m, G.n - first, nz)) return false;
-  out->m = G.m;
-  out->n = G.n - first;
-  out->nz = nz;
-  std::copy(G.rw + skipped, G.rw + skipped + nz, out->rw);
-  std::copy(G.elt + skipped, G.elt + skipped + nz, out->elt);
-  for (int32_t j = 0; j <= out->n; ++j) out->col_start[j] = G.col_start[first + j] - skipped;
-  return true;
-}
-
-// ---- row edits ----------------------------------------------------------------------------------
-
-static bool is_acceptable(const QUARN_env *env, const NewRows &rows) {
-  if (env == nullptr || rows.R == nullptr || rows.R->m < 0) return false;
-  if (rows.R->m == 0 && rows.R->row_start == nullptr) return rows.R->nz == 0;
-  const bool values = rows.rhs != nullptr && rows.types != nullptr && rows.dual_lower != nullptr &&
-                      rows.dual_upper != nullptr;
-  return (values || rows.R->m == 0) &&
-         is_well_formed({rows.R->row_start, rows.R->cl, rows.R->elt, rows.R->m}, rows.R->nz,
-                        env->G->n - env->ncols_aux);
-}
-
-static void report_new_rows(const QUARN_env &env, const QUARN_SMatrix_RW &R) {
-  if (env.verbosity == 0) return;
-  edit_messages::new_rows_size(R.m, R.n, R.nz);
-  edit_messages::matrix_size("QUARN_add_rows", env.m, *env.G);
-  if (env.verbosity > 1) {
-    edit_messages::rows_received(R.m);
-    report_lists({R.row_start, R.cl, R.elt, R.m}, edit_messages::row_head);
-  }
-  edit_messages::flush();
-}
-
-/// Inserts the new rows behind the `linking` first rows of R, in place. Their columns are counted
-/// among the generated ones, which stand behind the auxiliary ones.
-static void insert_rows(const QUARN_SMatrix_RW &added, int32_t linking, int32_t ncols_aux,
-                        QUARN_SMatrix_RW *R) {
-  const int32_t first = R->row_start[linking] - 1;
-  const int32_t end = R->row_start[R->m] - 1;
-  const size_t moved = static_cast<size_t>(end - first);
-  std::memmove(R->elt + first + added.nz, R->elt + first, moved * sizeof(double));
-  std::memmove(R->cl + first + added.nz, R->cl + first, moved * sizeof(int32_t));
-  for (int32_t i = R->m; i >= linking; --i) R->row_start[added.m + i] = R->row_start[i] + added.nz;
-  for (int32_t i = 0; i < added.m; ++i) {
-    R->row_start[linking + i] = added.row_start[i] + first;
-  }
-  for (int32_t e = 0; e < added.nz; ++e) {
-    R->elt[first + e] = added.elt[e];
-    R->cl[first + e] = added.cl[e] + ncols_aux;
-  }
-  R->nz += added.nz;
-  R->m += added.m;
-}
-
-/// G with the new rows, its capacities equal to its sizes; false when memory or range ran out.
-static bool matrix_with_rows(const QUARN_env &env, const QUARN_SMatrix_RW &added,
-                             QUARN_SMatrix_CW *matrix) {
-  const QUARN_SMatrix_CW &G = *env.G;
-  const int64_t rows = int64_t{G.m} + added.m;
-  const int64_t nz = int64_t{G.nz} + added.nz;
-  if (!is_capacity(rows) || !is_capacity(nz)) return false;
-  OwnedRows R;
-  if (!rows_from_columns(G, R.get(), static_cast<int32_t>(rows), G.n, static_cast<int32_t>(nz))) {
-    return false;
-  }
-  insert_rows(added, env.m, env.ncols_aux, R.get());
-  return columns_from_rows(*R, matrix, R->m, R->n, R->nz);
-}
-
-/// The linking rows, the new rows behind them, then the further rows and the cost row.
-static void fill_with_new_rows(const QUARN_env &env, const NewRows &rows, RowArrays *arrays) {
-  const int32_t added = rows.R->m;
-  for (int32_t i = 0; i < env.m; ++i) arrays->carry_linking_row(env, i, i);
-  for (int32_t i = 0; i < added; ++i) arrays->set_new_row(rows, i, env.m + i);
-  for (int32_t i = env.m; i <= env.m + env.p; ++i) arrays->carry_row(env, i, added + i);
-}
-
-/// Puts the edited matrix and its row counts into the record; the loaded problem and the saved
-/// point belonged to the old rows.
-static void install_rows(QUARN_env *env, QUARN_SMatrix_CW matrix, int32_t m, int32_t p) {
-  drop_problem(env);
-  QUARN_free_SMatrix_CW(env->G);
-  *env->G = matrix;
-  env->m = m;
-  env->p = p;
-  env->nrows = m + p + 1;
-  env->WS_point_saved = 0;
-}
-
-static bool is_row_selection(const QUARN_env *env, const int32_t *keep, int32_t nkeep,
-                             int32_t new_m, int32_t new_p) {
-  if (env == nullptr || new_m < 0 || new_p < 0) return false;
-  if (int64_t{new_m} + new_p + 1 != nkeep) return false;
-  return is_selection(keep, nkeep, env->G->m) && keeps_row_layout(*env, keep, new_m, new_p);
-}
-
-static void append_row(const QUARN_SMatrix_RW &R, int32_t row, QUARN_SMatrix_RW *out) {
-  const int32_t first = R.row_start[row] - 1;
-  const int32_t length = R.row_start[row + 1] - R.row_start[row];
-  std::copy(R.elt + first, R.elt + first + length, out->elt + out->nz);
-  std::copy(R.cl + first, R.cl + first + length, out->cl + out->nz);
-  out->nz += length;
-  out->m += 1;
-  out->row_start[out->m] = out->nz + 1;
-}
-
-/// G with the kept rows in their new order, its capacities equal to its sizes; false without
-/// memory.
-static bool matrix_of_rows(const QUARN_SMatrix_CW &G, const int32_t *keep, int32_t nkeep,
-                           QUARN_SMatrix_CW *matrix) {
-  OwnedRows all, kept;
-  if (!rows_from_columns(G, all.get(), G.m, G.n, G.nz)) return false;
-  if (!make_rows(kept.get(), nkeep, G.n, G.nz)) return false;
-  kept->n = G.n;
-  for (int32_t t = 0; t < nkeep; ++t) append_row(*all, keep[t], kept.get());
-  return columns_from_rows(*kept, matrix, nkeep, kept->n, kept->nz);
-}
-
-static int32_t count_added(const int32_t *row_added, int32_t m) {
-  return row_added == nullptr ? 0 : static_cast<int32_t>(std::count(row_added, row_added + m, 1));
-}
-
 }  // namespace quarn
-
-// ---- the matrix records -------------------------------------------------------------------------
 
 int32_t QUARN_set_SMatrix_CW(QUARN_SMatrix_CW *A, int32_t max_m, int32_t max_n, int32_t max_nz) {
   if (A == nullptr || max_n < 1 || !quarn::is_capacity(max_n)) return -1;
@@ -489,184 +271,4 @@ void QUARN_print_Matrix(const QUARN_SMatrix_CW *A, int32_t dim) {
     quarn::print_inequality(quarn::column(*A, j), A->m, dim);
   }
   quarn::edit_messages::flush();
-}
-
-// ---- column addition ----------------------------------------------------------------------------
-
-int32_t QUARN_add_columns(QUARN_env *env, const QUARN_SMatrix_CW *batch, const int32_t *tags) {
-  if (!quarn::is_acceptable(env, batch)) return -1;
-  if (!quarn::fits_index_range(*env->G, *batch, quarn::kGeneratedGrowth)) return -1;
-  const quarn::InvariantGuard guard(env);
-  if (env->verbosity > 1) {
-    quarn::report_columns(*batch, __func__, quarn::edit_messages::column_head);
-  }
-  if (env->verbosity != 0) quarn::edit_messages::flush();
-  env->ncols_last = 0;
-  if (batch->n < 1) return 0;
-  if (!quarn::grow_for_batch(env, *batch, quarn::kGeneratedGrowth)) return -1;
-  const int32_t first = env->G->n;
-  if (env->column_elimination == 0) {
-    for (int32_t c = 0; c < batch->n; ++c) quarn::append_generated(env, *batch, c, tags);
-  } else if (!quarn::append_distinct(env, *batch, tags)) {
-    return -1;
-  }
-  quarn::settle_bounds(env, first);
-  return env->ncols_last;
-}
-
-int32_t QUARN_add_dense_columns(QUARN_env *env, const double *dense, const int32_t *tags,
-                                int32_t dense_m, int32_t dense_n) {
-  if (env == nullptr) return -1;
-  const quarn::DenseColumns columns = {dense, dense_m, dense_n};
-  if (columns.is_usable() && !quarn::is_well_formed(columns, env->G->m)) return -1;
-  env->ncols_last = 0;
-  const int64_t nz = columns.is_usable() ? quarn::count_stored(columns) : 0;
-  if (nz == 0) return 0;
-  quarn::OwnedColumns batch;
-  if (!quarn::sparse_batch(columns, nz, batch.get())) return -1;
-  return QUARN_add_columns(env, batch.get(), tags);
-}
-
-int32_t QUARN_add_auxiliary_columns(QUARN_env *env, const QUARN_SMatrix_CW *batch) {
-  if (!quarn::is_acceptable(env, batch)) return -1;
-  if (!quarn::fits_index_range(*env->G, *batch, quarn::kAuxiliaryGrowth)) return -1;
-  const quarn::InvariantGuard guard(env);
-  if (env->verbosity != 0) {
-    quarn::edit_messages::new_columns_size(batch->m, batch->n, batch->nz);
-    quarn::edit_messages::matrix_size(__func__, env->m, *env->G);
-    if (env->verbosity > 1) {
-      quarn::report_columns(*batch, __func__, quarn::edit_messages::auxiliary_column_head);
-    }
-    quarn::edit_messages::flush();
-  }
-  if (batch->n < 1) return 0;
-  if (!quarn::grow_for_batch(env, *batch, quarn::kAuxiliaryGrowth)) return -1;
-  const int32_t first = env->G->n;
-  for (int32_t c = 0; c < batch->n; ++c) {
-    quarn::append_column(env->G, quarn::column(*batch, c));
-  }
-  quarn::settle_bounds(env, first);
-  env->ncols_aux_prev = env->ncols_aux;
-  env->ncols_aux = env->G->n;
-  return 1;
-}
-
-int32_t QUARN_add_auxiliary_columns_dense(QUARN_env *env, const double *dense, int32_t dense_m,
-                                          int32_t dense_n) {
-  if (env == nullptr) return -1;
-  const quarn::DenseColumns columns = {dense, dense_m, dense_n};
-  if (!columns.is_usable()) return 0;
-  if (!quarn::is_well_formed(columns, env->G->m)) return -1;
-  const int64_t nz = quarn::count_stored(columns);
-  if (nz == 0) return 0;
-  quarn::OwnedColumns batch;
-  if (!quarn::sparse_batch(columns, nz, batch.get())) return -1;
-  return QUARN_add_auxiliary_columns(env, batch.get());
-}
-
-int32_t QUARN_reset_lambda_bounds(QUARN_env *env, int32_t length) {
-  if (env == nullptr || length < 1) return -1;
-  const int32_t capacity = env->G != nullptr ? env->G->max_n : 0;
-  const int32_t settled = quarn::settled_bounds(*env, capacity);
-  // Shorter than what G can hold, or than what is settled, the arrays would lose bounds in use.
-  const int32_t held = std::max({length, settled, capacity});
-  if (!quarn::resize(&env->col_lb, held)) return -1;
-  env->bounds_length = std::min(env->bounds_length, held);
-  for (int32_t j = settled; j < length; ++j) env->col_lb[j] = env->lambda_LB;
-  if (!quarn::resize(&env->col_ub, held)) return -1;
-  env->bounds_length = held;
-  for (int32_t j = settled; j < length; ++j) env->col_ub[j] = env->lambda_UB;
-  return 0;
-}
-
-// ---- column removal and access ------------------------------------------------------------------
-
-int32_t QUARN_remove_columns(QUARN_env *env, const int32_t *keep, int32_t nkeep) {
-  if (env == nullptr) return -1;
-  QUARN_SMatrix_CW *old = env->G;
-  if (!quarn::is_selection(keep, nkeep, old->n - env->ncols_aux)) return -1;
-  const quarn::InvariantGuard guard(env);
-  quarn::OwnedColumns matrix;
-  quarn::Scratch<QUARN_SMatrix_CW> record(1);
-  quarn::ColumnArrays arrays(old->max_n);
-  if (!record || !arrays) return -1;
-  if (!quarn::make_columns(matrix.get(), old->m, old->max_n, old->max_nz)) return -1;
-  quarn::keep_columns(*env, keep, nkeep, matrix.get(), &arrays);
-
-  quarn::drop_problem(env);
-  env->ncols_total = env->bounds_length = old->max_n;
-  QUARN_free_SMatrix_CW(old);
-  record[0] = matrix.release();
-  quarn::replace(&env->G, &record);
-  quarn::replace(&env->col_lb, &arrays.col_lb);
-  quarn::replace(&env->col_ub, &arrays.col_ub);
-  if (env->col_tag != nullptr) quarn::replace(&env->col_tag, &arrays.col_tag);
-  env->matrix_changed = 1;
-  return 1;
-}
-
-void QUARN_get_pointer_to_master_columns(const QUARN_env *env, QUARN_SMatrix_CW *view) {
-  if (env == nullptr || view == nullptr) return;
-  const QUARN_SMatrix_CW &G = *env->G;
-  view->extra1 = view->extra2 = nullptr;
-  view->col_start = G.col_start + env->ncols_aux;
-  view->rw = G.rw;
-  view->elt = G.elt;
-  view->m = G.m;
-  view->n = G.n - env->ncols_aux;
-  view->nz = G.col_start[G.n] - G.col_start[env->ncols_aux];
-}
-
-void QUARN_copy_master_columns(const QUARN_env *env, QUARN_SMatrix_CW *out) {
-  if (env == nullptr || out == nullptr) return;
-  quarn::copy_columns_from(*env->G, env->ncols_aux, out);
-}
-
-void QUARN_copy_full_master_columns(const QUARN_env *env, QUARN_SMatrix_CW *out) {
-  if (env == nullptr || out == nullptr) return;
-  quarn::copy_columns_from(*env->G, 0, out);
-}
-
-// ---- row addition and removal -------------------------------------------------------------------
-
-int32_t QUARN_add_rows(QUARN_env *env, const QUARN_SMatrix_RW *new_rows, const double *rhs,
-                       const int32_t *types, const double *dual_lower, const double *dual_upper,
-                       const int32_t *tags) {
-  const quarn::NewRows rows = {new_rows, rhs, types, dual_lower, dual_upper, tags};
-  if (!quarn::is_acceptable(env, rows)) return -1;
-  const quarn::InvariantGuard guard(env);
-  quarn::report_new_rows(*env, *new_rows);
-  const int32_t added = new_rows->m;
-  quarn::OwnedColumns matrix;
-  if (!quarn::matrix_with_rows(*env, *new_rows, matrix.get())) return -1;
-  quarn::RowArrays arrays(matrix->m, env->m + added);
-  if (!arrays) return -1;
-  quarn::fill_with_new_rows(*env, rows, &arrays);
-
-  arrays.install(env);
-  if (env->row_tag != nullptr) quarn::replace(&env->row_tag, &arrays.row_tag);
-  quarn::install_rows(env, matrix.release(), env->m + added, env->p);
-  env->ncuts += added;
-  env->matrix_changed = 1;
-  return 1;
-}
-
-int32_t QUARN_remove_rows(QUARN_env *env, const int32_t *keep, int32_t nkeep, int32_t new_m,
-                          int32_t new_p) {
-  quarn::edit_messages::row_removal();
-  if (!quarn::is_row_selection(env, keep, nkeep, new_m, new_p)) return -1;
-  const quarn::InvariantGuard guard(env);
-  quarn::OwnedColumns matrix;
-  quarn::RowArrays arrays(nkeep, new_m);
-  if (!arrays || !quarn::matrix_of_rows(*env->G, keep, nkeep, matrix.get())) return -1;
-  for (int32_t t = 0; t < new_m; ++t) arrays.carry_linking_row(*env, keep[t], t);
-  for (int32_t t = new_m; t < nkeep; ++t) arrays.carry_row(*env, keep[t], t);
-
-  const int32_t removed_cuts = quarn::count_added(env->row_added, env->m) -
-                               quarn::count_added(arrays.row_added.get(), new_m);
-  arrays.install(env);
-  quarn::replace(&env->row_tag, &arrays.row_tag);
-  quarn::install_rows(env, matrix.release(), new_m, new_p);
-  env->ncuts = std::max(0, env->ncuts - removed_cuts);
-  return 1;
 }

@@ -1,4 +1,4 @@
-// The integer heuristic: residual rounding, and the driver that combines it with column generation.
+// Residual rounding: an integer solution of the master problem from its fractional one.
 //
 // From the fractional solution x of the restricted master, columns are fixed one by one at the next
 // integer above their value, and the right-hand side b of the linking rows is reduced by each:
@@ -20,14 +20,17 @@
 // A_j     column(view, j)         generated column j
 // -       env->IP_lambda, ...     best integer solution found so far
 
+#include "quarn/rounding.h"
+
 #include <algorithm>
 #include <cmath>
 #include <cstdlib>
 
-#include "quarn/driver.h"
+#include "quarn/dual_box.h"
+#include "quarn/environment.h"
 #include "quarn/internal.h"
 #include "quarn/messages.h"
-#include "quarn/rules.h"
+#include "quarn/ranking_queue.h"
 
 namespace quarn {
 
@@ -344,14 +347,6 @@ static bool solve_residual_problem(QUARN_env *env) {
                           env->col_ub, &dual_value, &primal_value) == 0;
 }
 
-/// First dual-box column with a value above the limit in env->lambda, or -1.
-static int32_t box_column_above(const QUARN_env &env, double limit) {
-  for (int32_t j = 0; j < env.ncols_box; ++j) {
-    if (box_column_row(*env.G, j, env.m) >= 0 && std::fabs(env.lambda[j]) > limit) return j;
-  }
-  return -1;
-}
-
 /// Solves at the residual right-hand side and reads the solution for the next pass; false when
 /// there is none.
 static bool prepare_next_pass(Rounding *rounding) {
@@ -397,39 +392,6 @@ static void restore_master(QUARN_env *env, const SavedMaster &saved) {
   env->WS_strategy = saved.WS_strategy();
 }
 
-// The driver
-
-/// Rounds the converged solution once and generates columns once more, from a cold start: the
-/// duals of the restored problem are those of a centred solve, not of the last outer iteration.
-static int16_t round_and_converge(QUARN_env *env, QUARN_oracle oracle, double delta) {
-  constexpr double kThreshold = 0.9;
-  constexpr int32_t kFewestFixed = 1;
-  IQUARN_residual_rounding(env, oracle, kThreshold, kFewestFixed);
-  env->delta = delta;
-  std::free(env->u);
-  env->u = nullptr;
-  return QUARN_solve_MP_core(env, oracle);
-}
-
-/// Fetches the final solution and tells whether it can be trusted. Without a loaded problem no
-/// restricted master was solved, and there is no solution to look at.
-static int32_t examine_final_solution(QUARN_env *env) {
-  if (env->Pb != nullptr) {
-    if (!refresh_lambda(env)) return kOracleOrMemory;
-    const int32_t j = box_column_above(*env, 10.0 * env->delta);
-    if (j >= 0) {
-      const int32_t i = box_column_row(*env->G, j, env->m);
-      if (env->verbosity != 0) {
-        messages::dual_at_its_bound(i, dual_of_row(*env, i), j, env->lambda[j]);
-      }
-      return kMayBeInfeasible;
-    }
-  }
-  if (env->outer_iterations != env->max_outer_iterations) return kSolved;
-  if (env->verbosity != 0) messages::iteration_limit();
-  return kIterationLimit;
-}
-
 }  // namespace quarn
 
 int32_t IQUARN_residual_rounding(QUARN_env *env, QUARN_oracle, double threshold, int32_t min_fix) {
@@ -448,18 +410,4 @@ int32_t IQUARN_residual_rounding(QUARN_env *env, QUARN_oracle, double threshold,
   quarn::messages::rounding_ends(env->IP_obj_value - env->lowerBnd, env->IP_obj_value,
                                  env->lowerBnd);
   return result;
-}
-
-int32_t IQUARN_solve_MP(QUARN_env *env, QUARN_oracle oracle, int32_t rounding) {
-  quarn::messages::integer_driver_begins();
-  const double delta = env->delta;
-  int32_t status = QUARN_solve_MP_core(env, oracle);
-  while (status == quarn::kSolved && env->restart == 1) status = QUARN_solve_MP_core(env, oracle);
-  if (status == quarn::kSolved && rounding > 0) {
-    status = quarn::round_and_converge(env, oracle, delta);
-  }
-  if (env->verbosity != 0) quarn::print_summary(*env);
-  if (status == quarn::kSolved) status = quarn::examine_final_solution(env);
-  if (status != quarn::kMayBeInfeasible) quarn::trim_matrix(env);
-  return status;
 }
