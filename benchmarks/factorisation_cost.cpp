@@ -4,7 +4,7 @@
 
 #include "benchmarks/measurements.h"
 #include "interior_point/form/problem_form.h"
-#include "interior_point/linear_algebra/normal_equations.h"
+#include "interior_point/linear_algebra/factorisation_choice.h"
 
 namespace benchmarks {
 namespace {

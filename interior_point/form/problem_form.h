@@ -27,7 +27,7 @@
 #include <cstdint>
 #include <limits>
 
-#include "interior_point/form/sparse_columns.h"
+#include "interior_point/linear_algebra/sparse_columns.h"
 #include "interior_point/vector.h"
 
 namespace interior_point {

@@ -16,38 +16,42 @@ namespace {
 // the time with 100 rows, the solves with it 0.6; with 200 rows 1.2 and 0.65.
 constexpr int32_t kSmallOrder = 128;
 
+// Updates of no more entries than this are scattered whatever the order of S: the rank-k update
+// would take memory and a call for a few dozen products.
+constexpr double kShortestLong = 8.0;
+
 /// Everything that does not change between factorisations.
 struct BlockPattern {
   int32_t entries = 0;  ///< of the A for which the set was chosen
   int32_t rows = 0;
-  int32_t kept = 0;           ///< rows of S
+  int32_t order = 0;          ///< rows of S
   int32_t eliminated = 0;     ///< rows of D
   Vector<int32_t> position;   ///< per row: its place in K, or -1 - its place in E
   Vector<int32_t> singleton;  ///< columns with one entry: they touch the diagonal alone
   Vector<int32_t> singleton_row;
   Vector<double> singleton_square;
 
-  // The pieces of (5): the part in K of every other column, then the columns of a sparse C.
-  Vector<int32_t> piece_start = {0};
-  Vector<int32_t> piece_row;     ///< increasing within a piece
-  Vector<double> piece_value;    ///< of the columns; those of C change with theta
-  Vector<int32_t> piece_column;  ///< per column piece: its column of A
-  Vector<int32_t> long_piece;    ///< pieces that go through a rank-k update
+  // The updates of (5): the part in K of every other column, then the columns of a sparse C.
+  Vector<int32_t> update_start = {0};
+  Vector<int32_t> update_row;     ///< increasing within an update
+  Vector<double> update_value;    ///< of the columns; those of C change with theta
+  Vector<int32_t> update_column;  ///< per column of several entries: its column of A
+  Vector<int32_t> long_update;    ///< those that go through one rank-k update together
 
-  // The short pieces by rows of S: from `first` on, a piece's entries lie in the rows below.
+  // The short updates by rows of S: from `first` on, the entries of one lie in the rows below.
   Vector<int32_t> by_row_start;
-  Vector<int32_t> by_row_first;  ///< position in piece_row
-  Vector<int32_t> by_row_piece;
+  Vector<int32_t> by_row_first;  ///< position in update_row
+  Vector<int32_t> by_row_update;
 
-  // Per row of D: the column pieces that touch it and the entries they have there.
+  // Per row of D: the updates by columns that touch it and the entries they have there.
   Vector<int32_t> cross_start;
-  Vector<int32_t> cross_piece;
+  Vector<int32_t> cross_update;
   Vector<double> cross_value;
-  bool dense_cross = false;       ///< C is held densely
-  int32_t first_cross_piece = 0;  ///< where the columns of a sparse C start among the pieces
+  bool dense_cross = false;        ///< C is held densely
+  int32_t first_cross_update = 0;  ///< where the columns of a sparse C start among the updates
 
-  int32_t pieces() const { return static_cast<int32_t>(piece_start.size()) - 1; }
-  int32_t column_pieces() const { return static_cast<int32_t>(piece_column.size()); }
+  int32_t updates() const { return static_cast<int32_t>(update_start.size()) - 1; }
+  int32_t column_updates() const { return static_cast<int32_t>(update_column.size()); }
 };
 
 class PatternBuilder {
@@ -62,7 +66,7 @@ class PatternBuilder {
     split_columns();
     gather_cross();
     choose_cross_form();
-    choose_long_pieces();
+    choose_long_updates();
     index_by_rows();
     return std::make_shared<const BlockPattern>(std::move(pattern_));
   }
@@ -72,22 +76,22 @@ class PatternBuilder {
   void split_columns();
   void gather_cross();
   void choose_cross_form();
-  void append_cross_pieces(const Vector<Vector<int32_t>> &rows);
-  void choose_long_pieces();
+  void append_cross_updates(const Vector<Vector<int32_t>> &rows);
+  void choose_long_updates();
   void index_by_rows();
 
   const SparseColumns &A_;
   const Vector<uint8_t> &marked_;
   BlockPattern pattern_;
-  Vector<int32_t> cross_row_of_piece_;  // row of D, or -1
-  Vector<double> cross_value_of_piece_;
+  Vector<int32_t> cross_row_of_update_;  // row of D, or -1
+  Vector<double> cross_value_of_update_;
 };
 
 void PatternBuilder::number_rows() {
   pattern_.rows = A_.rows;
   pattern_.position.resize(static_cast<size_t>(A_.rows));
   for (int32_t i = 0; i < A_.rows; ++i) {
-    pattern_.position[i] = marked_[i] ? -1 - pattern_.eliminated++ : pattern_.kept++;
+    pattern_.position[i] = marked_[i] ? -1 - pattern_.eliminated++ : pattern_.order++;
   }
 }
 
@@ -118,100 +122,101 @@ void PatternBuilder::split_columns() {
       std::sort(part.begin(), part.end(), by_row);
     }
     for (const auto &entry : part) {
-      pattern_.piece_row.push_back(entry.first);
-      pattern_.piece_value.push_back(entry.second);
+      pattern_.update_row.push_back(entry.first);
+      pattern_.update_value.push_back(entry.second);
     }
-    pattern_.piece_start.push_back(static_cast<int32_t>(pattern_.piece_row.size()));
-    pattern_.piece_column.push_back(j);
-    cross_row_of_piece_.push_back(cross_row);
-    cross_value_of_piece_.push_back(cross_value);
+    pattern_.update_start.push_back(static_cast<int32_t>(pattern_.update_row.size()));
+    pattern_.update_column.push_back(j);
+    cross_row_of_update_.push_back(cross_row);
+    cross_value_of_update_.push_back(cross_value);
   }
 }
 
 void PatternBuilder::gather_cross() {
   auto &start = pattern_.cross_start;
   start.assign(static_cast<size_t>(pattern_.eliminated) + 1, 0);
-  for (const int32_t e : cross_row_of_piece_) {
+  for (const int32_t e : cross_row_of_update_) {
     if (e >= 0) ++start[e + 1];
   }
   std::partial_sum(start.begin(), start.end(), start.begin());
-  pattern_.cross_piece.resize(static_cast<size_t>(start.back()));
+  pattern_.cross_update.resize(static_cast<size_t>(start.back()));
   pattern_.cross_value.resize(static_cast<size_t>(start.back()));
   Vector<int32_t> next(start.begin(), start.end() - 1);
-  for (int32_t s = 0; s < pattern_.column_pieces(); ++s) {
-    if (cross_row_of_piece_[s] < 0) continue;
-    const int32_t place = next[cross_row_of_piece_[s]]++;
-    pattern_.cross_piece[place] = s;
-    pattern_.cross_value[place] = cross_value_of_piece_[s];
+  for (int32_t s = 0; s < pattern_.column_updates(); ++s) {
+    if (cross_row_of_update_[s] < 0) continue;
+    const int32_t place = next[cross_row_of_update_[s]]++;
+    pattern_.cross_update[place] = s;
+    pattern_.cross_value[place] = cross_value_of_update_[s];
   }
 }
 
 /// Forms C by columns when the squares of their lengths say that scattering is cheaper than the
 /// rank-k update with all of C.
 void PatternBuilder::choose_cross_form() {
-  pattern_.first_cross_piece = pattern_.pieces();
+  pattern_.first_cross_update = pattern_.updates();
   if (pattern_.eliminated == 0) return;
   Vector<Vector<int32_t>> rows(static_cast<size_t>(pattern_.eliminated));
-  Vector<int32_t> seen(static_cast<size_t>(pattern_.kept), -1);
+  Vector<int32_t> seen(static_cast<size_t>(pattern_.order), -1);
   double scattered = 0.0;
   for (int32_t e = 0; e < pattern_.eliminated; ++e) {
     for (int32_t t = pattern_.cross_start[e]; t < pattern_.cross_start[e + 1]; ++t) {
-      const int32_t s = pattern_.cross_piece[t];
-      for (int32_t k = pattern_.piece_start[s]; k < pattern_.piece_start[s + 1]; ++k) {
-        if (seen[pattern_.piece_row[k]] == e) continue;
-        seen[pattern_.piece_row[k]] = e;
-        rows[e].push_back(pattern_.piece_row[k]);
+      const int32_t s = pattern_.cross_update[t];
+      for (int32_t k = pattern_.update_start[s]; k < pattern_.update_start[s + 1]; ++k) {
+        if (seen[pattern_.update_row[k]] == e) continue;
+        seen[pattern_.update_row[k]] = e;
+        rows[e].push_back(pattern_.update_row[k]);
       }
     }
     scattered += kScatterCost * static_cast<double>(rows[e].size() * rows[e].size());
   }
-  const double order = pattern_.kept;
+  const double order = pattern_.order;
   pattern_.dense_cross = order * order * pattern_.eliminated < scattered;
-  if (!pattern_.dense_cross) append_cross_pieces(rows);
+  if (!pattern_.dense_cross) append_cross_updates(rows);
 }
 
-void PatternBuilder::append_cross_pieces(const Vector<Vector<int32_t>> &rows) {
+void PatternBuilder::append_cross_updates(const Vector<Vector<int32_t>> &rows) {
   for (const auto &list : rows) {
     Vector<int32_t> sorted = list;
     std::sort(sorted.begin(), sorted.end());
-    pattern_.piece_row.insert(pattern_.piece_row.end(), sorted.begin(), sorted.end());
-    pattern_.piece_start.push_back(static_cast<int32_t>(pattern_.piece_row.size()));
+    pattern_.update_row.insert(pattern_.update_row.end(), sorted.begin(), sorted.end());
+    pattern_.update_start.push_back(static_cast<int32_t>(pattern_.update_row.size()));
   }
-  pattern_.piece_value.resize(pattern_.piece_row.size(), 0.0);
+  pattern_.update_value.resize(pattern_.update_row.size(), 0.0);
 }
 
 /// A rank-1 update of all of S takes order^2 / 2 pairs, a scattered one kScatterCost * length^2
 /// / 2.
-void PatternBuilder::choose_long_pieces() {
-  const double limit = static_cast<double>(pattern_.kept) / std::sqrt(kScatterCost);
-  for (int32_t s = 0; s < pattern_.column_pieces(); ++s) {
-    if (pattern_.piece_start[s + 1] - pattern_.piece_start[s] > std::max(limit, 8.0)) {
-      pattern_.long_piece.push_back(s);
+void PatternBuilder::choose_long_updates() {
+  const double limit = static_cast<double>(pattern_.order) / std::sqrt(kScatterCost);
+  for (int32_t s = 0; s < pattern_.column_updates(); ++s) {
+    const int32_t length = pattern_.update_start[s + 1] - pattern_.update_start[s];
+    if (length > std::max(limit, kShortestLong)) {
+      pattern_.long_update.push_back(s);
     }
   }
 }
 
 void PatternBuilder::index_by_rows() {
-  Vector<uint8_t> is_long(static_cast<size_t>(pattern_.pieces()), 0);
-  for (const int32_t s : pattern_.long_piece) is_long[s] = 1;
+  Vector<uint8_t> is_long(static_cast<size_t>(pattern_.updates()), 0);
+  for (const int32_t s : pattern_.long_update) is_long[s] = 1;
   auto &start = pattern_.by_row_start;
-  start.assign(static_cast<size_t>(pattern_.kept) + 1, 0);
-  for (int32_t s = 0; s < pattern_.pieces(); ++s) {
+  start.assign(static_cast<size_t>(pattern_.order) + 1, 0);
+  for (int32_t s = 0; s < pattern_.updates(); ++s) {
     if (is_long[s]) continue;
-    for (int32_t t = pattern_.piece_start[s]; t < pattern_.piece_start[s + 1]; ++t) {
-      ++start[pattern_.piece_row[t] + 1];
+    for (int32_t t = pattern_.update_start[s]; t < pattern_.update_start[s + 1]; ++t) {
+      ++start[pattern_.update_row[t] + 1];
     }
   }
   std::partial_sum(start.begin(), start.end(), start.begin());
   pattern_.by_row_first.resize(static_cast<size_t>(start.back()));
-  pattern_.by_row_piece.resize(static_cast<size_t>(start.back()));
+  pattern_.by_row_update.resize(static_cast<size_t>(start.back()));
   Vector<int32_t> next(start.begin(), start.end() - 1);
-  for (int32_t s = 0; s < pattern_.pieces(); ++s) {
+  for (int32_t s = 0; s < pattern_.updates(); ++s) {
     if (is_long[s]) continue;
-    for (int32_t t = pattern_.piece_start[s]; t < pattern_.piece_start[s + 1]; ++t) {
-      const int32_t place = next[pattern_.piece_row[t]]++;
+    for (int32_t t = pattern_.update_start[s]; t < pattern_.update_start[s + 1]; ++t) {
+      const int32_t place = next[pattern_.update_row[t]]++;
       pattern_.by_row_first[place] = t;
-      pattern_.by_row_piece[place] = s;
+      pattern_.by_row_update[place] = s;
     }
   }
 }
@@ -243,65 +248,65 @@ class BlockFactorisation : public Factorisation {
   void form_cross(const double *theta);
   void scatter_cross_column(const double *theta, int32_t e, double *column) const;
   void form_schur_column(int32_t k, double *column);
-  void add_long_pieces();
-  double split_column(const SparseColumns &columns, int32_t j, double *kept) const;
-  bool is_small() const { return p_.kept <= kSmallOrder; }
+  void add_long_updates();
+  double split_column(const SparseColumns &columns, int32_t j, double *remaining) const;
+  bool is_small() const { return p_.order <= kSmallOrder; }
   bool factorise_schur();
   void solve_lower(int32_t count, double *x) const;
   void solve_lower_transposed(double *x) const;
-  double *schur_column(int32_t k) { return schur_.data() + static_cast<int64_t>(k) * p_.kept; }
+  double *schur_column(int32_t k) { return schur_.data() + static_cast<int64_t>(k) * p_.order; }
 
   std::shared_ptr<const BlockPattern> pattern_;
   const BlockPattern &p_;
   const PanelKernels &kernels_;
-  Vector<double> schur_;          // S, then its Cholesky factor; kept x kept
-  Vector<double> kept_diagonal_;  // of S: what is added, and the singletons' share
-  Vector<double> pivot_;          // D
-  Vector<double> cross_;          // C D^-1/2 when dense, kept x eliminated
-  Vector<double> weight_;         // per piece of (5)
-  Vector<double> value_;          // per entry of the pieces
-  Vector<double> panel_;          // the long pieces, scaled
-  mutable Vector<double> work_;   // kept + eliminated
+  Vector<double> schur_;           // S, then its Cholesky factor; order x order
+  Vector<double> schur_diagonal_;  // of S: what is added, and the singletons' share
+  Vector<double> pivot_;           // D
+  Vector<double> cross_;           // C D^-1/2 when dense, order x eliminated
+  Vector<double> weight_;          // per update of (5)
+  Vector<double> value_;           // per entry of the updates
+  Vector<double> panel_;           // the long updates, scaled
+  mutable Vector<double> work_;    // order + eliminated
 };
 
 BlockFactorisation::BlockFactorisation(std::shared_ptr<const BlockPattern> pattern)
     : pattern_(std::move(pattern)), p_(*pattern_), kernels_(panel_kernels()) {
-  const size_t kept = static_cast<size_t>(p_.kept);
-  schur_.resize(kept * kept);
-  kept_diagonal_.resize(kept);
+  const size_t order = static_cast<size_t>(p_.order);
+  schur_.resize(order * order);
+  schur_diagonal_.resize(order);
   pivot_.resize(static_cast<size_t>(p_.eliminated));
-  if (p_.dense_cross) cross_.resize(kept * static_cast<size_t>(p_.eliminated));
-  weight_.resize(static_cast<size_t>(p_.pieces()));
-  value_ = p_.piece_value;
-  panel_.resize(kept * p_.long_piece.size());
+  if (p_.dense_cross) cross_.resize(order * static_cast<size_t>(p_.eliminated));
+  weight_.resize(static_cast<size_t>(p_.updates()));
+  value_ = p_.update_value;
+  panel_.resize(order * p_.long_update.size());
   work_.resize(static_cast<size_t>(p_.rows));
 }
 
 void BlockFactorisation::form_diagonal(const double *theta, const double *added) {
   for (int32_t i = 0; i < p_.rows; ++i) {
     const int32_t place = p_.position[i];
-    (place >= 0 ? kept_diagonal_[place] : pivot_[-1 - place]) = added[i];
+    (place >= 0 ? schur_diagonal_[place] : pivot_[-1 - place]) = added[i];
   }
   for (size_t k = 0; k < p_.singleton.size(); ++k) {
     const double share = theta[p_.singleton[k]] * p_.singleton_square[k];
     const int32_t place = p_.singleton_row[k];
-    (place >= 0 ? kept_diagonal_[place] : pivot_[-1 - place]) += share;
+    (place >= 0 ? schur_diagonal_[place] : pivot_[-1 - place]) += share;
   }
-  for (int32_t s = 0; s < p_.column_pieces(); ++s) weight_[s] = theta[p_.piece_column[s]];
+  for (int32_t s = 0; s < p_.column_updates(); ++s) weight_[s] = theta[p_.update_column[s]];
 }
 
 void BlockFactorisation::scatter_cross_column(const double *theta, int32_t e,
                                               double *column) const {
   for (int32_t t = p_.cross_start[e]; t < p_.cross_start[e + 1]; ++t) {
-    const int32_t s = p_.cross_piece[t];
-    const double share = theta[p_.piece_column[s]] * p_.cross_value[t];
-    for (int32_t k = p_.piece_start[s]; k < p_.piece_start[s + 1]; ++k) {
-      column[p_.piece_row[k]] += share * p_.piece_value[k];
+    const int32_t s = p_.cross_update[t];
+    const double share = theta[p_.update_column[s]] * p_.cross_value[t];
+    for (int32_t k = p_.update_start[s]; k < p_.update_start[s + 1]; ++k) {
+      column[p_.update_row[k]] += share * p_.update_value[k];
     }
   }
 }
 
-/// D and C. A dense C is held as C D^-1/2, for the rank-k update; a sparse one as pieces.
+/// D and C. A dense C is held as C D^-1/2, for the rank-k update; a sparse one as updates.
 void BlockFactorisation::form_cross(const double *theta) {
   double *scratch = work_.data();
   std::fill(work_.begin(), work_.end(), 0.0);
@@ -309,52 +314,52 @@ void BlockFactorisation::form_cross(const double *theta) {
   for (int32_t e = 0; e < p_.eliminated; ++e) {
     for (int32_t t = p_.cross_start[e]; t < p_.cross_start[e + 1]; ++t) {
       pivot_[e] +=
-          theta[p_.piece_column[p_.cross_piece[t]]] * p_.cross_value[t] * p_.cross_value[t];
+          theta[p_.update_column[p_.cross_update[t]]] * p_.cross_value[t] * p_.cross_value[t];
     }
     if (p_.dense_cross) {
-      double *column = cross_.data() + static_cast<int64_t>(e) * p_.kept;
+      double *column = cross_.data() + static_cast<int64_t>(e) * p_.order;
       scatter_cross_column(theta, e, column);
       const double factor = 1.0 / std::sqrt(pivot_[e]);
-      for (int32_t k = 0; k < p_.kept; ++k) column[k] *= factor;
+      for (int32_t k = 0; k < p_.order; ++k) column[k] *= factor;
       continue;
     }
     scatter_cross_column(theta, e, scratch);
-    const int32_t s = p_.first_cross_piece + e;
+    const int32_t s = p_.first_cross_update + e;
     weight_[s] = -1.0 / pivot_[e];
-    for (int32_t k = p_.piece_start[s]; k < p_.piece_start[s + 1]; ++k) {
-      value_[k] = scratch[p_.piece_row[k]];
-      scratch[p_.piece_row[k]] = 0.0;
+    for (int32_t k = p_.update_start[s]; k < p_.update_start[s + 1]; ++k) {
+      value_[k] = scratch[p_.update_row[k]];
+      scratch[p_.update_row[k]] = 0.0;
     }
   }
 }
 
 void BlockFactorisation::form_schur_column(int32_t k, double *column) {
-  std::fill(column + k, column + p_.kept, 0.0);
-  const int32_t *row = p_.piece_row.data();
+  std::fill(column + k, column + p_.order, 0.0);
+  const int32_t *row = p_.update_row.data();
   const double *value = value_.data();
   for (int32_t t = p_.by_row_start[k]; t < p_.by_row_start[k + 1]; ++t) {
-    const int32_t s = p_.by_row_piece[t];
+    const int32_t s = p_.by_row_update[t];
     const int32_t first = p_.by_row_first[t];
-    const int32_t last = p_.piece_start[s + 1];
+    const int32_t last = p_.update_start[s + 1];
     const double factor = weight_[s] * value[first];
     for (int32_t q = first; q < last; ++q) column[row[q]] += factor * value[q];
   }
-  column[k] += kept_diagonal_[k];
+  column[k] += schur_diagonal_[k];
 }
 
-void BlockFactorisation::add_long_pieces() {
-  if (p_.long_piece.empty()) return;
+void BlockFactorisation::add_long_updates() {
+  if (p_.long_update.empty()) return;
   std::fill(panel_.begin(), panel_.end(), 0.0);
   double *column = panel_.data();
-  for (const int32_t s : p_.long_piece) {
+  for (const int32_t s : p_.long_update) {
     const double root = std::sqrt(weight_[s]);
-    for (int32_t t = p_.piece_start[s]; t < p_.piece_start[s + 1]; ++t) {
-      column[p_.piece_row[t]] = root * value_[t];
+    for (int32_t t = p_.update_start[s]; t < p_.update_start[s + 1]; ++t) {
+      column[p_.update_row[t]] = root * value_[t];
     }
-    column += p_.kept;
+    column += p_.order;
   }
-  dense::add_outer_product(p_.kept, static_cast<int32_t>(p_.long_piece.size()), panel_.data(),
-                           p_.kept, schur_.data(), p_.kept);
+  dense::add_outer_product(p_.order, static_cast<int32_t>(p_.long_update.size()), panel_.data(),
+                           p_.order, schur_.data(), p_.order);
 }
 
 bool BlockFactorisation::compute(const double *theta, const double *added) {
@@ -362,91 +367,93 @@ bool BlockFactorisation::compute(const double *theta, const double *added) {
   form_cross(theta);
   const auto is_positive = [](double pivot) { return pivot > 0.0; };
   if (!std::all_of(pivot_.begin(), pivot_.end(), is_positive)) return false;
-  for (int32_t k = 0; k < p_.kept; ++k) form_schur_column(k, schur_column(k));
-  add_long_pieces();
+  for (int32_t k = 0; k < p_.order; ++k) form_schur_column(k, schur_column(k));
+  add_long_updates();
   if (p_.dense_cross) {
-    dense::subtract_outer_product(p_.kept, p_.eliminated, cross_.data(), p_.kept, schur_.data(),
-                                  p_.kept);
+    dense::subtract_outer_product(p_.order, p_.eliminated, cross_.data(), p_.order, schur_.data(),
+                                  p_.order);
   }
   return factorise_schur();
 }
 
 bool BlockFactorisation::factorise_schur() {
-  if (!is_small()) return dense::cholesky(p_.kept, schur_.data(), p_.kept);
+  if (!is_small()) return dense::cholesky(p_.order, schur_.data(), p_.order);
   double scratch[kScratchPerColumn * kSmallOrder];
-  return kernels_.factorise(p_.kept, p_.kept, nullptr, schur_.data(), scratch);
+  return kernels_.factorise(p_.order, p_.order, nullptr, schur_.data(), scratch);
 }
 
 /// L^-1 x in place for `count` columns x.
 void BlockFactorisation::solve_lower(int32_t count, double *x) const {
   if (is_small()) {
-    for (int32_t k = 0; k < count; ++k, x += p_.kept) {
-      kernels_.solve(p_.kept, p_.kept, schur_.data(), x);
+    for (int32_t k = 0; k < count; ++k, x += p_.order) {
+      kernels_.solve(p_.order, p_.order, schur_.data(), x);
     }
   } else if (count == 1) {
-    dense::solve_lower(p_.kept, schur_.data(), p_.kept, x);
+    dense::solve_lower(p_.order, schur_.data(), p_.order, x);
   } else {
-    dense::solve_lower_block(p_.kept, count, schur_.data(), p_.kept, x, p_.kept);
+    dense::solve_lower_block(p_.order, count, schur_.data(), p_.order, x, p_.order);
   }
 }
 
 void BlockFactorisation::solve_lower_transposed(double *x) const {
   if (is_small()) {
-    kernels_.solve_transposed(p_.kept, p_.kept, schur_.data(), x);
+    kernels_.solve_transposed(p_.order, p_.order, schur_.data(), x);
   } else {
-    dense::solve_lower_transposed(p_.kept, schur_.data(), p_.kept, x);
+    dense::solve_lower_transposed(p_.order, schur_.data(), p_.order, x);
   }
 }
 
 void BlockFactorisation::solve(double *r) const {
-  double *kept = work_.data();
-  double *gone = kept + p_.kept;
+  double *remaining = work_.data();
+  double *eliminated = remaining + p_.order;
   for (int32_t i = 0; i < p_.rows; ++i) {
     const int32_t place = p_.position[i];
-    (place >= 0 ? kept[place] : gone[-1 - place]) = r[i];
+    (place >= 0 ? remaining[place] : eliminated[-1 - place]) = r[i];
   }
   if (p_.dense_cross) {
-    for (int32_t e = 0; e < p_.eliminated; ++e) gone[e] /= std::sqrt(pivot_[e]);
-    dense::add_matrix_vector(p_.kept, p_.eliminated, -1.0, cross_.data(), p_.kept, gone, kept);
+    for (int32_t e = 0; e < p_.eliminated; ++e) eliminated[e] /= std::sqrt(pivot_[e]);
+    dense::add_matrix_vector(p_.order, p_.eliminated, -1.0, cross_.data(), p_.order, eliminated,
+                             remaining);
   } else {
     for (int32_t e = 0; e < p_.eliminated; ++e) {
-      const int32_t s = p_.first_cross_piece + e;
-      gone[e] /= pivot_[e];
-      for (int32_t k = p_.piece_start[s]; k < p_.piece_start[s + 1]; ++k) {
-        kept[p_.piece_row[k]] -= value_[k] * gone[e];
+      const int32_t s = p_.first_cross_update + e;
+      eliminated[e] /= pivot_[e];
+      for (int32_t k = p_.update_start[s]; k < p_.update_start[s + 1]; ++k) {
+        remaining[p_.update_row[k]] -= value_[k] * eliminated[e];
       }
     }
   }
-  solve_lower(1, kept);
-  solve_lower_transposed(kept);
+  solve_lower(1, remaining);
+  solve_lower_transposed(remaining);
   if (p_.dense_cross) {
-    dense::add_transposed_vector(p_.kept, p_.eliminated, -1.0, cross_.data(), p_.kept, kept, gone);
-    for (int32_t e = 0; e < p_.eliminated; ++e) gone[e] /= std::sqrt(pivot_[e]);
+    dense::add_transposed_vector(p_.order, p_.eliminated, -1.0, cross_.data(), p_.order, remaining,
+                                 eliminated);
+    for (int32_t e = 0; e < p_.eliminated; ++e) eliminated[e] /= std::sqrt(pivot_[e]);
   } else {
     for (int32_t e = 0; e < p_.eliminated; ++e) {
-      const int32_t s = p_.first_cross_piece + e;
+      const int32_t s = p_.first_cross_update + e;
       double sum = 0.0;
-      for (int32_t k = p_.piece_start[s]; k < p_.piece_start[s + 1]; ++k) {
-        sum += value_[k] * kept[p_.piece_row[k]];
+      for (int32_t k = p_.update_start[s]; k < p_.update_start[s + 1]; ++k) {
+        sum += value_[k] * remaining[p_.update_row[k]];
       }
-      gone[e] -= sum / pivot_[e];
+      eliminated[e] -= sum / pivot_[e];
     }
   }
   for (int32_t i = 0; i < p_.rows; ++i) {
     const int32_t place = p_.position[i];
-    r[i] = place >= 0 ? kept[place] : gone[-1 - place];
+    r[i] = place >= 0 ? remaining[place] : eliminated[-1 - place];
   }
 }
 
 double BlockFactorisation::work() const {
-  const double order = p_.kept;
+  const double order = p_.order;
   double pairs = order * order * order / 6.0;
-  for (int32_t s = 0; s < p_.pieces(); ++s) {
-    const double length = p_.piece_start[s + 1] - p_.piece_start[s];
+  for (int32_t s = 0; s < p_.updates(); ++s) {
+    const double length = p_.update_start[s + 1] - p_.update_start[s];
     pairs += length * length / 2.0;
   }
-  for (const int32_t s : p_.long_piece) {
-    const double length = p_.piece_start[s + 1] - p_.piece_start[s];
+  for (const int32_t s : p_.long_update) {
+    const double length = p_.update_start[s + 1] - p_.update_start[s];
     pairs += (order * order - length * length) / 2.0;
   }
   return pairs + (p_.dense_cross ? order * order * p_.eliminated / 2.0 : 0.0);
@@ -463,43 +470,43 @@ std::unique_ptr<Factorisation> BlockFactorisation::adapted(const SparseColumns &
 /// With (4), t = a_E'D^-1 a_E + |L^-1 (a_K - C D^-1 a_E)|^2, a block of columns at a time.
 void BlockFactorisation::quadratic_forms(const SparseColumns &columns, double *t) const {
   constexpr int32_t kBlock = 64;
-  Vector<double> block(static_cast<size_t>(kBlock) * static_cast<size_t>(p_.kept));
+  Vector<double> block(static_cast<size_t>(kBlock) * static_cast<size_t>(p_.order));
   for (int32_t first = 0; first < columns.columns(); first += kBlock) {
     const int32_t count = std::min(kBlock, columns.columns() - first);
     std::fill(block.begin(), block.end(), 0.0);
     for (int32_t k = 0; k < count; ++k) {
-      double *kept = block.data() + static_cast<int64_t>(k) * p_.kept;
-      t[first + k] = split_column(columns, first + k, kept);
+      double *remaining = block.data() + static_cast<int64_t>(k) * p_.order;
+      t[first + k] = split_column(columns, first + k, remaining);
     }
     solve_lower(count, block.data());
     for (int32_t k = 0; k < count; ++k) {
-      const double *kept = block.data() + static_cast<int64_t>(k) * p_.kept;
-      t[first + k] = std::inner_product(kept, kept + p_.kept, kept, t[first + k]);
+      const double *remaining = block.data() + static_cast<int64_t>(k) * p_.order;
+      t[first + k] = std::inner_product(remaining, remaining + p_.order, remaining, t[first + k]);
     }
   }
 }
 
 /// Writes a_K - C D^-1 a_E over zeros and returns a_E'D^-1 a_E.
 double BlockFactorisation::split_column(const SparseColumns &columns, int32_t j,
-                                        double *kept) const {
+                                        double *remaining) const {
   double eliminated = 0.0;
   for (int32_t t = columns.start[j]; t < columns.start[j + 1]; ++t) {
     const int32_t place = p_.position[columns.row[t]];
     if (place >= 0) {
-      kept[place] += columns.value[t];
+      remaining[place] += columns.value[t];
       continue;
     }
     const int32_t e = -1 - place;
     const double ratio = columns.value[t] / pivot_[e];
     eliminated += ratio * columns.value[t];
     if (p_.dense_cross) {
-      const double *cross = cross_.data() + static_cast<int64_t>(e) * p_.kept;
+      const double *cross = cross_.data() + static_cast<int64_t>(e) * p_.order;
       const double factor = ratio * std::sqrt(pivot_[e]);
-      for (int32_t k = 0; k < p_.kept; ++k) kept[k] -= factor * cross[k];
+      for (int32_t k = 0; k < p_.order; ++k) remaining[k] -= factor * cross[k];
     } else {
-      const int32_t s = p_.first_cross_piece + e;
-      for (int32_t k = p_.piece_start[s]; k < p_.piece_start[s + 1]; ++k) {
-        kept[p_.piece_row[k]] -= ratio * value_[k];
+      const int32_t s = p_.first_cross_update + e;
+      for (int32_t k = p_.update_start[s]; k < p_.update_start[s + 1]; ++k) {
+        remaining[p_.update_row[k]] -= ratio * value_[k];
       }
     }
   }
@@ -548,22 +555,23 @@ Vector<uint8_t> independent_rows(const SparseColumns &A) {
 }
 
 double block_factorisation_work(const SparseColumns &A, const Vector<uint8_t> &eliminated) {
-  const double gone = std::accumulate(eliminated.begin(), eliminated.end(), 0);
-  const double kept = static_cast<double>(A.rows) - gone;
+  const double count = std::accumulate(eliminated.begin(), eliminated.end(), 0);
+  const double order = static_cast<double>(A.rows) - count;
   double entries_of_cross = 0.0;
   double squares = 0.0;
   for (int32_t j = 0; j < A.columns(); ++j) {
     const double length = A.length(j);
     if (length < 2) continue;
-    squares += std::min(kScatterCost * length * length, kept * kept) / 2.0;
+    squares += std::min(kScatterCost * length * length, order * order) / 2.0;
     bool crosses = false;
     for (int32_t t = A.start[j]; t < A.start[j + 1]; ++t) crosses |= eliminated[A.row[t]] != 0;
     if (crosses) entries_of_cross += length - 1.0;
   }
   // The columns of C hold at most the entries of the columns they come from.
-  const double per_column = gone > 0.0 ? std::min(entries_of_cross / gone, kept) : 0.0;
-  const double cross = gone * std::min(kScatterCost * per_column * per_column, kept * kept) / 2.0;
-  return kept * kept * kept / 6.0 + squares + cross;
+  const double per_column = count > 0.0 ? std::min(entries_of_cross / count, order) : 0.0;
+  const double cross =
+      count * std::min(kScatterCost * per_column * per_column, order * order) / 2.0;
+  return order * order * order / 6.0 + squares + cross;
 }
 
 std::unique_ptr<Factorisation> make_block_factorisation(const SparseColumns &A,

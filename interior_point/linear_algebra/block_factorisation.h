@@ -12,19 +12,19 @@
  * the stock never meet in a pattern. With E empty this is plain dense Cholesky.
  *
  * B is a sum of theta_j a_j a_j' over the columns, and -C D^-1 C' one of -c_e c_e' / d_e over E, so
- * a sparse C joins the columns of A as further pieces of one sum,
+ * a sparse C joins the columns of A as further rank-one updates of one sum,
  *
- *   S = delta I + sum over pieces of weight * piece piece',                                    (5)
+ *   S = delta I + sum over updates u of weight_u u u',                                         (5)
  *
  * which is formed column by column of S: the column being written stays in the nearest cache. Long
- * pieces, and C when it is dense, go through rank-k updates instead.
+ * updates, and C when it is dense, go through rank-k updates instead.
  */
 #ifndef INTERIOR_POINT_LINEAR_ALGEBRA_BLOCK_FACTORISATION_H
 #define INTERIOR_POINT_LINEAR_ALGEBRA_BLOCK_FACTORISATION_H
 
 #include <memory>
 
-#include "interior_point/linear_algebra/normal_equations.h"
+#include "interior_point/linear_algebra/factorisation.h"
 #include "interior_point/vector.h"
 
 namespace interior_point {

@@ -12,8 +12,8 @@ namespace {
 using Pattern = Eigen::SparseMatrix<float, Eigen::ColMajor, int32_t>;
 
 /// The columns that make rows of A A' meet, by rows.
-RowEntries columns_that_join(const SparseColumns &A, const Vector<uint8_t> &kept) {
-  return RowEntries(A, [&](int32_t j) { return !kept[j] && A.length(j) > 1; });
+RowEntries columns_that_join(const SparseColumns &A, const Vector<uint8_t> &augmented) {
+  return RowEntries(A, [&](int32_t j) { return !augmented[j] && A.length(j) > 1; });
 }
 
 /// Appends the rows that row i meets in the columns of `joining`.
@@ -146,16 +146,17 @@ Adjacency without(const Adjacency &all, const Vector<uint8_t> &gone,
 
 }  // namespace
 
-Adjacency adjacency_of(const SparseColumns &A, const Vector<int32_t> &kept) {
-  Vector<uint8_t> is_kept(static_cast<size_t>(A.columns()), 0);
-  for (const int32_t j : kept) is_kept[j] = 1;
-  const RowEntries joining = columns_that_join(A, is_kept);
+Adjacency adjacency_of(const SparseColumns &A, const Vector<int32_t> &augmented) {
+  Vector<uint8_t> is_augmented(static_cast<size_t>(A.columns()), 0);
+  for (const int32_t j : augmented) is_augmented[j] = 1;
+  const RowEntries joining = columns_that_join(A, is_augmented);
   Vector<int32_t> number(static_cast<size_t>(A.columns()), -1);
-  for (size_t k = 0; k < kept.size(); ++k) number[kept[k]] = A.rows + static_cast<int32_t>(k);
-  const RowEntries crossing(A, [&](int32_t j) { return is_kept[j] != 0; });
+  for (size_t k = 0; k < augmented.size(); ++k)
+    number[augmented[k]] = A.rows + static_cast<int32_t>(k);
+  const RowEntries crossing(A, [&](int32_t j) { return is_augmented[j] != 0; });
 
   Adjacency adjacency;
-  adjacency.start.reserve(static_cast<size_t>(A.rows) + kept.size() + 1);
+  adjacency.start.reserve(static_cast<size_t>(A.rows) + augmented.size() + 1);
   adjacency.row.reserve(2 * static_cast<size_t>(A.entries()));
   adjacency.start.push_back(0);
   Vector<int32_t> seen(static_cast<size_t>(A.rows), -1);
@@ -167,7 +168,7 @@ Adjacency adjacency_of(const SparseColumns &A, const Vector<int32_t> &kept) {
     }
     close();
   }
-  for (const int32_t j : kept) {
+  for (const int32_t j : augmented) {
     adjacency.row.insert(adjacency.row.end(), A.row.begin() + A.start[j],
                          A.row.begin() + A.start[j + 1]);
     close();

@@ -11,7 +11,7 @@
 
 #include <cstdint>
 
-#include "interior_point/form/sparse_columns.h"
+#include "interior_point/linear_algebra/sparse_columns.h"
 #include "interior_point/vector.h"
 
 namespace interior_point {
@@ -24,9 +24,9 @@ struct Adjacency {
   int32_t unknowns() const { return static_cast<int32_t>(start.size()) - 1; }
 };
 
-/// Adjacency of (14): the rows of A, which meet in the columns that are not kept, then the columns
-/// `kept`, increasing, which meet the rows of their entries.
-Adjacency adjacency_of(const SparseColumns &A, const Vector<int32_t> &kept);
+/// Adjacency of (14): the rows of A, which meet in the columns that are not in P, then the
+/// columns `augmented` of P, increasing, which meet the rows of their entries.
+Adjacency adjacency_of(const SparseColumns &A, const Vector<int32_t> &augmented);
 
 /// An order in which columns follow the ones that they depend on, subtrees of the tree together.
 struct Ordering {

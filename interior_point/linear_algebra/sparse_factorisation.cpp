@@ -22,10 +22,10 @@ constexpr int32_t kNarrow = 96;
 struct SparsePattern {
   Vector<int32_t> place;  // per unknown
   Supernodes nodes;
-  int32_t entries = 0;      // of the A for which this way was chosen
-  double work_limit = 0.0;  // of the ways that were not
+  int32_t entries = 0;      // of the A for which this form was chosen
+  double work_limit = 0.0;  // of the others
   int32_t rows = 0;
-  int32_t unknowns = 0;  // rows and kept columns
+  int32_t unknowns = 0;  // rows and columns of P
   // A_S with its rows renamed to places, entries increasing in each column...
   SparseColumns ordered;
   Vector<int32_t> column;  // ... and the columns of A these are
@@ -35,23 +35,23 @@ struct SparsePattern {
   Vector<int32_t> by_row_first;
   // P of (14) below the diagonal: per unknown, the entries whose other unknown comes later.
   SparseColumns coupling;
-  Vector<int32_t> kept_columns;      // increasing
-  Vector<int32_t> kept;              // per unknown: the kept column that it is, or -1 for a row
-  Vector<double> sign;               // per unknown: its entry in D
-  Vector<uint8_t> by_panel_kernels;  // per supernode: narrow, or not positive
-  Vector<uint8_t> is_positive;       // per supernode: D is 1 in all of it
-  int32_t widest = 0;                // columns of such a supernode
-  int64_t largest_update = 0;        // entries of the largest product in (13) of the others
+  Vector<int32_t> augmented_columns;  // P of (14), increasing
+  Vector<int32_t> column_of;          // per unknown: the column of P that it is, or -1 for a row
+  Vector<double> sign;                // per unknown: its entry in D
+  Vector<uint8_t> by_panel_kernels;   // per supernode: narrow, or not positive
+  Vector<uint8_t> is_positive;        // per supernode: D is 1 in all of it
+  int32_t widest = 0;                 // columns of such a supernode
+  int64_t largest_update = 0;         // entries of the largest product in (13) of the others
 };
 
 /// A_S by places, its columns and its rows.
-void rename_rows(const SparseColumns &A, const Ordering &ordering, const Vector<uint8_t> &is_kept,
-                 SparsePattern *pattern) {
+void rename_rows(const SparseColumns &A, const Ordering &ordering,
+                 const Vector<uint8_t> &is_augmented, SparsePattern *pattern) {
   SparseColumns &out = pattern->ordered;
   out.rows = pattern->unknowns;
-  Vector<int32_t> number(is_kept.size(), -1);  // among the columns of A_S
+  Vector<int32_t> number(is_augmented.size(), -1);  // among the columns of A_S
   for (int32_t j = 0; j < A.columns(); ++j) {
-    if (is_kept[j]) continue;
+    if (is_augmented[j]) continue;
     number[j] = out.columns();
     pattern->column.push_back(j);
     out.start.push_back(out.start.back() + A.length(j));
@@ -62,7 +62,7 @@ void rename_rows(const SparseColumns &A, const Ordering &ordering, const Vector<
   pattern->by_row_column.resize(entries);
   pattern->by_row_first.resize(entries);
   pattern->by_row_start.push_back(0);
-  const RowEntries by_rows(A, [&](int32_t j) { return !is_kept[j]; });
+  const RowEntries by_rows(A, [&](int32_t j) { return !is_augmented[j]; });
   Vector<int32_t> next(out.start.begin(), out.start.end() - 1);
   int32_t at = 0;
   // Row after row the columns fill up in the order of the places.
@@ -100,14 +100,14 @@ int64_t largest_update(const SparsePattern &pattern) {
 }
 
 /// P by the earlier unknown of each entry.
-void couple(const SparseColumns &A, const Vector<int32_t> &kept, const Vector<int32_t> &place,
+void couple(const SparseColumns &A, const Vector<int32_t> &augmented, const Vector<int32_t> &place,
             SparsePattern *pattern) {
   SparseColumns &out = pattern->coupling;
   out.start.assign(static_cast<size_t>(pattern->unknowns) + 1, 0);
   const auto for_all = [&](const auto &act) {
-    for (size_t k = 0; k < kept.size(); ++k) {
+    for (size_t k = 0; k < augmented.size(); ++k) {
       const int32_t own = place[static_cast<size_t>(A.rows) + k];
-      for (int32_t t = A.start[kept[k]]; t < A.start[kept[k] + 1]; ++t) {
+      for (int32_t t = A.start[augmented[k]]; t < A.start[augmented[k] + 1]; ++t) {
         const int32_t other = place[A.row[t]];
         act(std::min(own, other), std::max(own, other), A.value[t]);
       }
@@ -123,9 +123,9 @@ void couple(const SparseColumns &A, const Vector<int32_t> &kept, const Vector<in
     out.row[at] = second;
     out.value[at] = value;
   });
-  for (size_t k = 0; k < kept.size(); ++k) {
+  for (size_t k = 0; k < augmented.size(); ++k) {
     const int32_t own = place[static_cast<size_t>(A.rows) + k];
-    pattern->kept[own] = kept[k];
+    pattern->column_of[own] = augmented[k];
     pattern->sign[own] = -1.0;
   }
 }
@@ -144,17 +144,18 @@ void choose_kernels(SparsePattern *pattern) {
   }
 }
 
-/// The pattern with the columns `kept` as unknowns, where it takes less than `work_limit`. Rows
+/// The pattern of (14) with P the columns `augmented`, where it takes less than `work_limit`. Rows
 /// that are marked in `first`, if any, come before all other unknowns.
-std::shared_ptr<SparsePattern> make_pattern(const SparseColumns &A, const Vector<int32_t> &kept,
-                                            Vector<uint8_t> first, double work_limit) {
-  const Adjacency adjacency = adjacency_of(A, kept);
+std::shared_ptr<SparsePattern> make_pattern(const SparseColumns &A,
+                                            const Vector<int32_t> &augmented, Vector<uint8_t> first,
+                                            double work_limit) {
+  const Adjacency adjacency = adjacency_of(A, augmented);
   if (!first.empty()) first.resize(static_cast<size_t>(adjacency.unknowns()), 0);
   const Ordering ordering =
       first.empty() ? fill_reducing_order(adjacency) : fill_reducing_order(adjacency, first);
   Supernodes nodes = find_supernodes(ordering);
-  // Eliminating rows one by one is most of the work where few columns are kept.
-  const double slow = kept.empty() ? 0.0 : (kScatterCost - 1.0) * nodes.thin_work;
+  // Eliminating rows one by one is most of the work where P has few columns.
+  const double slow = augmented.empty() ? 0.0 : (kScatterCost - 1.0) * nodes.thin_work;
   if (!(nodes.work + slow < work_limit)) return nullptr;
   find_rows(adjacency, ordering, &nodes);
   auto pattern = std::make_shared<SparsePattern>();
@@ -164,13 +165,13 @@ std::shared_ptr<SparsePattern> make_pattern(const SparseColumns &A, const Vector
   pattern->work_limit = work_limit;
   pattern->rows = A.rows;
   pattern->unknowns = adjacency.unknowns();
-  pattern->kept.assign(static_cast<size_t>(pattern->unknowns), -1);
+  pattern->column_of.assign(static_cast<size_t>(pattern->unknowns), -1);
   pattern->sign.assign(static_cast<size_t>(pattern->unknowns), 1.0);
-  Vector<uint8_t> is_kept(static_cast<size_t>(A.columns()), 0);
-  for (const int32_t j : kept) is_kept[j] = 1;
-  rename_rows(A, ordering, is_kept, pattern.get());
-  pattern->kept_columns = kept;
-  couple(A, kept, ordering.place, pattern.get());
+  Vector<uint8_t> is_augmented(static_cast<size_t>(A.columns()), 0);
+  for (const int32_t j : augmented) is_augmented[j] = 1;
+  rename_rows(A, ordering, is_augmented, pattern.get());
+  pattern->augmented_columns = augmented;
+  couple(A, augmented, ordering.place, pattern.get());
   choose_kernels(pattern.get());
   pattern->largest_update = largest_update(*pattern);
   return pattern;
@@ -181,7 +182,7 @@ class SparseFactorisation : public Factorisation {
   explicit SparseFactorisation(std::shared_ptr<const SparsePattern> pattern);
   bool compute(const double *theta, const double *added) override;
   void solve(double *r) const override;
-  void solve_with_kept(double *r, double *x) const override;
+  void solve_augmented(double *r, double *x) const override;
   void quadratic_forms(const SparseColumns &columns, double *t) const override;
   std::unique_ptr<Factorisation> sibling() const override {
     return std::make_unique<SparseFactorisation>(pattern_);
@@ -203,13 +204,13 @@ class SparseFactorisation : public Factorisation {
   const double *signs_of(int32_t s) const {
     return p_.is_positive[s] ? nullptr : p_.sign.data() + p_.nodes.first[s];
   }
-  /// Memory of a solve: all unknowns, those of a panel, and the kept columns.
+  /// Memory of a solve: all unknowns, those of a panel, and the columns of P.
   struct Scratch {
     explicit Scratch(const SparsePattern &pattern)
         : all(static_cast<size_t>(pattern.unknowns)),
           panel(all.size()),
-          kept(pattern.kept_columns.size()) {}
-    Vector<double> all, panel, kept;
+          augmented(pattern.augmented_columns.size()) {}
+    Vector<double> all, panel, augmented;
   };
   void solve_with(Scratch *scratch, double *r, double *x) const;
   /// What a solve has to know of a supernode.
@@ -253,7 +254,7 @@ SparseFactorisation::SparseFactorisation(std::shared_ptr<const SparsePattern> pa
   update_.resize(static_cast<size_t>(p_.largest_update));
   place_.resize(unknowns);
   coefficient_.resize(kScratchPerColumn * static_cast<size_t>(p_.widest));
-  kept_ = p_.kept_columns;
+  augmented_columns_ = p_.augmented_columns;
 }
 
 /// M_J of (13): the entries of (14) in the columns of the supernode.
@@ -267,7 +268,7 @@ void SparseFactorisation::assemble(int32_t s, const double *theta) {
   for (int32_t k = 0; k < p_.nodes.columns(s); ++k) {
     const int32_t i = rows[k];
     double *column = numbers + static_cast<int64_t>(k) * count;
-    column[k] = p_.kept[i] < 0 ? added_[i] : -1.0 / theta[p_.kept[i]];
+    column[k] = p_.column_of[i] < 0 ? added_[i] : -1.0 / theta[p_.column_of[i]];
     for (int32_t t = p_.coupling.start[i]; t < p_.coupling.start[i + 1]; ++t) {
       column[local_[p_.coupling.row[t]]] += p_.coupling.value[t];
     }
@@ -343,7 +344,7 @@ bool SparseFactorisation::factorise_panel(int32_t s) {
 }
 
 bool SparseFactorisation::compute(const double *theta, const double *added) {
-  // Not before: of several ways that are made to be compared one is used.
+  // Not before: of several that are made to be compared one is used.
   numbers_.resize(static_cast<size_t>(p_.nodes.panel_start.back()));
   for (int32_t i = 0; i < p_.rows; ++i) added_[p_.place[i]] = added[i];
   std::fill(head_.begin(), head_.end(), -1);
@@ -414,13 +415,13 @@ void SparseFactorisation::solve_with(Scratch *scratch, double *r, double *x) con
   for (int32_t i = p_.rows; i < p_.unknowns; ++i) x[i - p_.rows] = all[p_.place[i]];
 }
 
-void SparseFactorisation::solve_with_kept(double *r, double *x) const {
+void SparseFactorisation::solve_augmented(double *r, double *x) const {
   solve_with(&scratch_, r, x);
 }
 
 void SparseFactorisation::solve(double *r) const {
-  std::fill(scratch_.kept.begin(), scratch_.kept.end(), 0.0);
-  solve_with(&scratch_, r, scratch_.kept.data());
+  std::fill(scratch_.augmented.begin(), scratch_.augmented.end(), 0.0);
+  solve_with(&scratch_, r, scratch_.augmented.data());
 }
 
 void SparseFactorisation::quadratic_forms(const SparseColumns &columns, double *t) const {
@@ -431,15 +432,15 @@ void SparseFactorisation::quadratic_forms(const SparseColumns &columns, double *
     for (int32_t q = columns.start[k]; q < columns.start[k + 1]; ++q) {
       r[columns.row[q]] += columns.value[q];
     }
-    std::fill(scratch.kept.begin(), scratch.kept.end(), 0.0);
-    solve_with(&scratch, r.data(), scratch.kept.data());
+    std::fill(scratch.augmented.begin(), scratch.augmented.end(), 0.0);
+    solve_with(&scratch, r.data(), scratch.augmented.data());
     t[k] = column_product(columns, k, r.data());
   }
 }
 
 }  // namespace
 
-/// Which columns to keep as unknowns depends on all of them: such a choice is made anew. The order
+/// Which columns are best in P depends on all of them: such a choice is made anew. The order
 /// is so in any case. A few further columns that join rows eliminated early double the work or
 /// more.
 std::unique_ptr<Factorisation> SparseFactorisation::adapted(const SparseColumns &A) const {
@@ -451,16 +452,16 @@ std::unique_ptr<Factorisation> SparseFactorisation::adapted(const SparseColumns 
 }
 
 std::unique_ptr<Factorisation> make_sparse_factorisation(const SparseColumns &A,
-                                                         const Vector<int32_t> &kept,
+                                                         const Vector<int32_t> &augmented,
                                                          double work_limit) {
-  return make_sparse_factorisation(A, kept, {}, work_limit);
+  return make_sparse_factorisation(A, augmented, {}, work_limit);
 }
 
 std::unique_ptr<Factorisation> make_sparse_factorisation(const SparseColumns &A,
-                                                         const Vector<int32_t> &kept,
+                                                         const Vector<int32_t> &augmented,
                                                          const Vector<uint8_t> &first,
                                                          double work_limit) {
-  auto pattern = make_pattern(A, kept, first, work_limit);
+  auto pattern = make_pattern(A, augmented, first, work_limit);
   return pattern ? std::make_unique<SparseFactorisation>(std::move(pattern)) : nullptr;
 }
 

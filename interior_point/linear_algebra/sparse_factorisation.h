@@ -13,19 +13,19 @@
  * dense of the factor ends up in one last panel, so the dense kernel does that share of the work
  * too.
  *
- * A long column of A fills its square in M. Such columns can be kept as unknowns of their own: with
- * A = [S P], P the kept columns, and q = Theta_P P'y, the system M y = r becomes
+ * A long column of A fills its square in M. The augmented system of such columns does not: with
+ * A = [S P], P these columns, and q = Theta_P P'y, the system M y = r becomes
  *
  *   [ A_S Theta_S A_S' + delta I   P           ] [ y ]   [ r ]
  *   [ P'                          -Theta_P^-1  ] [ q ] = [ 0 ],                              (14)
  *
  * which is quasidefinite: K = L D L' with D = diag(+-1), positive in the rows and negative in the
- * kept columns, exists for every order (R. J. Vanderbei, SIAM J. Optimization 5 (1995) 100-113), so
+ * columns of P, exists for every order (R. J. Vanderbei, SIAM J. Optimization 5 (1995) 100-113), so
  * the ordering is free to pass through a dense column late, or through the rows of many columns
  * first, whichever fills less. With D in the middle of its products (13) stays as it is. q comes
  * out with the accuracy of y: see (24).
  *
- * Where A has far fewer columns than rows all of them are kept, and the rows that have a diagonal
+ * Where A has far fewer columns than rows P is all of A, and the rows that have a diagonal
  * of their own go first, before the ordering looks at the rest: what they leave is of the order of
  * the columns.
  */
@@ -34,22 +34,22 @@
 
 #include <memory>
 
-#include "interior_point/linear_algebra/normal_equations.h"
+#include "interior_point/linear_algebra/factorisation.h"
 #include "interior_point/vector.h"
 
 namespace interior_point {
 
-/// A sparse factorisation of A Theta A', or of (14) with the columns `kept` (increasing), where its
-/// elimination takes no longer than `work_limit` multiply-add pairs; null where it does. Throws
-/// std::bad_alloc.
+/// A sparse factorisation of A Theta A', or of (14) with P the columns `augmented` (increasing),
+/// where its elimination takes no longer than `work_limit` multiply-add pairs; null where it does.
+/// Throws std::bad_alloc.
 std::unique_ptr<Factorisation> make_sparse_factorisation(const SparseColumns &A,
-                                                         const Vector<int32_t> &kept,
+                                                         const Vector<int32_t> &augmented,
                                                          double work_limit);
 
 /// The same with the marked rows eliminated before all other unknowns. No two of them may have
-/// entries in a column that is not kept.
+/// entries in a column that is not one of P.
 std::unique_ptr<Factorisation> make_sparse_factorisation(const SparseColumns &A,
-                                                         const Vector<int32_t> &kept,
+                                                         const Vector<int32_t> &augmented,
                                                          const Vector<uint8_t> &first,
                                                          double work_limit);
 

@@ -171,7 +171,7 @@ bool NewtonSystem::factorise() {
   const auto middle = added_.begin() + static_cast<int64_t>(added_.size() / 2);
   std::nth_element(added_.begin(), middle, added_.end());
   delta_ = std::min(kDeltaFraction * *middle, kLargestDelta) * delta_factor_;
-  // Numbers that somebody kept stay as they are: they get new ones of their own.
+  // Numbers that are held elsewhere stay as they are: they get new ones of their own.
   if (factorisation_.use_count() > 1) factorisation_ = factorisation_->sibling();
   for (double shift = kFirstShift; shift <= kLastShift; shift *= kShiftGrowth) {
     for (size_t i = 0; i < added_.size(); ++i) added_[i] = delta_ + shift * diagonal_[i];
@@ -222,25 +222,26 @@ bool NewtonSystem::find_correction() {
   for (size_t i = 0; i < residual_.size(); ++i) residual_[i] *= form_.row_unit[i];
   if (!corrections_.start(residual_)) return false;
   const size_t rows = residual_.size();
-  search_.resize(rows + factorisation_->kept().size());
+  search_.resize(rows + factorisation_->augmented_columns().size());
   do {
     for (size_t i = 0; i < rows; ++i) search_[i] = corrections_.next()[i] * form_.row_scale[i];
     std::fill(search_.begin() + static_cast<int64_t>(rows), search_.end(), 0.0);
-    factorisation_->solve_with_kept(search_.data(), search_.data() + rows);
+    factorisation_->solve_augmented(search_.data(), search_.data() + rows);
     form_image();
-  } while (corrections_.add(search_, image_) && corrections_.least() > kOvershoot * accuracy_);
+  } while (corrections_.add(search_, image_) &&
+           corrections_.residual_norm() > kOvershoot * accuracy_);
   if (corrections_.size() == 0) return false;
   corrections_.combine(&search_);
   form_search_x();
   return are_finite(search_) && are_finite(search_x_);
 }
 
-/// dx for the dy of search_, whose last entries are those of the kept columns.
+/// dx for the dy of search_, whose last entries are those of the augmented columns.
 void NewtonSystem::form_search_x() {
   for (int32_t j = 0; j < form_.columns(); ++j) {
     search_x_[j] = theta_[j] * column_product(form_.A, j, search_.data());
   }
-  set_kept(search_.data() + residual_.size(), &search_x_);
+  set_augmented(search_.data() + residual_.size(), &search_x_);
 }
 
 /// image_ = A dx + delta dy of search_ in the caller's units.
@@ -251,8 +252,8 @@ void NewtonSystem::form_image() {
   for (size_t i = 0; i < image_.size(); ++i) image_[i] *= form_.row_unit[i];
 }
 
-void NewtonSystem::set_kept(const double *of_kept, Vector<double> *x) const {
-  for (const int32_t j : factorisation_->kept()) (*x)[j] = *of_kept++;
+void NewtonSystem::set_augmented(const double *augmented_x, Vector<double> *x) const {
+  for (const int32_t j : factorisation_->augmented_columns()) (*x)[j] = *augmented_x++;
 }
 
 void NewtonSystem::add_search(double length, Direction *direction) {
@@ -276,23 +277,23 @@ void NewtonSystem::form_gradient(const Point &point, const Residuals *residuals,
 /// dy and dx of (9). Where columns are unknowns beside dy, theta g of theirs is left to the
 /// factorisation, and their dx comes from it.
 void NewtonSystem::solve_normal_equations(const Residuals *residuals, Direction *direction) {
-  const Vector<int32_t> &kept = factorisation_->kept();
+  const Vector<int32_t> &augmented = factorisation_->augmented_columns();
   std::fill(rhs_.begin(), rhs_.end(), 0.0);
   if (residuals) rhs_ = residuals->primal;
   for (int32_t j = 0; j < form_.columns(); ++j) direction->x[j] = theta_[j] * gradient_[j];
-  of_kept_.resize(kept.size());
-  for (size_t k = 0; k < kept.size(); ++k) {
-    of_kept_[k] = gradient_[kept[k]];
-    direction->x[kept[k]] = 0.0;
+  augmented_x_.resize(augmented.size());
+  for (size_t k = 0; k < augmented.size(); ++k) {
+    augmented_x_[k] = gradient_[augmented[k]];
+    direction->x[augmented[k]] = 0.0;
   }
   add_product(form_.A, direction->x.data(), rhs_.data());
   direction->y = rhs_;
-  if (form_.rows() > 0) factorisation_->solve_with_kept(direction->y.data(), of_kept_.data());
+  if (form_.rows() > 0) factorisation_->solve_augmented(direction->y.data(), augmented_x_.data());
   form_product(*direction);
   for (int32_t j = 0; j < form_.columns(); ++j) {
     direction->x[j] = theta_[j] * (product_[j] - gradient_[j]);
   }
-  set_kept(of_kept_.data(), &direction->x);
+  set_augmented(augmented_x_.data(), &direction->x);
 }
 
 /// product_ = A'dy

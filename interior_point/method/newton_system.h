@@ -30,8 +30,8 @@
 
 #include <memory>
 
-#include "interior_point/linear_algebra/minimal_residual.h"
-#include "interior_point/linear_algebra/normal_equations.h"
+#include "interior_point/linear_algebra/factorisation_choice.h"
+#include "interior_point/linear_algebra/fgmres.h"
 #include "interior_point/method/iterate.h"
 #include "interior_point/vector.h"
 
@@ -112,7 +112,7 @@ class NewtonSystem {
   bool find_correction();
   void form_search_x();
   void form_image();
-  void set_kept(const double *of_kept, Vector<double> *x) const;
+  void set_augmented(const double *augmented_x, Vector<double> *x) const;
   void add_search(double length, Direction *direction);
 
   const ProblemForm &form_;
@@ -128,10 +128,10 @@ class NewtonSystem {
   // Work space of one solve.
   Vector<double> gradient_;  // g of (9)
   Vector<double> rhs_, residual_, image_;
-  Vector<double> search_, search_x_;  // a correction: dy, then dx of the kept columns; all dx
-  MinimalResidual corrections_;
+  Vector<double> search_, search_x_;  // a correction: dy, then dx of the augmented columns; all dx
+  Fgmres corrections_;
   Vector<double> product_;           // A'dy
-  Vector<double> of_kept_;           // entries for the kept columns
+  Vector<double> augmented_x_;       // entries for the augmented columns
   Vector<double> inverse_x_;         // 1 / x at the point of the last prepare, 0 for free x
   Vector<double> inverse_w_;         // the same with w
   Vector<double> diagonal_, added_;  // of A Theta A', and what is added to it

@@ -1,5 +1,5 @@
-/// Every way to factorise the normal matrix against a dense Cholesky in longer arithmetic, and what
-/// becomes of a factorisation as columns come and go.
+/// Every kind of factorisation of the normal matrix against a dense Cholesky in longer arithmetic,
+/// and what becomes of it as columns come and go.
 #include <gtest/gtest.h>
 
 #include <Eigen/Dense>
@@ -12,6 +12,7 @@
 
 #include "interior_point/linear_algebra/block_factorisation.h"
 #include "interior_point/linear_algebra/dense_kernel.h"
+#include "interior_point/linear_algebra/factorisation_choice.h"
 #include "interior_point/linear_algebra/panel_kernels.h"
 #include "interior_point/linear_algebra/sparse_factorisation.h"
 #include "tests/interior_point/random_programs.h"
@@ -169,11 +170,11 @@ void expect_right(Factorisation *f, const SparseColumns &A, const SparseColumns 
 }
 
 Vector<int32_t> longer_than(const SparseColumns &A, int32_t length) {
-  Vector<int32_t> kept;
+  Vector<int32_t> augmented;
   for (int32_t j = 0; j < A.columns(); ++j) {
-    if (A.length(j) > length) kept.push_back(j);
+    if (A.length(j) > length) augmented.push_back(j);
   }
-  return kept;
+  return augmented;
 }
 
 /// Every other row first, then all columns and the other rows.
@@ -183,15 +184,15 @@ Handle rows_first(const SparseColumns &A) {
   return make_sparse_factorisation(A, longer_than(A, 1), first, kNoLimit);
 }
 
-std::vector<std::pair<const char *, Handle>> every_way(const SparseColumns &A) {
+std::vector<std::pair<const char *, Handle>> every_kind(const SparseColumns &A) {
   const Vector<uint8_t> none(static_cast<size_t>(A.rows), 0);
-  std::vector<std::pair<const char *, Handle>> ways;
-  ways.emplace_back("chosen", make_factorisation(A));
-  ways.emplace_back("dense", make_block_factorisation(A, none));
-  ways.emplace_back("block", make_block_factorisation(A, interior_point::independent_rows(A)));
-  ways.emplace_back("sparse", make_sparse_factorisation(A, {}, kNoLimit));
-  ways.emplace_back("signed", make_sparse_factorisation(A, longer_than(A, 6), kNoLimit));
-  return ways;
+  std::vector<std::pair<const char *, Handle>> kinds;
+  kinds.emplace_back("chosen", make_factorisation(A));
+  kinds.emplace_back("dense", make_block_factorisation(A, none));
+  kinds.emplace_back("block", make_block_factorisation(A, interior_point::independent_rows(A)));
+  kinds.emplace_back("sparse", make_sparse_factorisation(A, {}, kNoLimit));
+  kinds.emplace_back("augmented", make_sparse_factorisation(A, longer_than(A, 6), kNoLimit));
+  return kinds;
 }
 
 TEST(Factorisation, SolvesAsADenseOneDoesWhateverTheWay) {
@@ -203,11 +204,11 @@ TEST(Factorisation, SolvesAsADenseOneDoesWhateverTheWay) {
       // More than one block of columns, in rows where A has none and in several eliminated ones.
       const Shape any = {"", 0, 0, 0, A.rows, 0.3, 0.1, 1};
       const SparseColumns others = draw_columns(any, A.rows, random.integer(0, 80), &random);
-      for (const auto &[way, f] : every_way(A)) {
-        SCOPED_TRACE(std::string(shape.name) + ", " + way + ", seed " + std::to_string(seed));
+      for (const auto &[kind, f] : every_kind(A)) {
+        SCOPED_TRACE(std::string(shape.name) + ", " + kind + ", seed " + std::to_string(seed));
         ASSERT_NE(f, nullptr);
         const Handle sibling = f->sibling();
-        const double growth = f->kept().empty() ? 1.0 : kGrowth;
+        const double growth = f->augmented_columns().empty() ? 1.0 : kGrowth;
         for (Factorisation *one : {f.get(), f.get(), sibling.get()}) {
           expect_right(one, A, others, &random, growth);
         }
@@ -217,17 +218,17 @@ TEST(Factorisation, SolvesAsADenseOneDoesWhateverTheWay) {
   }
 }
 
-/// The matrix of a system in which the columns `kept` are unknowns beside the rows.
-Matrix with_kept_columns(const SparseColumns &A, const Numbers &numbers,
-                         const Vector<int32_t> &kept) {
+/// The matrix of the augmented system of the columns `augmented`.
+Matrix augmented_system(const SparseColumns &A, const Numbers &numbers,
+                        const Vector<int32_t> &augmented) {
   Numbers others = numbers;
-  for (const int32_t j : kept) others.theta[static_cast<size_t>(j)] = 0.0;
-  const auto size = static_cast<Eigen::Index>(kept.size());
+  for (const int32_t j : augmented) others.theta[static_cast<size_t>(j)] = 0.0;
+  const auto size = static_cast<Eigen::Index>(augmented.size());
   Matrix K = Matrix::Zero(A.rows + size, A.rows + size);
   K.topLeftCorner(A.rows, A.rows) = normal_matrix(A, others);
   const Matrix columns = dense(A);
   for (Eigen::Index k = 0; k < size; ++k) {
-    const int32_t j = kept[static_cast<size_t>(k)];
+    const int32_t j = augmented[static_cast<size_t>(k)];
     K.col(A.rows + k).head(A.rows) = columns.col(j);
     K.row(A.rows + k).head(A.rows) = columns.col(j).transpose();
     K(A.rows + k, A.rows + k) = -1.0L / numbers.theta[static_cast<size_t>(j)];
@@ -243,17 +244,17 @@ TEST(SparseFactorisation, SolvesForTheColumnsThatItKeeps) {
       Random random(seed);
       const SparseColumns A = draw_matrix(shape, &random);
       const Handle some = make_sparse_factorisation(A, longer_than(A, 6), kNoLimit);
-      EXPECT_EQ(some->kept(), longer_than(A, 6));
+      EXPECT_EQ(some->augmented_columns(), longer_than(A, 6));
       const Handle all = rows_first(A);
-      EXPECT_EQ(all->kept(), longer_than(A, 1));
+      EXPECT_EQ(all->augmented_columns(), longer_than(A, 1));
       for (const Handle &f : {std::cref(some), std::cref(all)}) {
         const Numbers numbers(A, &random);
         ASSERT_TRUE(f->compute(numbers.theta.data(), numbers.added.data()));
-        const Matrix K = with_kept_columns(A, numbers, f->kept());
-        const Vector<double> right =
-            powers_of_ten(A.rows + static_cast<int32_t>(f->kept().size()), -3, 3, &random);
+        const Matrix K = augmented_system(A, numbers, f->augmented_columns());
+        const Vector<double> right = powers_of_ten(
+            A.rows + static_cast<int32_t>(f->augmented_columns().size()), -3, 3, &random);
         Vector<double> solution = right;
-        f->solve_with_kept(solution.data(), solution.data() + A.rows);
+        f->solve_augmented(solution.data(), solution.data() + A.rows);
         const LongVector s = longer(solution), terms = K.cwiseAbs() * s.cwiseAbs();
         // Measured up to 8e-13 with rows first.
         EXPECT_LE((K * s - longer(right)).cwiseAbs().maxCoeff(), 1e-11L * terms.maxCoeff());
@@ -268,8 +269,8 @@ TEST(Factorisation, RefusesAnIndefiniteMatrixAndGoesOnWithTheNext) {
     for (uint64_t seed = 1; seed <= 4; ++seed) {
       Random random(seed);
       const SparseColumns A = draw_matrix(shape, &random);
-      for (const auto &[way, f] : every_way(A)) {
-        SCOPED_TRACE(std::string(shape.name) + ", " + way + ", seed " + std::to_string(seed));
+      for (const auto &[kind, f] : every_kind(A)) {
+        SCOPED_TRACE(std::string(shape.name) + ", " + kind + ", seed " + std::to_string(seed));
         const auto row = static_cast<size_t>(random.integer(0, A.rows - 1));
         for (const double wrong : {-1e9, std::nan("")}) {
           Numbers numbers(A, &random);
@@ -286,12 +287,12 @@ TEST(SparseFactorisation, IsMadeBelowItsWorkLimitAlone) {
   for (const Shape &shape : kShapes) {
     Random random(7);
     const SparseColumns A = draw_matrix(shape, &random);
-    for (const auto &kept : {Vector<int32_t>(), longer_than(A, 6)}) {
-      const double work = make_sparse_factorisation(A, kept, kNoLimit)->work();
-      EXPECT_EQ(make_sparse_factorisation(A, kept, work), nullptr) << shape.name;
-      // With columns kept, panels of a few columns count as what they take.
-      const double most = kept.empty() ? 1.001 : interior_point::kScatterCost;
-      EXPECT_NE(make_sparse_factorisation(A, kept, most * work + 1.0), nullptr) << shape.name;
+    for (const auto &augmented : {Vector<int32_t>(), longer_than(A, 6)}) {
+      const double work = make_sparse_factorisation(A, augmented, kNoLimit)->work();
+      EXPECT_EQ(make_sparse_factorisation(A, augmented, work), nullptr) << shape.name;
+      // With an augmented system, panels of a few columns count as what they take.
+      const double most = augmented.empty() ? 1.001 : interior_point::kScatterCost;
+      EXPECT_NE(make_sparse_factorisation(A, augmented, most * work + 1.0), nullptr) << shape.name;
     }
   }
 }
@@ -314,10 +315,10 @@ SparseColumns tall_matrix(int32_t rows, int32_t columns, double to_a_row, Random
 TEST(Choice, LeavesFewColumnsToTheEndOnlyWhereRowsAreShort) {
   Random random(3);
   const SparseColumns sparse = tall_matrix(1500, 100, 2.0, &random);
-  EXPECT_EQ(make_factorisation(sparse)->kept(), longer_than(sparse, 1));
+  EXPECT_EQ(make_factorisation(sparse)->augmented_columns(), longer_than(sparse, 1));
   // Row after row they would be updates of the memory's speed.
   const SparseColumns dense_one = tall_matrix(400, 190, 190.0, &random);
-  EXPECT_TRUE(make_factorisation(dense_one)->kept().empty());
+  EXPECT_TRUE(make_factorisation(dense_one)->augmented_columns().empty());
 }
 
 /// Whether no column touches two of the marked rows.
@@ -393,7 +394,7 @@ void follow_changes(const Shape &shape, bool sparse, uint64_t seed, int32_t *ref
     }
     f = std::move(adapted);
     expect_right(f.get(), A, A, &random);
-    EXPECT_EQ(make_factorisation(A, f.get())->work(), f->work()) << "its way is not kept";
+    EXPECT_EQ(make_factorisation(A, f.get())->work(), f->work()) << "another choice";
   }
 }
 
@@ -423,14 +424,14 @@ TEST(ChosenFactorisation, KeepsLongColumnsAsUnknownsUnlessTheyAreFree) {
   std::set<int32_t> every_row;
   for (int32_t i = 0; i < A.rows; ++i) every_row.insert(i);
   for (int k = 0; k < 3; ++k) append(every_row, &random, &A);
-  const double kept = make_sparse_factorisation(A, longer_than(A, 6), kNoLimit)->work();
+  const double sparse_work = make_sparse_factorisation(A, longer_than(A, 6), kNoLimit)->work();
   const double plain = make_sparse_factorisation(A, {}, kNoLimit)->work();
-  ASSERT_LT(100.0 * kept, plain);
-  EXPECT_EQ(make_factorisation(A)->work(), kept);
+  ASSERT_LT(100.0 * sparse_work, plain);
+  EXPECT_EQ(make_factorisation(A)->work(), sparse_work);
   EXPECT_EQ(make_factorisation(A)->adapted(A), nullptr) << "which ones to keep is chosen anew";
   expect_right(make_factorisation(A).get(), A, A, &random, kGrowth);
   const Vector<uint8_t> all_free(static_cast<size_t>(A.columns()), 1);
-  EXPECT_GT(make_factorisation(A, nullptr, &all_free)->work(), 100.0 * kept);
+  EXPECT_GT(make_factorisation(A, nullptr, &all_free)->work(), 100.0 * sparse_work);
 }
 
 using LongMatrix = Eigen::Matrix<long double, Eigen::Dynamic, Eigen::Dynamic>;

@@ -1,8 +1,8 @@
 /**
  * A matrix by columns, rows and positions counted from 0.
  */
-#ifndef INTERIOR_POINT_FORM_SPARSE_COLUMNS_H
-#define INTERIOR_POINT_FORM_SPARSE_COLUMNS_H
+#ifndef INTERIOR_POINT_LINEAR_ALGEBRA_SPARSE_COLUMNS_H
+#define INTERIOR_POINT_LINEAR_ALGEBRA_SPARSE_COLUMNS_H
 
 #include <cstddef>
 #include <cstdint>

@@ -6,11 +6,11 @@
 #include <random>
 #include <vector>
 
-#include "interior_point/linear_algebra/minimal_residual.h"
+#include "interior_point/linear_algebra/fgmres.h"
 
 namespace {
 
-using interior_point::MinimalResidual;
+using interior_point::Fgmres;
 using Vector = interior_point::Vector<double>;
 
 /// A dense matrix of random entries with something added to the diagonal.
@@ -41,7 +41,7 @@ double norm_of_residual(const Matrix &M, const Vector &r, const Vector &y) {
 }
 
 /// Directions that differ from `next` by another random part every time.
-TEST(MinimalResidual, KnowsWhatItsCombinationLeavesAndNeverLeavesMore) {
+TEST(Fgmres, KnowsWhatItsCombinationLeavesAndNeverLeavesMore) {
   std::mt19937 random(7);
   std::normal_distribution<double> normal;
   for (const double diagonal : {0.0, 5.0}) {
@@ -49,7 +49,7 @@ TEST(MinimalResidual, KnowsWhatItsCombinationLeavesAndNeverLeavesMore) {
       const Matrix M(order, diagonal, &random);
       Vector r(order), y;
       for (double &e : r) e = normal(random);
-      MinimalResidual corrections;
+      Fgmres corrections;
       ASSERT_TRUE(corrections.start(r));
       double last = norm_of_residual(M, r, Vector(order, 0.0));
       for (bool more = true; more;) {
@@ -58,13 +58,13 @@ TEST(MinimalResidual, KnowsWhatItsCombinationLeavesAndNeverLeavesMore) {
         more = corrections.add(direction, M.times(direction));
         corrections.combine(&y);
         const double left = norm_of_residual(M, r, y);
-        EXPECT_NEAR(left, corrections.least(), 1e-8) << order;
+        EXPECT_NEAR(left, corrections.residual_norm(), 1e-8) << order;
         EXPECT_LE(left, last + 1e-8) << order;
         last = left;
         if (corrections.size() == static_cast<int>(order)) more = false;
       }
-      if (order > MinimalResidual::kMost) {
-        EXPECT_EQ(corrections.size(), MinimalResidual::kMost);
+      if (order > Fgmres::kMaxDimension) {
+        EXPECT_EQ(corrections.size(), Fgmres::kMaxDimension);
       } else {
         EXPECT_LT(last, 1e-8) << order;
       }
@@ -72,23 +72,23 @@ TEST(MinimalResidual, KnowsWhatItsCombinationLeavesAndNeverLeavesMore) {
   }
 }
 
-TEST(MinimalResidual, LeavesOutWhatIsOfNoUse) {
+TEST(Fgmres, LeavesOutWhatIsOfNoUse) {
   const Vector r = {0.0, 4.0};
   const double nan = std::numeric_limits<double>::quiet_NaN();
-  MinimalResidual corrections;
+  Fgmres corrections;
   EXPECT_FALSE(corrections.start({0.0, 0.0}));
   EXPECT_FALSE(corrections.start({nan, 1.0}));
   ASSERT_TRUE(corrections.start(r));
   EXPECT_FALSE(corrections.add({1.0, 0.0}, {0.0, 0.0}));
   EXPECT_FALSE(corrections.add({1.0, 0.0}, {nan, 0.0}));
   EXPECT_EQ(corrections.size(), 0);
-  EXPECT_DOUBLE_EQ(corrections.least(), 4.0);
+  EXPECT_DOUBLE_EQ(corrections.residual_norm(), 4.0);
   EXPECT_FALSE(corrections.add({1.0, 1.0}, {0.0, 2.0}));  // solves it: nothing can follow
   Vector y;
   corrections.combine(&y);
   EXPECT_DOUBLE_EQ(y[0], 2.0);
   EXPECT_DOUBLE_EQ(y[1], 2.0);
-  EXPECT_DOUBLE_EQ(corrections.least(), 0.0);
+  EXPECT_DOUBLE_EQ(corrections.residual_norm(), 0.0);
 }
 
 }  // namespace

@@ -1,4 +1,4 @@
-#include "interior_point/linear_algebra/normal_equations.h"
+#include "interior_point/linear_algebra/factorisation_choice.h"
 
 #include <algorithm>
 
@@ -24,7 +24,7 @@ constexpr int64_t kSampledEntries = 4;
 // An analysis takes about as long, for each entry of M, as this many pairs in each of the ten
 // factorisations that follow. It has to be less than what these take without it.
 constexpr double kAnalysis = 100.0;
-// Keeping columns as unknowns is looked at where a factorisation without them does more than this
+// An augmented system is looked at where a factorisation without one does more than this
 // much work per entry of A (below, the vectors of an iteration take as long)...
 constexpr double kHeavy = 120.0;
 // ... and for columns this many times longer than the mean, and than the second value, while they
@@ -33,7 +33,7 @@ constexpr double kHeavy = 120.0;
 constexpr double kLongColumn = 2.5;
 constexpr double kShortColumn = 3.0;
 constexpr double kLongShare = 0.7;
-constexpr double kFewKept = 0.9;
+constexpr double kFewAugmented = 0.9;
 // Columns of several entries are few where there are no more than this share of the rows.
 constexpr double kFewColumns = 0.5;
 // Rows this many times longer than the mean are long.
@@ -68,7 +68,7 @@ double density(const SparseColumns &A) {
 
 /// The long columns without the shortest one of each row that has no other: a row whose diagonal in
 /// (14) is nothing but the regularisation makes no pivot.
-Vector<int32_t> columns_to_keep(const SparseColumns &A, double longest_short) {
+Vector<int32_t> augmentable_columns(const SparseColumns &A, double longest_short) {
   Vector<uint8_t> has_diagonal(static_cast<size_t>(A.rows), 0);
   Vector<int32_t> shortest(static_cast<size_t>(A.rows), -1);
   for (int32_t j = 0; j < A.columns(); ++j) {
@@ -82,19 +82,20 @@ Vector<int32_t> columns_to_keep(const SparseColumns &A, double longest_short) {
   for (int32_t i = 0; i < A.rows; ++i) {
     if (!has_diagonal[i] && shortest[i] >= 0) given_up[shortest[i]] = 1;
   }
-  Vector<int32_t> kept;
+  Vector<int32_t> augmented;
   for (int32_t j = 0; j < A.columns(); ++j) {
-    if (A.length(j) > longest_short && !given_up[j]) kept.push_back(j);
+    if (A.length(j) > longest_short && !given_up[j]) augmented.push_back(j);
   }
-  return kept;
+  return augmented;
 }
 
-/// What forming M column by column of A costs where the listed columns (increasing) stay out of it.
-double assembly_work(const SparseColumns &A, const Vector<int32_t> &kept) {
+/// What forming M column by column of A costs where the columns `augmented` (increasing) stay out
+/// of it.
+double assembly_work(const SparseColumns &A, const Vector<int32_t> &augmented) {
   double squares = 0.0;
-  auto next = kept.begin();
+  auto next = augmented.begin();
   for (int32_t j = 0; j < A.columns(); ++j) {
-    if (next != kept.end() && *next == j) {
+    if (next != augmented.end() && *next == j) {
       ++next;
       continue;
     }
@@ -104,9 +105,9 @@ double assembly_work(const SparseColumns &A, const Vector<int32_t> &kept) {
   return kScatterCost * squares / 2.0;
 }
 
-/// The columns that are worth an ordering with them as unknowns; none where that is unlikely to
-/// pay.
-Vector<int32_t> promising_columns(const SparseColumns &A, const Vector<uint8_t> *is_free) {
+/// The long columns that are worth an ordering of their augmented system; none where that is
+/// unlikely to pay.
+Vector<int32_t> long_columns(const SparseColumns &A, const Vector<uint8_t> *is_free) {
   const double mean = static_cast<double>(A.entries()) / std::max(A.columns(), 1);
   const double longest_short = std::max(kLongColumn * mean, kShortColumn);
   double all = 0.0;
@@ -117,26 +118,26 @@ Vector<int32_t> promising_columns(const SparseColumns &A, const Vector<uint8_t> 
     if (length > longest_short) of_long += length * length;
   }
   if (of_long < kLongShare * all) return {};
-  Vector<int32_t> kept = columns_to_keep(A, longest_short);
+  Vector<int32_t> augmented = augmentable_columns(A, longest_short);
   const auto may_not = [is_free](int32_t j) { return is_free && (*is_free)[j]; };
-  kept.erase(std::remove_if(kept.begin(), kept.end(), may_not), kept.end());
-  if (static_cast<double>(kept.size()) > kFewKept * A.rows) kept.clear();
-  return kept;
+  augmented.erase(std::remove_if(augmented.begin(), augmented.end(), may_not), augmented.end());
+  if (static_cast<double>(augmented.size()) > kFewAugmented * A.rows) augmented.clear();
+  return augmented;
 }
 
 /// The sparse factorisation of M where it takes less than `block`, the work of the others.
-std::unique_ptr<Factorisation> sparse_way(const SparseColumns &A, double block) {
+std::unique_ptr<Factorisation> sparse_cholesky(const SparseColumns &A, double block) {
   const double filled = density(A);
   if (filled > kClearlyDense || kAnalysis * filled * A.rows * A.rows > block) return nullptr;
   // What is left for the elimination once M has been formed.
   return make_sparse_factorisation(A, {}, (block - assembly_work(A, {})) / kSparseHandicap);
 }
 
-/// What eliminating all rows before the columns `kept` (increasing) takes: a scattered update of
-/// the square of its length for each. A bound of what to expect before anything is ordered.
-double elimination_work(const SparseColumns &A, const Vector<int32_t> &kept) {
+/// What eliminating all rows before the columns `augmented` (increasing) takes: a scattered update
+/// of the square of its length for each. A bound of what to expect before anything is ordered.
+double elimination_work(const SparseColumns &A, const Vector<int32_t> &augmented) {
   Vector<int32_t> length(static_cast<size_t>(A.rows), 0);
-  for (const int32_t j : kept) {
+  for (const int32_t j : augmented) {
     for (int32_t t = A.start[j]; t < A.start[j + 1]; ++t) ++length[A.row[t]];
   }
   double squares = 0.0;
@@ -144,21 +145,22 @@ double elimination_work(const SparseColumns &A, const Vector<int32_t> &kept) {
   return kScatterCost * squares / 2.0;
 }
 
-/// The factorisation of (14) with the long columns as unknowns, where that takes less than `work`.
-std::unique_ptr<Factorisation> signed_way(const SparseColumns &A, const Vector<uint8_t> *is_free,
-                                          double work) {
+/// The factorisation of (14) with P the long columns, where that takes less than `work`.
+std::unique_ptr<Factorisation> augmented_by_long_columns(const SparseColumns &A,
+                                                         const Vector<uint8_t> *is_free,
+                                                         double work) {
   if (work < kHeavy * A.entries()) return nullptr;
-  const Vector<int32_t> kept = promising_columns(A, is_free);
-  if (kept.empty()) return nullptr;
-  const double assembly = assembly_work(A, kept);
+  const Vector<int32_t> augmented = long_columns(A, is_free);
+  if (augmented.empty()) return nullptr;
+  const double assembly = assembly_work(A, augmented);
   const double entries = 2.0 * assembly / kScatterCost + A.entries();
-  if (kAnalysis * entries > work || elimination_work(A, kept) > work) return nullptr;
-  return make_sparse_factorisation(A, kept, (work - assembly) / kSparseHandicap);
+  if (kAnalysis * entries > work || elimination_work(A, augmented) > work) return nullptr;
+  return make_sparse_factorisation(A, augmented, (work - assembly) / kSparseHandicap);
 }
 
-/// The rows to eliminate first where all columns `kept` (increasing) are unknowns: those that meet
-/// no other row and have a diagonal of their own. Long ones would fill the columns' square.
-Vector<uint8_t> rows_to_begin_with(const SparseColumns &A, const Vector<int32_t> &kept) {
+/// The rows to eliminate first where all columns `augmented` (increasing) are unknowns: those that
+/// meet no other row and have a diagonal of their own. Long ones would fill the columns' square.
+Vector<uint8_t> rows_to_begin_with(const SparseColumns &A, const Vector<int32_t> &augmented) {
   Vector<uint8_t> first(static_cast<size_t>(A.rows), 0);
   Vector<int32_t> length(first.size(), 0);
   for (int32_t j = 0; j < A.columns(); ++j) {
@@ -167,9 +169,9 @@ Vector<uint8_t> rows_to_begin_with(const SparseColumns &A, const Vector<int32_t>
       if (A.length(j) == 1) first[A.row[t]] = 1;
     }
   }
-  auto next = kept.begin();
+  auto next = augmented.begin();
   for (int32_t j = 0; j < A.columns(); ++j) {
-    if (next != kept.end() && *next == j) {
+    if (next != augmented.end() && *next == j) {
       ++next;
     } else if (A.length(j) > 1) {
       for (int32_t t = A.start[j]; t < A.start[j + 1]; ++t) first[A.row[t]] = 0;
@@ -182,20 +184,19 @@ Vector<uint8_t> rows_to_begin_with(const SparseColumns &A, const Vector<int32_t>
 
 /// The factorisation of (14) with all columns as unknowns, where these are few: once the rows are
 /// eliminated what is left has their order. Null where that takes more than `work`, or where the
-/// columns are those that are kept already.
-std::unique_ptr<Factorisation> column_way(const SparseColumns &A, const Vector<int32_t> &known,
-                                          double work) {
+/// columns are those that are `known` already.
+std::unique_ptr<Factorisation> augmented_by_all_columns(const SparseColumns &A,
+                                                        const Vector<int32_t> &known, double work) {
   int32_t several = 0;
   for (int32_t j = 0; j < A.columns(); ++j) several += A.length(j) > 1;
   if (several > kFewColumns * A.rows) return nullptr;
-  const Vector<int32_t> kept = columns_to_keep(A, 1.0);
-  if (kept == known || elimination_work(A, kept) > work) return nullptr;
-  return make_sparse_factorisation(A, kept, rows_to_begin_with(A, kept), work / kSparseHandicap);
+  const Vector<int32_t> augmented = augmentable_columns(A, 1.0);
+  if (augmented == known || elimination_work(A, augmented) > work) return nullptr;
+  return make_sparse_factorisation(A, augmented, rows_to_begin_with(A, augmented),
+                                   work / kSparseHandicap);
 }
 
 }  // namespace
-
-void Factorisation::solve_with_kept(double *r, double *) const { solve(r); }
 
 std::unique_ptr<Factorisation> make_factorisation(const SparseColumns &A, const Factorisation *last,
                                                   const Vector<uint8_t> *is_free) {
@@ -210,11 +211,11 @@ std::unique_ptr<Factorisation> make_factorisation(const SparseColumns &A, const 
   double work = std::min(plain, split);
   std::unique_ptr<Factorisation> best;
   if (A.rows >= kSmall) {
-    best = signed_way(A, is_free, work);
-    if (!best) best = sparse_way(A, work);
-    if (best) work = kSparseHandicap * best->work() + assembly_work(A, best->kept());
+    best = augmented_by_long_columns(A, is_free, work);
+    if (!best) best = sparse_cholesky(A, work);
+    if (best) work = kSparseHandicap * best->work() + assembly_work(A, best->augmented_columns());
     std::unique_ptr<Factorisation> other =
-        column_way(A, best ? best->kept() : Vector<int32_t>(), work);
+        augmented_by_all_columns(A, best ? best->augmented_columns() : Vector<int32_t>(), work);
     if (other) best = std::move(other);
   }
   if (best) return best;

@@ -1,18 +1,18 @@
 /**
- * The normal equations of an interior-point step,
+ * What a factorisation of the normal equations of an interior-point step is,
  *
  *   M y = r,   M = A Theta A' + delta I,                                                       (3)
  *
  * with Theta a positive diagonal matrix that changes from iteration to iteration while the pattern
- * of A stays. What depends on the pattern alone (which way to factorise, orderings, index lists) is
+ * of A stays. What depends on the pattern alone (which factorisation, orderings, index lists) is
  * worked out once per loaded problem and shared; the numbers belong to one factorisation.
  */
-#ifndef INTERIOR_POINT_LINEAR_ALGEBRA_NORMAL_EQUATIONS_H
-#define INTERIOR_POINT_LINEAR_ALGEBRA_NORMAL_EQUATIONS_H
+#ifndef INTERIOR_POINT_LINEAR_ALGEBRA_FACTORISATION_H
+#define INTERIOR_POINT_LINEAR_ALGEBRA_FACTORISATION_H
 
 #include <memory>
 
-#include "interior_point/form/sparse_columns.h"
+#include "interior_point/linear_algebra/sparse_columns.h"
 #include "interior_point/vector.h"
 
 namespace interior_point {
@@ -29,15 +29,16 @@ class Factorisation {
   /// y = M^-1 r in place, r with one entry per row of A.
   virtual void solve(double *r) const = 0;
 
-  /// Columns of A that are unknowns beside y, increasing; none in most ways.
-  const Vector<int32_t> &kept() const { return kept_; }
+  /// The columns P of A that are unknowns beside y in an augmented system, increasing; none where
+  /// it is M itself that is factorised.
+  const Vector<int32_t> &augmented_columns() const { return augmented_columns_; }
 
-  /// The same with them: r = r_S and x = r_P become the y and q of
+  /// The same with them: r = r_S and x = r_P, one entry per column of P, become the y and q of
   ///
   ///   (A_S Theta_S A_S' + diag(added)) y + P q = r_S,   P'y - Theta_P^-1 q = r_P.             (24)
   ///
   /// q is as exact as y. Theta_P (P'y - r_P) would multiply the rounding error of y by Theta_P.
-  virtual void solve_with_kept(double *r, double *x) const;
+  virtual void solve_augmented(double *r, double * /*x*/) const { solve(r); }
 
   /// t_k = a_k'M^-1 a_k for each of the columns a_k (rows as in A). Threads may ask a factorisation
   /// that they share at once; all else is for one thread.
@@ -46,7 +47,7 @@ class Factorisation {
   /// Another factorisation over the same pattern, without numbers yet.
   virtual std::unique_ptr<Factorisation> sibling() const = 0;
 
-  /// One for another A that has the same rows, in the same way. Null where A differs so much from
+  /// One of the same kind for another A that has the same rows. Null where A differs so much from
   /// the one for which it was chosen that the choice should be made anew.
   virtual std::unique_ptr<Factorisation> adapted(const SparseColumns &A) const = 0;
 
@@ -54,11 +55,12 @@ class Factorisation {
   virtual double work() const = 0;
 
  protected:
-  Vector<int32_t> kept_;
+  Vector<int32_t> augmented_columns_;
 };
 
-/// One scattered multiply-add takes about as long as this many of a rank-k update; measured with
-/// orders from 200 to 1000 (8 to 14 Gflop/s dense against 0.6 to 1 Gflop/s scattered).
+/// What `work` charges for: one scattered multiply-add takes about as long as this many of a rank-k
+/// update; measured with orders from 200 to 1000 (8 to 14 Gflop/s dense against 0.6 to 1 Gflop/s
+/// scattered).
 constexpr double kScatterCost = 8.0;
 
 /// True while A has about as many entries as there were when a choice was made.
@@ -66,16 +68,6 @@ inline bool holds_for(const SparseColumns &A, int32_t entries_then) {
   constexpr double kDrift = 1.5;
   return A.entries() <= kDrift * entries_then && entries_then <= kDrift * A.entries();
 }
-
-/// Chooses how to factorise by counting the work of each way, and works out the pattern. A
-/// factorisation for the same rows may be given as `last`, for its choices to be kept where they
-/// still hold. Columns marked in `is_free`, where it is given, have a theta that may be huge
-/// against all others: they do not become unknowns whose pivots start from -1 / theta, but may
-/// where rows are eliminated first. `A` must outlive nothing: the entries that are needed are
-/// copied. Throws std::bad_alloc.
-std::unique_ptr<Factorisation> make_factorisation(const SparseColumns &A,
-                                                  const Factorisation *last = nullptr,
-                                                  const Vector<uint8_t> *is_free = nullptr);
 
 }  // namespace interior_point
 

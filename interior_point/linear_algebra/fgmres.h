@@ -8,8 +8,8 @@
  * Y. Saad, A flexible inner-outer preconditioned GMRES algorithm, SIAM J. Sci. Comput. 14 (1993)
  * 461-469.
  */
-#ifndef INTERIOR_POINT_LINEAR_ALGEBRA_MINIMAL_RESIDUAL_H
-#define INTERIOR_POINT_LINEAR_ALGEBRA_MINIMAL_RESIDUAL_H
+#ifndef INTERIOR_POINT_LINEAR_ALGEBRA_FGMRES_H
+#define INTERIOR_POINT_LINEAR_ALGEBRA_FGMRES_H
 
 #include <array>
 #include <cstddef>
@@ -18,9 +18,9 @@
 
 namespace interior_point {
 
-class MinimalResidual {
+class Fgmres {
  public:
-  static constexpr int kMost = 12;  ///< directions
+  static constexpr int kMaxDimension = 12;  ///< directions
 
   /// Forgets all directions. False for a residual of 0 or not of numbers.
   bool start(const Vector<double> &residual);
@@ -34,24 +34,27 @@ class MinimalResidual {
 
   int size() const { return size_; }
   /// The norm of the residual that the combination leaves.
-  double least() const;
+  double residual_norm() const;
 
   /// Writes the combination.
   void combine(Vector<double> *sum) const;
 
  private:
-  double &entry(int row, int column) { return entries_[static_cast<size_t>(row * kMost + column)]; }
-  double entry(int row, int column) const {
-    return entries_[static_cast<size_t>(row * kMost + column)];
+  double &hessenberg(int row, int column) {
+    return hessenberg_[static_cast<size_t>(row * kMaxDimension + column)];
+  }
+  double hessenberg(int row, int column) const {
+    return hessenberg_[static_cast<size_t>(row * kMaxDimension + column)];
   }
   void rotate(double below);
 
   int size_ = 0;
-  std::array<Vector<double>, kMost + 1> basis_;        // orthonormal: r and the images
-  std::array<Vector<double>, kMost> directions_;       // as they came
-  std::array<double, kMost *kMost> entries_ = {};      // of the triangle that is solved with
-  std::array<double, kMost> cosine_ = {}, sine_ = {};  // of the rotations that made it one
-  std::array<double, kMost + 1> rhs_ = {};             // r in the rotated basis
+  std::array<Vector<double>, kMaxDimension + 1> basis_;   // orthonormal: r and the images
+  std::array<Vector<double>, kMaxDimension> directions_;  // as they came
+  std::array<double, kMaxDimension *kMaxDimension> hessenberg_ =
+      {};  // of the triangle that is solved with
+  std::array<double, kMaxDimension> cosine_ = {}, sine_ = {};  // of the rotations that made it one
+  std::array<double, kMaxDimension + 1> rhs_ = {};             // r in the rotated basis
 };
 
 }  // namespace interior_point
