@@ -1,5 +1,7 @@
 #include "interior_point/linear_algebra/dense_kernel.h"
 
+#include <mutex>
+
 // The Fortran interface, which every BLAS and LAPACK has.
 extern "C" {
 void dpotrf_(const char *uplo, const int *n, double *a, const int *lda, int *info);
@@ -16,9 +18,13 @@ void dtrsv_(const char *uplo, const char *trans, const char *diag, const int *n,
 void dgemv_(const char *trans, const int *m, const int *n, const double *alpha, const double *a,
             const int *lda, const double *x, const int *incx, const double *beta, double *y,
             const int *incy);
-#if INTERIOR_POINT_HAVE_OPENBLAS_THREADS
-int openblas_get_num_threads(void);
-void openblas_set_num_threads(int threads);
+// Null where the libraries that the program is loaded with have no such function. Only code that is
+// independent of its position, as the library is built, leaves the answer to that time.
+#if defined(__GNUC__) && defined(__ELF__)
+int openblas_get_num_threads(void) __attribute__((weak));
+void openblas_set_num_threads(int threads) __attribute__((weak));
+int omp_get_max_threads(void) __attribute__((weak));
+void omp_set_num_threads(int threads) __attribute__((weak));
 #endif
 }
 
@@ -31,15 +37,50 @@ constexpr double kZero = 0.0;
 constexpr int kUnitStride = 1;
 }  // namespace
 
-#if INTERIOR_POINT_HAVE_OPENBLAS_THREADS
-SingleThreadedBlas::SingleThreadedBlas() : callers_threads_(openblas_get_num_threads()) {
-  if (callers_threads_ != 1) openblas_set_num_threads(1);
+#if defined(__GNUC__) && defined(__ELF__)
+
+namespace {
+
+bool has_openblas() { return openblas_get_num_threads && openblas_set_num_threads; }
+bool has_openmp() { return omp_get_max_threads && omp_set_num_threads; }
+
+struct Users {
+  std::mutex mutex;
+  int count = 0;
+  int hosts_threads = 1;
+};
+
+/// The one variable of the process, as the setting that it stands for is one.
+Users &users() {
+  static Users instance;
+  return instance;
 }
+
+}  // namespace
+
+SingleThreadedBlas::SingleThreadedBlas() {
+  if (!has_openblas()) return;
+  if (has_openmp()) openmp_threads_ = omp_get_max_threads();
+  const std::lock_guard<std::mutex> lock(users().mutex);
+  if (users().count++ > 0) return;
+  users().hosts_threads = openblas_get_num_threads();
+  if (users().hosts_threads != 1) openblas_set_num_threads(1);
+}
+
 SingleThreadedBlas::~SingleThreadedBlas() {
-  if (callers_threads_ != 1) openblas_set_num_threads(callers_threads_);
+  if (!has_openblas()) return;
+  {
+    const std::lock_guard<std::mutex> lock(users().mutex);
+    if (--users().count == 0 && users().hosts_threads != 1) {
+      openblas_set_num_threads(users().hosts_threads);
+    }
+  }
+  // An OpenBLAS made with OpenMP sets its number for the thread that calls, too.
+  if (has_openmp()) omp_set_num_threads(openmp_threads_);
 }
+
 #else
-SingleThreadedBlas::SingleThreadedBlas() : callers_threads_(1) {}
+SingleThreadedBlas::SingleThreadedBlas() = default;
 SingleThreadedBlas::~SingleThreadedBlas() = default;
 #endif
 

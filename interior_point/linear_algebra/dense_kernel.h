@@ -10,9 +10,14 @@
 namespace interior_point {
 
 /**
- * Keeps a BLAS that has threads of its own to one thread for the life of the object, then puts the
- * caller's setting back. Problems of a few hundred rows lose more by waking threads than they gain,
- * and one thread gives the same bits each time.
+ * Keeps OpenBLAS to one thread for the life of the object. Problems of a few hundred rows lose more
+ * by waking threads than they gain, and one thread gives the same bits each time.
+ *
+ * The number of threads is a setting of the process, so its users are counted for the process: the
+ * first object notes the host's setting, the last one puts it back, whichever host threads they
+ * belong to. The functions that set it are looked up when the program is loaded, because the BLAS
+ * that a program meets then need not be the one that it was linked with. Other libraries are left
+ * as they are.
  */
 class SingleThreadedBlas {
  public:
@@ -22,7 +27,7 @@ class SingleThreadedBlas {
   SingleThreadedBlas &operator=(const SingleThreadedBlas &) = delete;
 
  private:
-  int callers_threads_;
+  int openmp_threads_ = 0;  // of this host thread: OpenMP keeps its number for each by itself
 };
 
 namespace dense {
