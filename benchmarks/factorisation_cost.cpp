@@ -3,7 +3,7 @@
 #include <memory>
 
 #include "benchmarks/measurements.h"
-#include "interior_point/form/problem_form.h"
+#include "interior_point/form/form_builder.h"
 #include "interior_point/linear_algebra/factorisation_choice.h"
 
 namespace benchmarks {

@@ -5,6 +5,8 @@
 #include <exception>
 #include <memory>
 
+#include "interior_point/form/form_builder.h"
+#include "interior_point/form/huge_bounds.h"
 #include "interior_point/linear_algebra/dense_kernel.h"
 #include "interior_point/method/solver.h"
 #include "interior_point/presolve/presolve.h"
@@ -12,7 +14,7 @@
 namespace {
 
 using interior_point::Code;
-using interior_point::keeps_to_loose_bounds;
+using interior_point::keeps_to_huge_bounds;
 using interior_point::Measures;
 using interior_point::Presolved;
 using interior_point::ProblemForm;
@@ -82,16 +84,16 @@ Code solve_form(Handle *handle, const Request &asked, Start start, const SavedPo
   return code;
 }
 
-/// True when the last solve says nothing of the problem with its loose bounds.
-bool loose_bounds_matter(const Handle &handle, Code code) {
+/// True when the last solve says nothing of the problem with its huge bounds.
+bool huge_bounds_matter(const Handle &handle, Code code) {
   const ProblemForm &form = *handle.form;
-  if (form.loose.empty()) return false;
-  return code != Code::kSolved || !keeps_to_loose_bounds(form, handle.solver->point().x);
+  if (form.huge_bounds.empty()) return false;
+  return code != Code::kSolved || !keeps_to_huge_bounds(form, handle.solver->point().x);
 }
 
 void tighten(Handle *handle) {
   const auto form =
-      std::make_shared<const ProblemForm>(interior_point::with_all_bounds(*handle->form));
+      std::make_shared<const ProblemForm>(interior_point::with_huge_bounds(*handle->form));
   handle->reducible = interior_point::worth_presolving(*form);
   handle->solver = std::make_unique<Solver>(form);
   handle->form = form;
@@ -133,7 +135,7 @@ int32_t run(IP_problem *Pb, int32_t start_mode, const IP_save_record *saved, dou
     if (start_mode == 2) start = handle->solver->has_point() ? Start::kCurrent : Start::kSaved;
     int32_t spent = 0;
     Code code = solve_form(handle, asked, start, point, &spent);
-    if (loose_bounds_matter(*handle, code)) {
+    if (huge_bounds_matter(*handle, code)) {
       tighten(handle);
       code = solve_form(handle, asked, Start::kCold, nullptr, &spent);
     }

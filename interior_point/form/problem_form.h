@@ -1,5 +1,5 @@
 /**
- * The problem as it is loaded and the form that is solved.
+ * The form of a linear program that is solved.
  *
  * The caller's problem has rows of three types with ranges and columns with any bounds:
  *
@@ -18,8 +18,8 @@
  * On the way from one to the other: every inequality row gets a slack column; a column with a lower
  * bound is shifted to it, one with an upper bound alone is reflected at it; fixed columns, columns
  * without entries, and rows without entries are taken out; columns between two huge bounds become
- * free, and the solution is tried against the bounds; rows and columns are scaled by powers of
- * two, so that the way back is exact.
+ * free (huge_bounds.h); rows and columns are scaled by powers of two (scaling.h), so that going
+ * back is exact.
  */
 #ifndef INTERIOR_POINT_FORM_PROBLEM_FORM_H
 #define INTERIOR_POINT_FORM_PROBLEM_FORM_H
@@ -36,26 +36,11 @@ constexpr double kInfinity = std::numeric_limits<double>::infinity();
 
 enum RowType : int32_t { kEqual = 1, kGreaterEqual = 2, kLessEqual = 3 };
 
-/// The arrays of load_Pb, borrowed for the time of the call. Row and column starts count from 1,
-/// the last row holds the costs.
-struct LoadedArrays {
-  const int32_t *row_type;
-  const int32_t *col_start;
-  const int32_t *rw;
-  const double *elt;
-  const double *rhs;
-  const double *row_range;
-  const double *col_lb;
-  const double *col_ub;
-  int32_t rows;  ///< cost row included
-  int32_t columns;
-};
-
 /// What is known of a problem before the first iteration.
 enum class Verdict { kOpen, kInfeasible, kUnbounded };
 
-/// Huge bounds of a free column, in the caller's unit.
-struct LooseBounds {
+/// The bounds of a column that is free in the form because they are huge, in the caller's unit.
+struct HugeBounds {
   int32_t column;
   double lower, upper;
 };
@@ -76,49 +61,35 @@ struct ProblemForm {
   Verdict verdict = Verdict::kOpen;
 
   // Back to the caller's problem.
-  Vector<double> row_scale;      ///< scaled row = row_scale * row
-  Vector<double> column_scale;   ///< x in the caller's unit = column_scale * scaled x
-  Vector<double> row_unit;       ///< 1 / row_scale, exact
-  Vector<double> column_unit;    ///< 1 / column_scale, exact
-  Vector<int32_t> user_row;      ///< per row: the caller's row, from 0
-  Vector<int32_t> user_column;   ///< per structural: the caller's column, from 0
-  Vector<double> shift;          ///< per structural: the caller's x = shift + sign * x
-  Vector<double> sign;           ///< per structural: 1, or -1 where reflected
-  Vector<int32_t> row_type;      ///< per row: RowType of the caller's row
-  Vector<int32_t> slack_row;     ///< per slack: its row
-  SparseColumns removed;         ///< the columns taken out, unscaled, rows of the form
-  Vector<int32_t> removed_user;  ///< per removed column: the caller's column, from 0
-  Vector<double> removed_value;  ///< per removed column: its value
-  Vector<double> removed_cost;   ///< per removed column: its cost
-  Vector<uint64_t> fingerprint;  ///< per structural: hash of its entries, cost left out
-  Vector<LooseBounds> loose;     ///< columns that are free although they have bounds
-  int32_t user_rows = 0;         ///< cost row included
+  Vector<double> row_scale;        ///< scaled row = row_scale * row
+  Vector<double> column_scale;     ///< x in the caller's unit = column_scale * scaled x
+  Vector<double> row_unit;         ///< 1 / row_scale, exact
+  Vector<double> column_unit;      ///< 1 / column_scale, exact
+  Vector<int32_t> user_row;        ///< per row: the caller's row, from 0
+  Vector<int32_t> user_column;     ///< per structural: the caller's column, from 0
+  Vector<double> shift;            ///< per structural: the caller's x = shift + sign * x
+  Vector<double> sign;             ///< per structural: 1, or -1 where reflected
+  Vector<int32_t> row_type;        ///< per row: RowType of the caller's row
+  Vector<int32_t> slack_row;       ///< per slack: its row
+  SparseColumns removed;           ///< the columns taken out, unscaled, rows of the form
+  Vector<int32_t> removed_user;    ///< per removed column: the caller's column, from 0
+  Vector<double> removed_value;    ///< per removed column: its value
+  Vector<double> removed_cost;     ///< per removed column: its cost
+  Vector<uint64_t> fingerprint;    ///< per structural: hash of its entries, cost left out
+  Vector<HugeBounds> huge_bounds;  ///< of columns that are free although they have bounds
+  int32_t user_rows = 0;           ///< cost row included
   int32_t user_columns = 0;
 
   // Of the form (1), for the measures.
   int32_t pairs = 0;         ///< complementarity pairs: columns that are not free, and the widths
   double largest_rhs = 0.0;  ///< max|b| in the caller's units
 
+  /// Works out `boxed`, `pairs` and `largest_rhs` from the rest. Throws std::bad_alloc.
+  void derive();
+
   int32_t rows() const { return A.rows; }
   int32_t columns() const { return A.columns(); }
 };
-
-/// Makes the scaled form (1) of a loaded problem. Throws std::bad_alloc.
-ProblemForm make_problem_form(const LoadedArrays &loaded);
-
-/// Per boxed column, whether its box is so wide that it says nothing of the size of x: huge in the
-/// caller's unit, and in the scaled one a multiple of the largest right-hand side, which a column
-/// reaches that is alone with a row, the entries of A being at most about 1. None where all
-/// right-hand sides are 0: then the boxes are all that gives x a size.
-Vector<uint8_t> far_boxes(const ProblemForm &form);
-
-/// A column between two huge bounds, nearer to neither, is free in the form, since a shift by one
-/// of them would cost the digits of all that is small beside it. True when the values x of the
-/// form, scaled, keep to such bounds.
-bool keeps_to_loose_bounds(const ProblemForm &form, const Vector<double> &x);
-
-/// The form with these bounds as a shift and a width like all others. Throws std::bad_alloc.
-ProblemForm with_all_bounds(const ProblemForm &form);
 
 }  // namespace interior_point
 

@@ -115,14 +115,6 @@ double objective_size(const ProblemForm &form, double objective) {
                    kConstantFloor * std::fabs(form.objective_constant)});
 }
 
-void Point::resize(const ProblemForm &form) {
-  x.assign(static_cast<size_t>(form.columns()), 0.0);
-  z.assign(x.size(), 0.0);
-  w.assign(form.boxed.size(), 0.0);
-  v.assign(form.boxed.size(), 0.0);
-  y.assign(static_cast<size_t>(form.rows()), 0.0);
-}
-
 void Residuals::resize(const ProblemForm &form) {
   primal.assign(static_cast<size_t>(form.rows()), 0.0);
   width.assign(form.boxed.size(), 0.0);

@@ -21,17 +21,11 @@
 #ifndef INTERIOR_POINT_METHOD_ITERATE_H
 #define INTERIOR_POINT_METHOD_ITERATE_H
 
+#include "interior_point/form/point.h"
 #include "interior_point/form/problem_form.h"
 #include "interior_point/vector.h"
 
 namespace interior_point {
-
-/// x and z per column (z is 0 for a free one), w and v per boxed column, y per row.
-struct Point {
-  Vector<double> x, z, w, v, y;
-
-  void resize(const ProblemForm &form);
-};
 
 /// Of the system (6), or of its right-hand side in a Newton step.
 struct Residuals {

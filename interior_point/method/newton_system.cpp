@@ -150,10 +150,10 @@ bool NewtonSystem::prepare(const Point &point, double mu) {
   return factorise();
 }
 
-bool NewtonSystem::prepare_least_squares(const Vector<uint8_t> &far) {
+bool NewtonSystem::prepare_least_squares(const Vector<uint8_t> &huge) {
   std::fill(theta_.begin(), theta_.end(), 1.0);
-  for (size_t k = 0; k < far.size(); ++k) {
-    if (!far[k]) theta_[form_.boxed[k]] = 0.5;
+  for (size_t k = 0; k < huge.size(); ++k) {
+    if (!huge[k]) theta_[form_.boxed[k]] = 0.5;
   }
   const bool done = factorise();
   factorised_ = false;  // of no point

@@ -96,8 +96,8 @@ class NewtonSystem {
   const Vector<double> &theta() const { return theta_; }
 
   /// Theta of the least-squares starting point: 1, and 1/2 for the boxed columns that are not
-  /// marked as far.
-  bool prepare_least_squares(const Vector<uint8_t> &far);
+  /// marked as huge.
+  bool prepare_least_squares(const Vector<uint8_t> &huge);
   /// y = (A Theta A' + delta I)^-1 r in place.
   void solve_normal(double *r) const { factorisation_->solve(r); }
 

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "interior_point/form/huge_bounds.h"
 #include "interior_point/vector.h"
 
 namespace interior_point {
@@ -15,24 +16,24 @@ constexpr double kLeastShift = 1e-3;     // when x or z of (10) is zero all over
 /// x + w = h with |x|^2 + |w|^2 least among the near boxes: theta is 1/2 there, x is measured from
 /// h/2. The other columns have theta 1.
 void least_squares_x(const ProblemForm &form, const NewtonSystem &newton,
-                     const Vector<uint8_t> &far, Point *point) {
+                     const Vector<uint8_t> &huge, Point *point) {
   Vector<double> r = form.b;
   std::fill(point->x.begin(), point->x.end(), 0.0);
-  for (size_t k = 0; k < far.size(); ++k) {
-    if (!far[k]) point->x[form.boxed[k]] = -0.5 * form.width[form.boxed[k]];
+  for (size_t k = 0; k < huge.size(); ++k) {
+    if (!huge[k]) point->x[form.boxed[k]] = -0.5 * form.width[form.boxed[k]];
   }
   add_product(form.A, point->x.data(), r.data());
   newton.solve_normal(r.data());
   for (int32_t j = 0; j < form.columns(); ++j) {
     point->x[j] = newton.theta()[j] * column_product(form.A, j, r.data()) - point->x[j];
   }
-  for (size_t k = 0; k < far.size(); ++k) {
+  for (size_t k = 0; k < huge.size(); ++k) {
     point->w[k] = form.width[form.boxed[k]] - point->x[form.boxed[k]];
   }
 }
 
 void least_squares_y(const ProblemForm &form, const NewtonSystem &newton,
-                     const Vector<uint8_t> &far, Point *point) {
+                     const Vector<uint8_t> &huge, Point *point) {
   std::fill(point->y.begin(), point->y.end(), 0.0);
   add_product(form.A, form.c.data(), point->y.data());
   newton.solve_normal(point->y.data());
@@ -40,22 +41,22 @@ void least_squares_y(const ProblemForm &form, const NewtonSystem &newton,
     point->z[j] = form.c[j] - column_product(form.A, j, point->y.data());
   }
   // z - v = c - A'y is split evenly around zero.
-  for (size_t k = 0; k < far.size(); ++k) {
-    if (far[k]) continue;
+  for (size_t k = 0; k < huge.size(); ++k) {
+    if (huge[k]) continue;
     const double slack = point->z[form.boxed[k]];
     point->z[form.boxed[k]] = 0.5 * slack;
     point->v[k] = -0.5 * slack;
   }
 }
 
-double least_value(const ProblemForm &form, const Vector<uint8_t> &far,
+double least_value(const ProblemForm &form, const Vector<uint8_t> &huge,
                    const Vector<double> &per_column, const Vector<double> &per_boxed) {
   double least = kInfinity;
   for (int32_t j = 0; j < form.columns(); ++j) {
     if (!form.is_free[j]) least = std::min(least, per_column[j]);
   }
-  for (size_t k = 0; k < far.size(); ++k) {
-    if (!far[k]) least = std::min(least, per_boxed[k]);
+  for (size_t k = 0; k < huge.size(); ++k) {
+    if (!huge[k]) least = std::min(least, per_boxed[k]);
   }
   return least;
 }
@@ -68,11 +69,11 @@ void add_constant(const ProblemForm &form, double constant, Vector<double> *per_
   for (double &e : *per_boxed) e += constant;
 }
 
-/// The pairs of far boxes, at the mean product of the others.
-void complete_far_boxes(const ProblemForm &form, const Vector<uint8_t> &far, double mu,
-                        Point *point) {
-  for (size_t k = 0; k < far.size(); ++k) {
-    if (!far[k]) continue;
+/// The pairs of huge boxes, at the mean product of the others.
+void complete_huge_boxes(const ProblemForm &form, const Vector<uint8_t> &huge, double mu,
+                         Point *point) {
+  for (size_t k = 0; k < huge.size(); ++k) {
+    if (!huge[k]) continue;
     const int32_t j = form.boxed[k];
     point->w[k] = std::max(form.width[j] - point->x[j], 0.5 * form.width[j]);
     point->v[k] = mu / point->w[k];
@@ -80,9 +81,9 @@ void complete_far_boxes(const ProblemForm &form, const Vector<uint8_t> &far, dou
 }
 
 /// First to positive values, then by half of the mean product over the mean of the other side.
-void shift_into_interior(const ProblemForm &form, const Vector<uint8_t> &far, Point *point) {
-  const double least_x = least_value(form, far, point->x, point->w);
-  const double least_z = least_value(form, far, point->z, point->v);
+void shift_into_interior(const ProblemForm &form, const Vector<uint8_t> &huge, Point *point) {
+  const double least_x = least_value(form, huge, point->x, point->w);
+  const double least_z = least_value(form, huge, point->z, point->v);
   add_constant(form, std::max(-kViolationShift * least_x, kLeastShift), &point->x, &point->w);
   add_constant(form, std::max(-kViolationShift * least_z, kLeastShift), &point->z, &point->v);
   double products = 0.0;
@@ -102,14 +103,14 @@ void shift_into_interior(const ProblemForm &form, const Vector<uint8_t> &far, Po
       take(point->x[j], point->z[j]);
     }
   }
-  for (size_t k = 0; k < far.size(); ++k) {
-    if (!far[k]) take(point->w[k], point->v[k]);
+  for (size_t k = 0; k < huge.size(); ++k) {
+    if (!huge[k]) take(point->w[k], point->v[k]);
   }
   add_constant(form, 0.5 * products / sum_z, &point->x, &point->w);
   add_constant(form, 0.5 * products / sum_x, &point->z, &point->v);
   // sum (x + dx)(z + dz) with the two shifts is 2 products and a quarter of N times their ratio.
   const double shifts = 0.25 * products / sum_x * products / sum_z;
-  complete_far_boxes(form, far, 2.0 * products / pairs + shifts, point);
+  complete_huge_boxes(form, huge, 2.0 * products / pairs + shifts, point);
 }
 
 double largest_entry(const ProblemForm &form, int32_t j) {
@@ -145,11 +146,11 @@ void make_penalty_point(const ProblemForm &form, Point *point) {
 bool make_starting_point(const ProblemForm &form, NewtonSystem *newton, Point *point) {
   point->resize(form);
   newton->reset_terms();
-  const Vector<uint8_t> far = far_boxes(form);
-  if (!newton->prepare_least_squares(far)) return false;
-  least_squares_x(form, *newton, far, point);
-  least_squares_y(form, *newton, far, point);
-  if (form.pairs > 0) shift_into_interior(form, far, point);
+  const Vector<uint8_t> huge = huge_boxes(form);
+  if (!newton->prepare_least_squares(huge)) return false;
+  least_squares_x(form, *newton, huge, point);
+  least_squares_y(form, *newton, huge, point);
+  if (form.pairs > 0) shift_into_interior(form, huge, point);
   return true;
 }
 

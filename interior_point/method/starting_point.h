@@ -5,7 +5,7 @@
  *   (y, z) from min |c - A'y|^2,                                                              (10)
  *
  * both from one factorisation of A A', and then x, w and z, v shifted to be positive. A box that is
- * far (problem_form.h) has no part in this, half its width being no measure of x: w is what x
+ * huge (huge_bounds.h) has no part in this, half its width being no measure of x: w is what x
  * leaves of it and v = mu / w. S. Mehrotra, On the implementation of a primal-dual interior point
  * method, SIAM J. Optimization 2 (1992), section 7; the treatment of widths is the usual extension.
  */

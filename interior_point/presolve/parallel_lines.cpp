@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "interior_point/form/fingerprint.h"
 #include "interior_point/vector.h"
 
 namespace interior_point {
@@ -35,12 +36,6 @@ struct ByColumns {
   int32_t across(int32_t t) const { return p.entry(t).row; }
   int32_t crossings() const { return p.rows(); }
 };
-
-uint64_t scramble(uint64_t word) {
-  word = (word ^ (word >> 30)) * 0xbf58476d1ce4e5b9ULL;
-  word = (word ^ (word >> 27)) * 0x94d049bb133111ebULL;
-  return word ^ (word >> 31);
-}
 
 /// The entry of the least crossing: what the others are measured in.
 template <typename Walk>

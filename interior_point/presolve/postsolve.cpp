@@ -10,7 +10,8 @@ namespace {
 constexpr double kRounding = 4e-15;
 }  // namespace
 
-Trail::Record &Trail::open(const ReducibleProgram &p, Kind kind, int32_t row, int32_t column) {
+PostsolveStack::Record &PostsolveStack::open(const ReducibleProgram &p, Kind kind, int32_t row,
+                                             int32_t column) {
   Record r = {};
   r.kind = kind;
   r.row = row;
@@ -29,7 +30,7 @@ Trail::Record &Trail::open(const ReducibleProgram &p, Kind kind, int32_t row, in
   return records_.back();
 }
 
-void Trail::store_row(const ReducibleProgram &p, int32_t i, int32_t without) {
+void PostsolveStack::store_row(const ReducibleProgram &p, int32_t i, int32_t without) {
   Record &r = records_.back();
   r.row_entries = index_.size();
   for (int32_t t = p.first_in_row(i); t != p.kNone; t = p.entry(t).next_in_row) {
@@ -40,7 +41,7 @@ void Trail::store_row(const ReducibleProgram &p, int32_t i, int32_t without) {
   r.column_entries = r.end = index_.size();
 }
 
-void Trail::store_column(const ReducibleProgram &p, int32_t j, int32_t without) {
+void PostsolveStack::store_column(const ReducibleProgram &p, int32_t j, int32_t without) {
   Record &r = records_.back();
   r.column_entries = index_.size();
   for (int32_t t = p.first_in_column(j); t != p.kNone; t = p.entry(t).next_in_column) {
@@ -51,24 +52,25 @@ void Trail::store_column(const ReducibleProgram &p, int32_t j, int32_t without) 
   r.end = index_.size();
 }
 
-void Trail::fixed_column(const ReducibleProgram &p, int32_t j, double value) {
+void PostsolveStack::fixed_column(const ReducibleProgram &p, int32_t j, double value) {
   open(p, Kind::kFixed, -1, j).value = value;
   store_column(p, j, -1);
 }
 
-void Trail::singleton_row(const ReducibleProgram &p, int32_t t, bool gave_lower, bool gave_upper) {
+void PostsolveStack::singleton_row(const ReducibleProgram &p, int32_t t, bool gave_lower,
+                                   bool gave_upper) {
   Record &r = open(p, Kind::kSingletonRow, p.entry(t).row, p.entry(t).column);
   r.pivot = p.entry(t).value;
   r.first = gave_lower;
   r.second = gave_upper;
 }
 
-void Trail::forcing_row(const ReducibleProgram &p, int32_t i, bool at_most) {
+void PostsolveStack::forcing_row(const ReducibleProgram &p, int32_t i, bool at_most) {
   open(p, Kind::kForcingRow, i, -1).first = at_most;
   store_row(p, i, -1);
 }
 
-void Trail::substituted_column(const ReducibleProgram &p, int32_t t, double b) {
+void PostsolveStack::substituted_column(const ReducibleProgram &p, int32_t t, double b) {
   const ReducibleProgram::Entry &e = p.entry(t);
   Record &r = open(p, Kind::kSubstituted, e.row, e.column);
   r.pivot = e.value;
@@ -77,14 +79,14 @@ void Trail::substituted_column(const ReducibleProgram &p, int32_t t, double b) {
   store_column(p, e.column, e.row);
 }
 
-void Trail::slack_column(const ReducibleProgram &p, int32_t t) {
+void PostsolveStack::slack_column(const ReducibleProgram &p, int32_t t) {
   const ReducibleProgram::Entry &e = p.entry(t);
   open(p, Kind::kSlack, e.row, e.column).pivot = e.value;
   store_row(p, e.row, e.column);
 }
 
-void Trail::doubleton_row(const ReducibleProgram &p, int32_t t, int32_t k, double b,
-                          bool gave_lower, bool gave_upper) {
+void PostsolveStack::doubleton_row(const ReducibleProgram &p, int32_t t, int32_t k, double b,
+                                   bool gave_lower, bool gave_upper) {
   const ReducibleProgram::Entry &e = p.entry(t);
   Record &r = open(p, Kind::kDoubleton, e.row, e.column);
   r.other = k;
@@ -97,8 +99,8 @@ void Trail::doubleton_row(const ReducibleProgram &p, int32_t t, int32_t k, doubl
   store_column(p, e.column, e.row);
 }
 
-void Trail::parallel_row(const ReducibleProgram &p, int32_t i, int32_t r, double s, bool gave_low,
-                         bool gave_high) {
+void PostsolveStack::parallel_row(const ReducibleProgram &p, int32_t i, int32_t r, double s,
+                                  bool gave_low, bool gave_high) {
   Record &record = open(p, Kind::kParallelRow, i, -1);
   record.other = r;
   record.pivot = s;
@@ -106,7 +108,7 @@ void Trail::parallel_row(const ReducibleProgram &p, int32_t i, int32_t r, double
   record.second = gave_high;
 }
 
-void Trail::merged_columns(const ReducibleProgram &p, int32_t j, int32_t k, double s) {
+void PostsolveStack::merged_columns(const ReducibleProgram &p, int32_t j, int32_t k, double s) {
   Record &record = open(p, Kind::kMerged, -1, j);
   record.other = k;
   record.pivot = s;
@@ -115,7 +117,7 @@ void Trail::merged_columns(const ReducibleProgram &p, int32_t j, int32_t k, doub
 }
 
 /// The stored part of the row times x.
-double Trail::row_sum(const Record &r, const Solution &s) const {
+double PostsolveStack::row_sum(const Record &r, const Solution &s) const {
   double sum = 0.0;
   for (size_t t = r.row_entries; t < r.column_entries; ++t) sum += value_[t] * s.x[index_[t]];
   return sum;
@@ -123,7 +125,7 @@ double Trail::row_sum(const Record &r, const Solution &s) const {
 
 /// x_j of (18) and (20). Beside a cost of 1e10 the rounding error of a column that belongs at its
 /// bound would show in the objective.
-double Trail::value_from_row(const Record &r, const Solution &s) const {
+double PostsolveStack::value_from_row(const Record &r, const Solution &s) const {
   double rest = r.value;
   double size = std::fabs(r.value);
   for (size_t t = r.row_entries; t < r.column_entries; ++t) {
@@ -138,14 +140,14 @@ double Trail::value_from_row(const Record &r, const Solution &s) const {
 }
 
 /// The cost less the stored part of the column times y.
-double Trail::column_slack(const Record &r, const Solution &s) const {
+double PostsolveStack::column_slack(const Record &r, const Solution &s) const {
   double slack = r.cost;
   for (size_t t = r.column_entries; t < r.end; ++t) slack -= value_[t] * s.y[index_[t]];
   return slack;
 }
 
 /// (16)
-void Trail::undo_singleton_row(const Record &r, Solution *s) const {
+void PostsolveStack::undo_singleton_row(const Record &r, Solution *s) const {
   double &d = s->d[r.column];
   const bool held = d > 0.0 ? r.first : r.second;
   s->y[r.row] = held ? d / r.pivot : 0.0;
@@ -153,7 +155,7 @@ void Trail::undo_singleton_row(const Record &r, Solution *s) const {
 }
 
 /// (17)
-void Trail::undo_forcing_row(const Record &r, Solution *s) const {
+void PostsolveStack::undo_forcing_row(const Record &r, Solution *s) const {
   double y = 0.0;
   for (size_t t = r.row_entries; t < r.column_entries; ++t) {
     const double wanted = s->d[index_[t]] / value_[t];
@@ -164,7 +166,7 @@ void Trail::undo_forcing_row(const Record &r, Solution *s) const {
 }
 
 /// (19): among the values that the row allows, the one nearest to where its dual pushes.
-void Trail::undo_slack(const Record &r, Solution *s) const {
+void PostsolveStack::undo_slack(const Record &r, Solution *s) const {
   const double rest = row_sum(r, *s);
   double least = (r.low - rest) / r.pivot;
   double most = (r.high - rest) / r.pivot;
@@ -178,7 +180,7 @@ void Trail::undo_slack(const Record &r, Solution *s) const {
 }
 
 /// (20)
-void Trail::undo_doubleton(const Record &r, Solution *s) const {
+void PostsolveStack::undo_doubleton(const Record &r, Solution *s) const {
   double &d = s->d[r.other];
   const bool held = d > 0.0 ? r.first : r.second;
   s->x[r.column] = value_from_row(r, *s);
@@ -188,7 +190,7 @@ void Trail::undo_doubleton(const Record &r, Solution *s) const {
 }
 
 /// (22)
-void Trail::undo_parallel_row(const Record &r, Solution *s) const {
+void PostsolveStack::undo_parallel_row(const Record &r, Solution *s) const {
   double &y = s->y[r.row];
   const bool held = y > 0.0 ? r.first : r.second;
   s->y[r.other] = held ? y / r.pivot : 0.0;
@@ -196,7 +198,7 @@ void Trail::undo_parallel_row(const Record &r, Solution *s) const {
 }
 
 /// (23)
-void Trail::undo_merged(const Record &r, Solution *s) const {
+void PostsolveStack::undo_merged(const Record &r, Solution *s) const {
   const double x = s->x[r.column];
   const double d = s->d[r.column];
   const bool to_lower = (d >= 0.0) == (r.pivot > 0.0);
@@ -209,7 +211,7 @@ void Trail::undo_merged(const Record &r, Solution *s) const {
   s->d[r.other] = r.pivot * d;
 }
 
-void Trail::undo(Solution *s) const {
+void PostsolveStack::undo(Solution *s) const {
   for (auto r = records_.rbegin(); r != records_.rend(); ++r) {
     switch (r->kind) {
       case Kind::kFixed:

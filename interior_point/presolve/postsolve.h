@@ -1,8 +1,8 @@
 /**
- * The way back from a reduced program to the one it was made of.
+ * Postsolve: from a solution of a reduced program to one of the program it was made of.
  *
- * Every reduction leaves a record, and the records are undone last to first. Between two of them
- * the trail holds values x, duals y and reduced costs
+ * Every reduction pushes a record on a stack, and the records are undone last to first. Between two
+ * of them the stack holds values x, duals y and reduced costs
  *
  *   d_j = c_j - sum_i a_ij y_i                                                                (15)
  *
@@ -50,9 +50,9 @@ struct Solution {
   Vector<double> y;     ///< per row
 };
 
-/// The records. Each function is called before the program is changed and copies what it needs of
-/// it; all throw std::bad_alloc.
-class Trail {
+/// The stack of records. Each function is called before the program is changed and copies what it
+/// needs of it; all throw std::bad_alloc.
+class PostsolveStack {
  public:
   /// Column j at `value`.
   void fixed_column(const ReducibleProgram &p, int32_t j, double value);

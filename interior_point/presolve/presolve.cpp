@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cmath>
 
+#include "interior_point/form/form_builder.h"
+#include "interior_point/form/huge_bounds.h"
 #include "interior_point/presolve/reductions.h"
 #include "interior_point/vector.h"
 
@@ -13,7 +15,7 @@ namespace {
 // Share of the rows and columns that the first look has to find: the reductions, which cost about
 // half an iteration, then usually find a multiple of it...
 constexpr double kPromising = 0.025;
-// ... and the share that they have to take out for the way there and back to pay.
+// ... and the share that they have to take out for presolve and postsolve to pay.
 constexpr double kWorthwhile = 0.05;
 constexpr double kNoRange = 1e30;
 
@@ -103,7 +105,7 @@ bool worth_presolving(const ProblemForm &form) {
 }
 
 Presolved::Presolved(const ProblemForm &form) : form_(form), program_(form) {
-  if (!reduce(&program_, &trail_)) return;
+  if (!reduce(&program_, &stack_)) return;
   build_reduced();
 }
 
@@ -189,7 +191,7 @@ Solution Presolved::solution_of(const Point &point) const {
 
 Point Presolved::restore(const Point &point) const {
   Solution s = solution_of(point);
-  trail_.undo(&s);
+  stack_.undo(&s);
   Point result;
   result.resize(form_);
   Vector<double> rest(static_cast<size_t>(form_.rows()));  // b - A x of the structurals
@@ -214,12 +216,13 @@ Point Presolved::restore(const Point &point) const {
     slack[j] -= column_product(form_.A, j, result.y.data());
     if (!form_.is_free[j]) result.z[j] = std::max(slack[j], 0.0);
   }
-  const Vector<uint8_t> far = far_boxes(form_);
+  const Vector<uint8_t> huge = huge_boxes(form_);
   for (size_t k = 0; k < form_.boxed.size(); ++k) {
     const int32_t j = form_.boxed[k];
     result.w[k] = form_.width[j] - result.x[j];
-    // The reduced problem has no far boxes. A rounding error of slack would move d by that times h.
-    if (!far[k]) result.v[k] = std::max(-slack[j], 0.0);
+    // The reduced problem has no huge boxes. A rounding error of slack would move d by that times
+    // h.
+    if (!huge[k]) result.v[k] = std::max(-slack[j], 0.0);
   }
   return result;
 }

@@ -17,7 +17,7 @@
  * - A column of cost 0 with one entry is a slack and widens its row.                          (19)
  * - A column whose bounds follow from the rows is free. One with a single entry in row i sets the
  *   dual y_i = c_j / a_ij and is substituted out with the row, which its sign makes an equality;
- * one with two or three entries where one of them is in an equality. (18)
+ * one with two or three entries where one of them is in an equality.                           (18)
  * - An equality with two entries replaces one column by the other.                            (20)
  * - Of two rows that are multiples of each other one goes, and the other keeps both intervals. (22)
  * - Two columns a_k = s a_j with c_k = s c_j are one column x_j + s x_k. Where c_k > s c_j and x_j
@@ -27,7 +27,7 @@
  * E. D. Andersen and K. D. Andersen, Presolving in linear programming, Math. Programming 71 (1995)
  * 221-245.
  *
- * Errors of the small problem's solution grow on the way back by the ratio of entries to pivots, so
+ * Errors of the small problem's solution grow in postsolve by the ratio of entries to pivots, so
  * small pivots are refused. What is found to be infeasible or unbounded is left as it is: the
  * solver has the say.
  */
@@ -36,7 +36,7 @@
 
 #include <memory>
 
-#include "interior_point/method/iterate.h"
+#include "interior_point/form/point.h"
 #include "interior_point/presolve/postsolve.h"
 #include "interior_point/vector.h"
 
@@ -46,7 +46,7 @@ namespace interior_point {
 /// Restricted master problems mostly show nothing.
 bool worth_presolving(const ProblemForm &form);
 
-/// A form made smaller, and the way back.
+/// A form made smaller, and its postsolve.
 class Presolved {
  public:
   /// Reduces the problem of a form, which must outlive the object. Throws std::bad_alloc.
@@ -65,7 +65,7 @@ class Presolved {
 
   const ProblemForm &form_;
   ReducibleProgram program_;
-  Trail trail_;
+  PostsolveStack stack_;
   Vector<int32_t> rows_, columns_;  // of the reduced problem: those of the program
   std::shared_ptr<const ProblemForm> reduced_;
 };

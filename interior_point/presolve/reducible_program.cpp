@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "interior_point/form/huge_bounds.h"
 #include "interior_point/vector.h"
 
 namespace interior_point {
@@ -44,9 +45,9 @@ ReducibleProgram::ReducibleProgram(const ProblemForm &form) {
       insert(i, j, form.A.value[t] / (form.row_scale[i] * scale));
     }
   }
-  const Vector<uint8_t> far = far_boxes(form);
-  for (size_t k = 0; k < far.size(); ++k) {
-    if (far[k] && form.boxed[k] < form.structurals) upper[form.boxed[k]] = kInfinity;
+  const Vector<uint8_t> huge = huge_boxes(form);
+  for (size_t k = 0; k < huge.size(); ++k) {
+    if (huge[k] && form.boxed[k] < form.structurals) upper[form.boxed[k]] = kInfinity;
   }
   for (size_t k = 0; k < form.slack_row.size(); ++k) {
     const int32_t j = form.structurals + static_cast<int32_t>(k);

@@ -36,7 +36,7 @@ class ReducibleProgram {
   };
 
   /// The caller's rows and the shifted columns of a form, unscaled; slacks become intervals. Widths
-  /// that are far (problem_form.h) are left out: they imply nothing, and sums with them lose all
+  /// that are huge (huge_bounds.h) are left out: they imply nothing, and sums with them lose all
   /// digits. A solution has to be tried against them. Throws std::bad_alloc.
   explicit ReducibleProgram(const ProblemForm &form);
 

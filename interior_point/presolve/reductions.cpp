@@ -37,11 +37,11 @@ constexpr double kLeastForced = 1e-3;
 
 class Reducer {
  public:
-  Reducer(ReducibleProgram *program, Trail *trail) : p_(*program), trail_(*trail) {}
+  Reducer(ReducibleProgram *program, PostsolveStack *stack) : p_(*program), stack_(*stack) {}
   bool run();
 
  private:
-  enum class Outcome { kKept, kTaken, kNoOptimum };
+  enum class Outcome { kUnchanged, kReduced, kNoOptimum };
 
   bool pass();
   Outcome look_at_row(int32_t i);
@@ -77,7 +77,7 @@ class Reducer {
   void look_for_dominated();
 
   ReducibleProgram &p_;
-  Trail &trail_;
+  PostsolveStack &stack_;
   int32_t taken_ = 0;
 };
 
@@ -107,7 +107,7 @@ double Reducer::largest_in_column(int32_t j) const {
 
 /// Takes column j out at a value.
 void Reducer::fix(int32_t j, double value) {
-  trail_.fixed_column(p_, j, value);
+  stack_.fixed_column(p_, j, value);
   for (int32_t t = p_.first_in_column(j); t != p_.kNone; t = p_.entry(t).next_in_column) {
     p_.shift_row(p_.entry(t).row, p_.entry(t).value * value);
   }
@@ -128,7 +128,7 @@ Reducer::Outcome Reducer::take_empty_row(int32_t i) {
 Reducer::Outcome Reducer::drop_row(int32_t i) {
   p_.remove_row(i);
   ++taken_;
-  return Outcome::kTaken;
+  return Outcome::kReduced;
 }
 
 Reducer::Outcome Reducer::take_singleton_row(int32_t i) {
@@ -149,11 +149,11 @@ Reducer::Outcome Reducer::take_singleton_row(int32_t i) {
   if (are_one_value(lower, upper)) {
     lower = upper = gave_lower ? (gave_upper ? lower : upper) : lower;
   }
-  trail_.singleton_row(p_, t, gave_lower, gave_upper);
+  stack_.singleton_row(p_, t, gave_lower, gave_upper);
   p_.remove_row(i);
   p_.set_bounds(j, lower, upper);
   ++taken_;
-  return Outcome::kTaken;
+  return Outcome::kReduced;
 }
 
 Reducer::Outcome Reducer::take_forcing_row(int32_t i, bool at_most) {
@@ -161,28 +161,28 @@ Reducer::Outcome Reducer::take_forcing_row(int32_t i, bool at_most) {
   Vector<std::pair<int32_t, double>> forced;
   for (int32_t t = p_.first_in_row(i); t != p_.kNone; t = p_.entry(t).next_in_row) {
     const ReducibleProgram::Entry &e = p_.entry(t);
-    if (std::fabs(e.value) < least) return Outcome::kKept;
+    if (std::fabs(e.value) < least) return Outcome::kUnchanged;
     const bool up = (e.value > 0.0) == at_most;
     forced.emplace_back(e.column, up ? p_.upper[e.column] : p_.lower[e.column]);
   }
-  trail_.forcing_row(p_, i, at_most);
+  stack_.forcing_row(p_, i, at_most);
   p_.remove_row(i);
   ++taken_;
   for (const auto &[j, value] : forced) fix(j, value);
-  return Outcome::kTaken;
+  return Outcome::kReduced;
 }
 
 Reducer::Outcome Reducer::look_at_row(int32_t i) {
   if (constrains_nothing(i)) return drop_row(i);
   if (p_.row_length[i] == 0) return take_empty_row(i);
   if (p_.row_length[i] == 1) return take_singleton_row(i);
-  const Activity &reach = p_.activity(i);
-  const double least = reach.lower();
-  const double most = reach.upper();
-  const double rounding_least = kRounding * (reach.least_size + 1.0);
-  const double rounding_most = kRounding * (reach.most_size + 1.0);
-  if (most < p_.low[i] - kFeasibility * (relative(p_.low[i]) + reach.most_size) ||
-      least > p_.high[i] + kFeasibility * (relative(p_.high[i]) + reach.least_size)) {
+  const Activity &activity = p_.activity(i);
+  const double least = activity.lower();
+  const double most = activity.upper();
+  const double rounding_least = kRounding * (activity.least_size + 1.0);
+  const double rounding_most = kRounding * (activity.most_size + 1.0);
+  if (most < p_.low[i] - kFeasibility * (relative(p_.low[i]) + activity.most_size) ||
+      least > p_.high[i] + kFeasibility * (relative(p_.high[i]) + activity.least_size)) {
     return Outcome::kNoOptimum;
   }
   if (std::isfinite(most) && most <= p_.low[i] + rounding_most) return take_forcing_row(i, true);
@@ -194,32 +194,32 @@ Reducer::Outcome Reducer::look_at_row(int32_t i) {
   if (most <= p_.high[i] + rounding_most) p_.high[i] = kInfinity;
   if (constrains_nothing(i)) return drop_row(i);
   if (p_.row_length[i] == 2 && is_equality(i)) return take_doubleton_row(i);
-  return Outcome::kKept;
+  return Outcome::kUnchanged;
 }
 
 /// True when the row of the entry keeps its column at or above the bound, whatever the others do.
 bool Reducer::implies_lower(const ReducibleProgram::Entry &e, double bound) {
-  const Activity &reach = p_.activity(e.row);
+  const Activity &activity = p_.activity(e.row);
   const double a = e.value;
   const double end = a > 0.0 ? p_.low[e.row] : p_.high[e.row];
   const double own = a * p_.upper[e.column];
-  const int32_t infinite = a > 0.0 ? reach.most_infinite : reach.least_infinite;
+  const int32_t infinite = a > 0.0 ? activity.most_infinite : activity.least_infinite;
   if (std::isinf(end) || infinite > (std::isinf(own) ? 1 : 0)) return false;
-  const double others = (a > 0.0 ? reach.most : reach.least) - (std::isinf(own) ? 0.0 : own);
-  const double size = a > 0.0 ? reach.most_size : reach.least_size;
+  const double others = (a > 0.0 ? activity.most : activity.least) - (std::isinf(own) ? 0.0 : own);
+  const double size = a > 0.0 ? activity.most_size : activity.least_size;
   const double rounding = kRounding * (size + std::fabs(end)) / std::fabs(a);
   return (end - others) / a - rounding >= bound - kImplied * relative(bound);
 }
 
 bool Reducer::implies_upper(const ReducibleProgram::Entry &e, double bound) {
-  const Activity &reach = p_.activity(e.row);
+  const Activity &activity = p_.activity(e.row);
   const double a = e.value;
   const double end = a > 0.0 ? p_.high[e.row] : p_.low[e.row];
   const double own = a * p_.lower[e.column];
-  const int32_t infinite = a > 0.0 ? reach.least_infinite : reach.most_infinite;
+  const int32_t infinite = a > 0.0 ? activity.least_infinite : activity.most_infinite;
   if (std::isinf(end) || infinite > (std::isinf(own) ? 1 : 0)) return false;
-  const double others = (a > 0.0 ? reach.least : reach.most) - (std::isinf(own) ? 0.0 : own);
-  const double size = a > 0.0 ? reach.least_size : reach.most_size;
+  const double others = (a > 0.0 ? activity.least : activity.most) - (std::isinf(own) ? 0.0 : own);
+  const double size = a > 0.0 ? activity.least_size : activity.most_size;
   const double rounding = kRounding * (size + std::fabs(end)) / std::fabs(a);
   return (end - others) / a + rounding <= bound + kImplied * relative(bound);
 }
@@ -262,7 +262,7 @@ void Reducer::substitute(int32_t t, double b) {
   const int32_t i = p_.entry(t).row;
   const int32_t j = p_.entry(t).column;
   const double a = p_.entry(t).value;
-  trail_.substituted_column(p_, t, b);
+  stack_.substituted_column(p_, t, b);
   p_.remove_entry(t);
   const double price = p_.cost[j] / a;
   p_.constant += price * b;
@@ -299,7 +299,7 @@ bool Reducer::replace_in_doubleton(int32_t t, int32_t other) {
   lower = gave_lower ? lower : p_.lower[k];
   upper = gave_upper ? upper : p_.upper[k];
   if (lower > upper) return false;
-  trail_.doubleton_row(p_, t, k, b, gave_lower, gave_upper);
+  stack_.doubleton_row(p_, t, k, b, gave_lower, gave_upper);
   const double factor = b / a;
   p_.constant += p_.cost[j] * r / a;
   p_.cost[k] = reduced_cost(p_.cost[k], factor * p_.cost[j]);
@@ -326,11 +326,11 @@ Reducer::Outcome Reducer::take_doubleton_row(int32_t i) {
   const double ratio = std::fabs(p_.entry(t).value / p_.entry(other).value);
   const int32_t length = p_.column_length[p_.entry(t).column];
   const int32_t merged = length + p_.column_length[p_.entry(other).column] - 2;
-  if (ratio > kMostRatio || ratio < 1.0 / kMostRatio) return Outcome::kKept;
-  if (length > 1 && merged > kLongestMerged) return Outcome::kKept;
+  if (ratio > kMostRatio || ratio < 1.0 / kMostRatio) return Outcome::kUnchanged;
+  if (length > 1 && merged > kLongestMerged) return Outcome::kUnchanged;
   const double pivot = std::fabs(p_.entry(t).value);
-  if (pivot < kLeastPivot * largest_in_column(p_.entry(t).column)) return Outcome::kKept;
-  return keeps_costs(t) && replace_in_doubleton(t, other) ? Outcome::kTaken : Outcome::kKept;
+  if (pivot < kLeastPivot * largest_in_column(p_.entry(t).column)) return Outcome::kUnchanged;
+  return keeps_costs(t) && replace_in_doubleton(t, other) ? Outcome::kReduced : Outcome::kUnchanged;
 }
 
 Reducer::Outcome Reducer::take_empty_column(int32_t j) {
@@ -339,7 +339,7 @@ Reducer::Outcome Reducer::take_empty_column(int32_t j) {
   if (c != 0.0) value = c > 0.0 ? p_.lower[j] : p_.upper[j];
   if (std::isinf(value)) return Outcome::kNoOptimum;
   fix(j, value);
-  return Outcome::kTaken;
+  return Outcome::kReduced;
 }
 
 /// A slack, or a column that its row leaves free.
@@ -347,22 +347,22 @@ Reducer::Outcome Reducer::take_singleton_column(int32_t j) {
   const int32_t t = p_.first_in_column(j);
   const int32_t i = p_.entry(t).row;
   const double a = p_.entry(t).value;
-  if (std::fabs(a) < kLeastPivot * largest_in_row(i)) return Outcome::kKept;
+  if (std::fabs(a) < kLeastPivot * largest_in_row(i)) return Outcome::kUnchanged;
   if (p_.cost[j] == 0.0) {
     const double first = a * p_.lower[j];
     const double second = a * p_.upper[j];
-    trail_.slack_column(p_, t);
+    stack_.slack_column(p_, t);
     p_.low[i] -= std::max(first, second);
     p_.high[i] -= std::min(first, second);
     p_.remove_column(j);
     ++taken_;
-    return Outcome::kTaken;
+    return Outcome::kReduced;
   }
-  if (!is_free(j) || !keeps_costs(t)) return Outcome::kKept;
+  if (!is_free(j) || !keeps_costs(t)) return Outcome::kUnchanged;
   const double b = p_.cost[j] / a > 0.0 ? p_.low[i] : p_.high[i];
   if (std::isinf(b)) return Outcome::kNoOptimum;
   substitute(t, b);
-  return Outcome::kTaken;
+  return Outcome::kReduced;
 }
 
 /// A column of few entries that its rows leave free, by the best of its equalities.
@@ -386,11 +386,11 @@ Reducer::Outcome Reducer::look_at_column(int32_t j) {
   if (p_.column_length[j] == 0) return take_empty_column(j);
   if (are_one_value(p_.lower[j], p_.upper[j])) {
     fix(j, p_.lower[j]);
-    return Outcome::kTaken;
+    return Outcome::kReduced;
   }
   if (p_.column_length[j] == 1) return take_singleton_column(j);
-  if (p_.column_length[j] <= kLongestSubstituted && take_free_column(j)) return Outcome::kTaken;
-  return Outcome::kKept;
+  if (p_.column_length[j] <= kLongestSubstituted && take_free_column(j)) return Outcome::kReduced;
+  return Outcome::kUnchanged;
 }
 
 void Reducer::look_for_dominated() {
@@ -416,7 +416,7 @@ bool Reducer::merge_intervals(const ParallelPair &pair) {
   high = gave_high ? high : p_.high[i];
   if (low > high + kFeasibility * relative(high)) return false;
   if (low > high) (gave_low ? low : high) = gave_low ? high : low;
-  trail_.parallel_row(p_, i, pair.second, pair.ratio, gave_low, gave_high);
+  stack_.parallel_row(p_, i, pair.second, pair.ratio, gave_low, gave_high);
   p_.low[i] = low;
   p_.high[i] = high;
   p_.row_touched[i] = 1;
@@ -451,7 +451,7 @@ void Reducer::merge(int32_t j, int32_t k, double s) {
   const double difference = p_.cost[k] - s * p_.cost[j];
   const double size = std::fabs(p_.cost[k]) + std::fabs(s * p_.cost[j]);
   if (std::fabs(difference) > kRounding * size) return;
-  trail_.merged_columns(p_, j, k, s);
+  stack_.merged_columns(p_, j, k, s);
   const double lower = p_.lower[j] + s * (s > 0.0 ? p_.lower[k] : p_.upper[k]);
   const double upper = p_.upper[j] + s * (s > 0.0 ? p_.upper[k] : p_.lower[k]);
   p_.remove_column(k);
@@ -514,6 +514,8 @@ bool Reducer::run() {
 
 }  // namespace
 
-bool reduce(ReducibleProgram *program, Trail *trail) { return Reducer(program, trail).run(); }
+bool reduce(ReducibleProgram *program, PostsolveStack *stack) {
+  return Reducer(program, stack).run();
+}
 
 }  // namespace interior_point

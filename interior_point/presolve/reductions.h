@@ -10,7 +10,7 @@ namespace interior_point {
 
 /// Reduces the program until little is found and records how. False when it turned out to have no
 /// optimum; both are then of no use. Throws std::bad_alloc.
-bool reduce(ReducibleProgram *program, Trail *trail);
+bool reduce(ReducibleProgram *program, PostsolveStack *stack);
 
 }  // namespace interior_point
 
