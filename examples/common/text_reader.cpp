@@ -9,6 +9,8 @@
 
 namespace examples {
 
+constexpr std::streamsize kLongestLine = std::streamsize{1} << 20;
+
 InputError::InputError(const std::string &file, int line, const std::string &message)
     : std::runtime_error(file + ":" + std::to_string(line) + ": " + message) {}
 
@@ -64,7 +66,8 @@ void Line::expect_fields(size_t count, const std::string &what) const {
        "), found " + std::to_string(size()));
 }
 
-TextReader::TextReader(const std::string &path) : path_(path), stream_(path) {
+TextReader::TextReader(const std::string &path)
+    : path_(path), stream_(path), buffer_(static_cast<size_t>(kLongestLine) + 1) {
   if (!stream_) throw InputError(path, 0, std::string("cannot be opened: ") + std::strerror(errno));
   // A folder can be opened but not read.
   if (stream_.peek() == std::ifstream::traits_type::eof() && stream_.bad()) {
@@ -73,10 +76,27 @@ TextReader::TextReader(const std::string &path) : path_(path), stream_(path) {
   stream_.clear();
 }
 
-Line TextReader::next(const std::string &what) {
+void TextReader::refuse_long_line() const {
+  throw InputError(path_, line_,
+                   "the line is longer than " + std::to_string(kLongestLine) + " bytes");
+}
+
+/// False at the end of the file.
+bool TextReader::read_line(std::string *text) {
   ++line_;
+  const bool found = static_cast<bool>(
+      stream_.getline(buffer_.data(), static_cast<std::streamsize>(buffer_.size())));
+  const std::streamsize taken = stream_.gcount();
+  if (!found && taken == kLongestLine) refuse_long_line();
+  if (!found) return false;
+  // The end of the line was taken as well, unless the file ended first.
+  text->assign(buffer_.data(), static_cast<size_t>(stream_.eof() ? taken : taken - 1));
+  return true;
+}
+
+Line TextReader::next(const std::string &what) {
   std::string text;
-  if (!std::getline(stream_, text)) {
+  if (!read_line(&text)) {
     throw InputError(path_, line_, "expected " + what + ", found the end of the file");
   }
   return Line(path_, line_, text);
@@ -89,17 +109,22 @@ Line TextReader::next(const std::string &what, size_t fields) {
 }
 
 bool TextReader::at_end() {
+  std::streamsize length = 0;
   for (int c = stream_.peek(); c != std::ifstream::traits_type::eof(); c = stream_.peek()) {
     if (c != ' ' && c != '\t' && c != '\r' && c != '\n') return false;
+    length = c == '\n' ? 0 : length + 1;
     if (c == '\n') ++line_;
+    if (length > kLongestLine) {
+      ++line_;
+      refuse_long_line();
+    }
     stream_.get();
   }
   return true;
 }
 
 void TextReader::expect_end() {
-  for (std::string text; std::getline(stream_, text);) {
-    ++line_;
+  for (std::string text; read_line(&text);) {
     const Line line(path_, line_, text);
     if (line.size() > 0) line.fail("expected the end of the file, found \"" + line.text(0) + "\"");
   }

@@ -47,7 +47,8 @@ class Line {
 };
 
 /**
- * Reads a text file line by line; everything that is not as expected becomes an InputError.
+ * Reads a text file line by line; everything that is not as expected becomes an InputError, also a
+ * line of more than a mebibyte: such a file is no instance, whatever its size.
  *
  *   TextReader reader(path);
  *   const Line head = reader.next("the number of item types", 1);
@@ -73,9 +74,13 @@ class TextReader {
   void expect_end();
 
  private:
+  bool read_line(std::string *text);
+  [[noreturn]] void refuse_long_line() const;
+
   std::string path_;
   std::ifstream stream_;
-  int line_ = 0;
+  std::vector<char> buffer_;  ///< one line of the greatest length
+  int line_ = 0;              ///< lines begun so far
 };
 
 }  // namespace examples

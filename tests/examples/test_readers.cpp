@@ -35,6 +35,8 @@ struct Case {
 const std::string kHead = "v\n\nVEHICLE\nNUMBER CAPACITY\n5 20\n\nCUSTOMER\nNUMBER X Y\n\n";
 const std::string kDepot = "0 0 0 0 0 100 0\n";
 
+const std::string kMebibyte(size_t{1} << 20, ' ');
+
 const Case kCases[] = {
     {"RoutingGood", kRouting, kHead + kDepot + "1 3 4 5 0 50 1\n\n", ""},
     {"RoutingEmpty", kRouting, "", ":1: expected the name"},
@@ -73,8 +75,19 @@ const Case kCases[] = {
     {"FlowNowhere", kFlow, "2 1 1\n1 2 3 4\n2 2 5\n", ":3: origin and destination are the same"},
     {"FlowNoDemand", kFlow, "2 1 1\n1 2 3 4\n1 2 0\n", ":3: the demand must be from 1"},
     {"FlowEarlyEnd", kFlow, "2 1 2\n1 2 3 4\n1 2 5\n", ":4: expected commodity 2 of 2"},
+    {"FlowLongestLine", kFlow, "2 1 1\n1 2 3 4\n1 2 5" + kMebibyte.substr(5) + "\n" + kMebibyte,
+     ""},
+    {"FlowLongHead", kFlow, "2 1 1" + kMebibyte, ":1: the line is longer than 1048576 bytes"},
+    {"FlowLongLine", kFlow, "2 1 1\n1" + kMebibyte + "2 3 4\n1 2 5\n", ":2: the line is longer"},
+    {"FlowLongEnd", kFlow, "2 1 1\n1 2 3 4\n1 2 5\n\n " + kMebibyte, ":5: the line is longer"},
+    {"RoutingLongBlank", kRouting, "v\n" + kMebibyte + "\n " + kMebibyte + "\nVEHICLE\n",
+     ":3: the line is longer"},
+    {"AssignmentZeros", kAssignment, "1 1\n2 " + std::string(size_t{1} << 21, '\0'),
+     ":2: the line is longer"},
     {"FlowMoreBehind", kFlow, "2 1 1\n1 2 3 4\n1 2 5\n1 2 5\n", ":4: expected the end"},
 };
+
+void PrintTo(const Case &one, std::ostream *stream) { *stream << one.name; }
 
 class Readers : public testing::TestWithParam<Case> {};
 
