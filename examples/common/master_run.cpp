@@ -129,6 +129,7 @@ MasterResult MasterRun::run(const Driver &driver) {
     status = driver();
     report_iteration(env_->outer_iterations, env_->upperBnd);
     table_ = nullptr;
+    if (!failure_) quiet.check();
   }
   if (failure_) std::rethrow_exception(std::exchange(failure_, nullptr));
   const std::chrono::duration<double> elapsed = std::chrono::steady_clock::now() - start;

@@ -86,7 +86,8 @@ class MasterRun {
 
   QUARN_env &env() { return *env_; }
 
-  /// Column generation to the tolerance. Rethrows what the oracle threw.
+  /// Column generation to the tolerance. Rethrows what the oracle threw; throws OutputError when
+  /// the table could not be written.
   MasterResult solve();
 
   /// The same, then the rounding heuristic, then column generation from a cold start. An integer

@@ -1,9 +1,15 @@
 #include "examples/common/options.h"
 
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <algorithm>
+#include <cerrno>
 #include <cstdio>
 #include <exception>
 #include <new>
+
+#include "examples/common/quiet_output.h"
 
 namespace examples {
 
@@ -52,27 +58,38 @@ Line generator_fields(std::string text, const std::string &names) {
   return line;
 }
 
+static int complain(const std::exception &error, int status) {
+  std::fprintf(stderr, "%s\n", error.what());
+  return status;
+}
+
 std::optional<int> parse(CLI::App &app, int argc, char **argv) {
+  if (fcntl(STDOUT_FILENO, F_GETFD) < 0) {
+    return complain(OutputError("standard output", errno), kBadInput);
+  }
   try {
     app.parse(argc, argv);
     return std::nullopt;
   } catch (const CLI::ParseError &error) {
-    return app.exit(error) == 0 ? kSolved : kBadInput;
+    return run_guarded([&] { return app.exit(error) == 0 ? kSolved : kBadInput; });
   }
 }
 
 int run_guarded(const std::function<int()> &body) {
   try {
-    return body();
+    const int status = body();
+    check_output(stdout, "standard output");
+    return status;
   } catch (const InputError &error) {
-    std::fprintf(stderr, "%s\n", error.what());
-    return kBadInput;
+    return complain(error, kBadInput);
+  } catch (const OutputError &error) {
+    return complain(error, kBadInput);
   } catch (const std::bad_alloc &) {
     std::fputs("out of memory\n", stderr);
+    return kNotSolved;
   } catch (const std::exception &error) {
-    std::fprintf(stderr, "%s\n", error.what());
+    return complain(error, kNotSolved);
   }
-  return kNotSolved;
 }
 
 }  // namespace examples

@@ -37,14 +37,20 @@ void add_generator(CLI::App &app, std::string &text, const std::string &names,
 Line generator_fields(std::string text, const std::string &names);
 
 /// Parses the command line. A value means that the program is to end with this exit status: 0
-/// after --help, 2 after a mistake, which has been reported on standard error.
+/// after --help, 2 after a mistake, which has been reported on standard error. A closed standard
+/// output is one: the next file to be opened would take its place.
 std::optional<int> parse(CLI::App &app, int argc, char **argv);
 
 /// Exit statuses of all examples.
-enum ExitStatus { kSolved = 0, kNotSolved = 1, kBadInput = 2 };
+enum ExitStatus {
+  kSolved = 0,
+  kNotSolved = 1,
+  kBadInput = 2  ///< or output that cannot be written
+};
 
 /// Runs `body` and returns its result; what it throws is reported in one line on standard error
-/// and becomes an exit status: kBadInput for an InputError, kNotSolved for anything else.
+/// and becomes an exit status: kBadInput for an InputError and an OutputError, kNotSolved for
+/// anything else. Text on standard output that did not arrive is an OutputError as well.
 int run_guarded(const std::function<int()> &body);
 
 }  // namespace examples

@@ -2,8 +2,20 @@
 #define EXAMPLES_COMMON_QUIET_OUTPUT_H
 
 #include <cstdio>
+#include <stdexcept>
+#include <string>
 
 namespace examples {
+
+/// Output that did not arrive; what() is the line "name: cannot be written: cause".
+class OutputError : public std::runtime_error {
+ public:
+  /// `error` as in errno; with 0 the cause is left out.
+  OutputError(const std::string &name, int error);
+};
+
+/// Flushes; throws OutputError unless everything that was ever written to the stream arrived.
+void check_output(FILE *stream, const std::string &name);
 
 /**
  * Keeps the library's progress text, which goes to standard output whatever the verbosity, apart
@@ -14,8 +26,8 @@ namespace examples {
  * descriptor rather than the stream is redirected because the library writes through its own copy
  * of the standard streams where it is a shared object with a C library of its own.
  *
- * When the descriptor cannot be copied (standard output was closed, say) both texts stay on
- * standard output: less tidy, but nothing is lost.
+ * When the descriptor cannot be copied (too many are open, say) both texts stay on standard output:
+ * less tidy, but nothing is lost.
  */
 class QuietOutput {
  public:
@@ -26,6 +38,9 @@ class QuietOutput {
 
   /// Where the program's own text goes in the meantime.
   FILE *stream() const { return own_ != nullptr ? own_ : stdout; }
+
+  /// check_output() of that stream.
+  void check() const { check_output(stream(), "standard output"); }
 
  private:
   FILE *own_ = nullptr;  ///< owned; null when nothing was redirected

@@ -1,9 +1,10 @@
 #include "examples/common/run_report.h"
 
+#include <cerrno>
 #include <fstream>
 #include <nlohmann/json.hpp>
 
-#include "examples/common/text_reader.h"
+#include "examples/common/quiet_output.h"
 
 namespace examples {
 
@@ -58,11 +59,12 @@ void write_json(const RunReport &report, const std::string &path) {
   object["time_oracle"] = report.master.time_oracle;
   object["integer_value"] = nullptr;
   if (report.integer_value) object["integer_value"] = *report.integer_value;
+  errno = 0;
   std::ofstream file(path);
   // An instance's name may hold bytes that are not UTF-8; they are replaced.
   file << object.dump(2, ' ', false, nlohmann::json::error_handler_t::replace) << '\n';
   file.flush();
-  if (!file) throw InputError(path, 0, "cannot be written");
+  if (!file) throw OutputError(path, errno);
 }
 
 int exit_status(const MasterResult &result) { return result.status == 0 ? kSolved : kNotSolved; }

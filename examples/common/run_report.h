@@ -22,7 +22,7 @@ void print_summary(FILE *stream, const MasterResult &result);
 /// Writes the report as one JSON object with the keys instance, status, lower_bound, upper_bound,
 /// relative_gap, outer_iterations, inner_iterations, columns, time_total, time_rmp, time_oracle and
 /// integer_value (null when there is none). An empty path writes nothing; a file that cannot be
-/// written becomes an InputError.
+/// written becomes an OutputError.
 void write_json(const RunReport &report, const std::string &path);
 
 /// The exit status that goes with the library's status.

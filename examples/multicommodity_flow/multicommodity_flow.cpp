@@ -1,4 +1,5 @@
 #include <CLI/CLI.hpp>
+#include <cerrno>
 #include <cstdio>
 #include <map>
 #include <stdexcept>
@@ -6,6 +7,7 @@
 
 #include "examples/common/master_run.h"
 #include "examples/common/options.h"
+#include "examples/common/quiet_output.h"
 #include "examples/common/run_report.h"
 #include "examples/common/text_reader.h"
 #include "examples/multicommodity_flow/flow_oracle.h"
@@ -88,10 +90,10 @@ static Network load(const Settings &settings) {
 
 static int write(const Network &network, const std::string &path) {
   FILE *stream = std::fopen(path.c_str(), "w");
-  if (stream == nullptr) throw examples::InputError(path, 0, "cannot be written");
+  if (stream == nullptr) throw examples::OutputError(path, errno);
   write_network(network, stream);
   const bool failed = std::ferror(stream) != 0;
-  if (std::fclose(stream) != 0 || failed) throw examples::InputError(path, 0, "cannot be written");
+  if (std::fclose(stream) != 0 || failed) throw examples::OutputError(path, errno);
   return examples::kSolved;
 }
 

@@ -81,6 +81,13 @@ static void print_solution(QUARN_env *env) {
   }
 }
 
+/* The exit status, or 2 when something printed did not arrive, such as on a full disk. */
+static int checked_output(int status) {
+  if (fflush(stdout) == 0 && !ferror(stdout)) return status;
+  fputs("standard output: cannot be written\n", stderr);
+  return 2;
+}
+
 int main(void) {
   const int16_t at_least[kSizes + 1] = {2, 2, 2, 1};
   /* Three linking rows, no further rows, and at most 100 rounds of pricing. */
@@ -92,5 +99,5 @@ int main(void) {
   printf("status %d after %d rounds\n", status, (int)env->outer_iterations);
   QUARN_free(env);
   free(env);
-  return status == 0 ? EXIT_SUCCESS : EXIT_FAILURE;
+  return checked_output(status == 0 ? EXIT_SUCCESS : EXIT_FAILURE);
 }
