@@ -277,6 +277,17 @@ inline void residual_problem_infeasible() {
   std::fflush(stdout);
 }
 
+/// A pass changed no open row, although it looked only at columns that could.
+inline void rounding_stands_still() {
+  std::printf("\n -- The rounding ends: no column that fits changes an open row -- \n");
+  std::fflush(stdout);
+}
+
+inline void rounding_time_limit() {
+  std::printf("\n -- The rounding ends at the time limit -- \n");
+  std::fflush(stdout);
+}
+
 inline void rounding_ends(double gap, double integer_value, double lower_bound) {
   std::printf("\n%lf %lf %lf \n", gap, integer_value, lower_bound);
   std::fflush(stdout);

@@ -430,7 +430,9 @@ int16_t QUARN_solve_MP_core(QUARN_env *env, QUARN_oracle oracle);
 
 /**
  * Solves the master problem and, if asked, looks for an integer solution: outer loop, one residual
- * rounding, and the outer loop again from a cold start on the RMP as it was.
+ * rounding, and the outer loop again from a cold start on the RMP as it was. With the gap closed,
+ * which is the rule, the second loop ends before it solves anything, and u holds the duals of the
+ * RMP as it was.
  *
  *   rounding  above 0 runs the heuristic and the second loop.
  *
@@ -447,7 +449,11 @@ int32_t IQUARN_solve_MP(QUARN_env *env, QUARN_oracle oracle, int32_t rounding);
  *
  *   oracle     not used.
  *   threshold  a pass fixes columns above this value, 0.9 for example ...
- *   min_fix    ... and so many columns in any case, at least 1.
+ *   min_fix    ... and so many columns in any case, at least 1: with fewer a pass may fix none.
+ *
+ * A pass that leaves every open row as it was is followed by passes that look at columns in open
+ * rows alone; if one of these changes none either, or at max_cputime, looked at before each RMP,
+ * the heuristic ends with a line that says so.
  *
  * Returns 1 when an integer solution was completed (it is stored when better than the stored one),
  * 0 when there is none, -1 when memory is short. RHS, row_type, bounds and WS_strategy leave as

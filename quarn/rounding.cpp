@@ -13,6 +13,14 @@
 // at the residual right-hand side, and its solution is rounded in the next pass: columns that fit
 // what is left, not those that fitted the whole.
 //
+// A column that touches no open row fits always. Ranked first, it fills the share of a pass and the
+// residual problem stays what it was: the same solution would be rounded for ever. So behind the
+// first pass that leaves every open row as it was, candidates that change no open row are passed
+// over, which lets the pass reach others, and a pass that still changes none ends the heuristic. Up
+// to then nothing differs. There are at most 2 m + 2 passes: a fixed column closes every open row
+// that it changes, unless it leaves a residual of exactly 1e-6, which can happen to a row only
+// once.
+//
 // Symbol  Code                    Meaning
 // x       Rounding::x             values of the generated columns in the last solution
 // X       FixedColumns::value     values at which columns were fixed
@@ -26,6 +34,7 @@
 #include <cmath>
 #include <cstdlib>
 
+#include "quarn/clock.h"
 #include "quarn/dual_box.h"
 #include "quarn/environment.h"
 #include "quarn/internal.h"
@@ -211,10 +220,14 @@ struct Rounding {
   Solution *solution;
   RankingQueue *queue;
   Scratch<int16_t> satisfied;  // by linking row: 1 once it is met
+  Scratch<double> residual;    // by linking row: what was missing at the beginning of the pass
   Scratch<double> effect;      // by linking row: entries of one column; zero between columns
   FixedColumns fixed;
   int32_t open_rows = 0;
   double cost = 0.0;
+  bool open_rows_only = false;  // columns that change no open row are passed over
+  double max_seconds;           // of the whole call
+  timeval start = read_clock();
 
   Rounding(QUARN_env *env_, const Choice &choice_, Solution *solution_, RankingQueue *queue_)
       : env(env_),
@@ -222,9 +235,12 @@ struct Rounding {
         solution(solution_),
         queue(queue_),
         satisfied(env_->m),
+        residual(env_->m),
         effect(env_->m),
-        fixed(env_->m) {}
-  explicit operator bool() const { return satisfied && effect && fixed; }
+        fixed(env_->m),
+        max_seconds(env_->max_cputime - env_->cputime) {}
+  explicit operator bool() const { return satisfied && residual && effect && fixed; }
+  bool time_is_up() const { return seconds_between(start, read_clock()) >= max_seconds; }
 };
 
 static void mark_rows(Rounding *rounding) {
@@ -248,24 +264,49 @@ static void fill_queue(Rounding *rounding) {
   }
 }
 
-/// Whether every linking row that the column touches is met once it is fixed at this value. A row
-/// that the column names more than once is tested with the sum of its entries.
-static bool column_fits(Rounding *rounding, const ColumnView &col, double value) {
-  const QUARN_env &env = *rounding->env;
-  Scratch<double> &effect = rounding->effect;
-  for (int32_t t = 0; t < col.length; ++t) {
-    if (col.rw[t] <= env.m) effect[col.rw[t] - 1] += col.elt[t];
+/// The entries of one column by linking row; a row that it names more than once has their sum.
+class ColumnEffect {
+ public:
+  ColumnEffect(Rounding *rounding, const ColumnView &col) : rounding_(rounding), col_(col) {
+    for (int32_t t = 0; t < col.length; ++t) {
+      if (is_linking(t)) rounding_->effect[row(t)] += col.elt[t];
+    }
   }
-  bool fits = true;
-  for (int32_t t = 0; fits && t < col.length; ++t) {
-    const int32_t i = col.rw[t] - 1;
-    fits = i >= env.m || !row_is_violated(env.row_type[i], env.RHS[i] - effect[i] * value);
+  ~ColumnEffect() {
+    for (int32_t t = 0; t < col_.length; ++t) {
+      if (is_linking(t)) rounding_->effect[row(t)] = 0.0;
+    }
   }
-  for (int32_t t = 0; t < col.length; ++t) {
-    if (col.rw[t] <= env.m) effect[col.rw[t] - 1] = 0.0;
+  ColumnEffect(const ColumnEffect &) = delete;
+  ColumnEffect &operator=(const ColumnEffect &) = delete;
+
+  /// Whether every linking row that the column touches is met once it is fixed at this value.
+  bool fits(double value) const {
+    const QUARN_env &env = *rounding_->env;
+    for (int32_t t = 0; t < col_.length; ++t) {
+      if (!is_linking(t)) continue;
+      const int32_t i = row(t);
+      const double residual = env.RHS[i] - rounding_->effect[i] * value;
+      if (row_is_violated(env.row_type[i], residual)) return false;
+    }
+    return true;
   }
-  return fits;
-}
+
+  bool changes_open_row() const {
+    for (int32_t t = 0; t < col_.length; ++t) {
+      if (!is_linking(t) || rounding_->satisfied[row(t)] != 0) continue;
+      if (rounding_->effect[row(t)] != 0.0) return true;
+    }
+    return false;
+  }
+
+ private:
+  int32_t row(int32_t t) const { return col_.rw[t] - 1; }
+  bool is_linking(int32_t t) const { return row(t) < rounding_->env->m; }
+
+  Rounding *rounding_;
+  ColumnView col_;
+};
 
 /// Cost of one unit of the column: its last entry in the cost row.
 static double unit_cost(const QUARN_env &env, const ColumnView &col) {
@@ -293,11 +334,19 @@ static void reduce_rows(Rounding *rounding, const ColumnView &col, double value)
 
 enum class Verdict { kPassedOver, kRefused, kFixed, kOutOfMemory };
 
-/// Fixes one candidate, unless it does not fit or costs too much.
+/// Whether one candidate is looked at, and if so, fits.
+static Verdict judge(Rounding *rounding, const ColumnView &col, double value) {
+  const ColumnEffect effect(rounding, col);
+  if (rounding->open_rows_only && !effect.changes_open_row()) return Verdict::kPassedOver;
+  return effect.fits(value) ? Verdict::kFixed : Verdict::kRefused;
+}
+
+/// Fixes one candidate, unless it is passed over, does not fit or costs too much.
 static Verdict try_to_fix(Rounding *rounding, int32_t j) {
   const double value = rounded_up(rounding->solution->x[j]);
   const ColumnView col = column(rounding->solution->view, j);
-  if (!column_fits(rounding, col, value)) return Verdict::kRefused;
+  const Verdict verdict = judge(rounding, col, value);
+  if (verdict != Verdict::kFixed) return verdict;
   const double cost = rounding->cost + unit_cost(*rounding->env, col) * value;
   if (cost >= rounding->env->objective_UB - kCostTolerance) return Verdict::kRefused;
   if (!rounding->fixed.reserve()) return Verdict::kOutOfMemory;
@@ -323,6 +372,24 @@ static Verdict round_candidates(Rounding *rounding) {
     if (verdict == Verdict::kFixed) ++fixed_now;
   }
   return verdict;
+}
+
+/// What the open rows lack, compared after the pass.
+static void remember_residuals(Rounding *rounding) {
+  const QUARN_env &env = *rounding->env;
+  for (int32_t i = 0; i < env.m; ++i) rounding->residual[i] = std::fabs(env.RHS[i]);
+}
+
+/// Whether the pass brought no row that was open at its beginning nearer to being met: none was
+/// closed, and none is left with another residual. Magnitudes are compared, since at the edge of
+/// its tolerance an equality may swing from one side to the other for ever.
+static bool open_rows_are_unchanged(const Rounding &rounding, int32_t open_before) {
+  if (rounding.open_rows != open_before) return false;
+  const QUARN_env &env = *rounding.env;
+  for (int32_t i = 0; i < env.m; ++i) {
+    if (rounding.satisfied[i] == 0 && std::fabs(env.RHS[i]) != rounding.residual[i]) return false;
+  }
+  return true;
 }
 
 /// Keeps a completed solution when it is better than the stored one.
@@ -362,6 +429,18 @@ static bool prepare_next_pass(Rounding *rounding) {
   return true;
 }
 
+/// Whether another pass may follow one that changed the open rows or did not; says why not.
+static bool may_go_on(Rounding *rounding, bool unchanged) {
+  if (unchanged && rounding->open_rows_only) {
+    messages::rounding_stands_still();
+    return false;
+  }
+  if (unchanged) rounding->open_rows_only = true;
+  if (!rounding->time_is_up()) return true;
+  messages::rounding_time_limit();
+  return false;
+}
+
 /// All passes: 1 when an integer solution was completed, 0 otherwise.
 static int32_t run_passes(Rounding *rounding) {
   do {
@@ -370,6 +449,8 @@ static int32_t run_passes(Rounding *rounding) {
       messages::all_values_zero();
       return 0;
     }
+    const int32_t open_before = rounding->open_rows;
+    remember_residuals(rounding);
     const Verdict verdict = round_candidates(rounding);
     if (verdict == Verdict::kOutOfMemory) return 0;
     messages::fixed_columns(rounding->cost, rounding->fixed.count(), rounding->fixed.indices(),
@@ -379,6 +460,7 @@ static int32_t run_passes(Rounding *rounding) {
       return 1;
     }
     if (verdict == Verdict::kRefused) return 0;
+    if (!may_go_on(rounding, open_rows_are_unchanged(*rounding, open_before))) return 0;
   } while (prepare_next_pass(rounding));
   return 0;
 }

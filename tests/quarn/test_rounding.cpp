@@ -11,6 +11,7 @@
 
 namespace {
 
+using support::Column;
 using support::Columns;
 using support::Entry;
 using support::Environment;
@@ -42,7 +43,7 @@ struct Reference {
   int32_t min_fix;
 
   std::string text, trace;
-  bool tie = false, completed = false;
+  bool tie = false, completed = false, only_open_rows = false, stood_still = false;
   double cost = 0.0;
   std::vector<double> values;
   std::vector<int32_t> fixed;
@@ -61,6 +62,7 @@ struct Reference {
         text += "\nAll the lambdas are zero!\n";
         return 0;
       }
+      const std::vector<bool> open_before = open;
       const bool ends_refused = !pass(order, x, &open);
       text += formatted("\nIP_obj_value: %lf ", cost);
       for (size_t k = 0; k < fixed.size(); ++k) {
@@ -72,6 +74,14 @@ struct Reference {
         return 1;
       }
       if (ends_refused) return 0;
+      if (open == open_before) {
+        if (only_open_rows) {
+          stood_still = true;
+          text += "\n -- The rounding ends: no column that fits changes an open row -- \n";
+          return 0;
+        }
+        only_open_rows = true;
+      }
       text += "Going to IQUARN_solve_RMP();";
       const bool fails = static_cast<int32_t>(solve) == failing_solve;
       trace += " free load preproc acpdm(0,0.25,1)";
@@ -104,6 +114,12 @@ struct Reference {
     return order;
   }
 
+  bool reaches_open_row(const Column &column, const std::vector<bool> &open) const {
+    return std::any_of(column.begin(), column.end(), [&](const Entry &entry) {
+      return entry.first <= m && open[static_cast<size_t>(entry.first) - 1];
+    });
+  }
+
   /// Whether the last candidate was not refused.
   bool pass(const std::vector<int32_t> &order, const std::vector<double> &x,
             std::vector<bool> *open) {
@@ -114,6 +130,7 @@ struct Reference {
       accepted = true;
       if (fixed_now >= min_fix && v <= threshold) continue;
       const double level = next_integer(v);
+      if (only_open_rows && !reaches_open_row(columns[static_cast<size_t>(j)], *open)) continue;
       double column_cost = 0.0;
       for (const Entry &entry : columns[static_cast<size_t>(j)]) {
         if (entry.first == cost_row) column_cost = entry.second;
@@ -278,7 +295,7 @@ void draw_solutions(support::Random *random, Reference *model) {
 
 TEST(Rounding, FollowsTheReferenceOnScriptedSolutions) {
   support::Random random(91);
-  int completed = 0, several_passes = 0;
+  int completed = 0, several_passes = 0, over_idle_passes = 0, stood_still = 0;
   for (unsigned run = 0; run < 3000; ++run) {
     SCOPED_TRACE(testing::Message() << "run " << run);
     const int32_t m = random.integer(1, 3), p = random.integer(0, 2);
@@ -294,12 +311,16 @@ TEST(Rounding, FollowsTheReferenceOnScriptedSolutions) {
       if (rounding.model().tie) break;
       completed += rounding.model().completed ? 1 : 0;
       several_passes += rounding.model().trace.size() > 60 ? 1 : 0;
+      over_idle_passes += rounding.model().completed && rounding.model().only_open_rows ? 1 : 0;
+      stood_still += rounding.model().stood_still ? 1 : 0;
       if (HasFailure()) return;
     }
     solver().primal = nullptr;
   }
   EXPECT_GT(completed, 500);
-  EXPECT_GT(several_passes, 500);
+  EXPECT_GT(several_passes, 200);
+  EXPECT_GT(over_idle_passes, 50);
+  EXPECT_GT(stood_still, 50);
 }
 
 /// Two equality rows; column 0 covers both at cost 2, columns 1 and 2 one each at cost 1.
@@ -373,6 +394,64 @@ TEST(Rounding, TheListsOutgrowTheRows) {
   double stored = 1e30;
   Rounding(&env, model, 1).compare(&stored);
   EXPECT_EQ(env->IP_ncols, 10);
+  solver().primal = nullptr;
+}
+
+/// One row, a column beside it, and a half of the column in it: the first pass fixes the one
+/// beside.
+Reference idle_column() {
+  Reference model = two_rows();
+  model.m = 1;
+  model.cost_row = 2;
+  model.rhs = {1};
+  model.types = {2};
+  model.columns = {{{2, 0}}, {{1, 2}, {2, 3}}};
+  model.solutions.assign(9, {1.0, 0.5});
+  model.box.assign(9, 0.0);
+  return model;
+}
+
+TEST(Rounding, AColumnInNoOpenRowDoesNotHoldUpTheOthers) {
+  Environment env = rounding_record(idle_column(), 0);
+  double stored = 1e30;
+  Rounding(&env, idle_column(), 1).compare(&stored);
+  EXPECT_EQ(env->IP_obj_value, 3);
+  EXPECT_EQ(std::vector<int32_t>(env->IP_cols, env->IP_cols + env->IP_ncols),
+            (std::vector<int32_t>{0, 1}));
+
+  // Nothing is fixed at all: values at or below the threshold, and a share of 0.
+  Reference none = idle_column();
+  none.min_fix = 0;
+  none.solutions.assign(9, {0.0, 0.5});
+  Environment other = rounding_record(none, 0);
+  double kept = 1e30;
+  Rounding rounding(&other, none, 2);
+  rounding.compare(&kept);
+  EXPECT_TRUE(rounding.model().stood_still);
+  solver().primal = nullptr;
+}
+
+TEST(Rounding, StopsAtTheTimeLimitBeforeARestrictedMaster) {
+  const std::string line = "\n -- The rounding ends at the time limit -- \n";
+  for (const bool late : {false, true}) {
+    Environment env = rounding_record(idle_column(), 0);
+    solver().primal = [&env](const LoadedProblem &, double *x) {
+      x[env->ncols_aux] = 1.0;
+      x[env->ncols_aux + 1] = 0.5;
+    };
+    env->cputime = late ? 5.0 : 4.0;
+    env->max_cputime = 5.0;
+    int32_t result = -99;
+    solver().trace.clear();
+    const std::string text = support::flushed_output(
+        [&] { result = IQUARN_residual_rounding(env.get(), nullptr, 0.9, 1); });
+    EXPECT_EQ(result, late ? 0 : 1);
+    EXPECT_EQ(text.find(line) != std::string::npos, late);
+    const std::string restored = "free load preproc acpdm(0,0.25,1) duals";
+    EXPECT_EQ(solver().take_trace(),
+              "get_x " + (late ? "" : restored + " get_x get_x ") + restored);
+    EXPECT_EQ(env->cputime, late ? 5.0 : 4.0);
+  }
   solver().primal = nullptr;
 }
 
