@@ -4,6 +4,7 @@
 
 #include "quarn/dual_box.h"
 #include "quarn/environment.h"
+#include "quarn/internal.h"
 #include "quarn/master_driver.h"
 #include "quarn/messages.h"
 #include "quarn/outer_loop.h"
@@ -12,6 +13,8 @@ namespace quarn {
 
 /// Rounds the converged solution once and generates columns once more, from a cold start: the
 /// duals of the restored problem are those of a centred solve, not of the last outer iteration.
+/// With the gap closed, or at a limit, the outer loop ends before a solve of its own and leaves
+/// zeros; then those duals are the ones of the record, and of the problem that is loaded.
 static int16_t round_and_converge(QUARN_env *env, QUARN_oracle oracle, double delta) {
   constexpr double kThreshold = 0.9;
   constexpr int32_t kFewestFixed = 1;
@@ -19,7 +22,13 @@ static int16_t round_and_converge(QUARN_env *env, QUARN_oracle oracle, double de
   env->delta = delta;
   std::free(env->u);
   env->u = nullptr;
-  return QUARN_solve_MP_core(env, oracle);
+  const int32_t iterations = env->outer_iterations;
+  const int16_t status = QUARN_solve_MP_core(env, oracle);
+  const bool solved_nothing = env->outer_iterations == iterations;
+  if (solved_nothing && env->Pb != nullptr && env->u != nullptr) {
+    get_dual_solution(env->Pb, env->u);
+  }
+  return status;
 }
 
 /// Fetches the final solution and tells whether it can be trusted. Without a loaded problem no

@@ -72,8 +72,11 @@ TEST(IntegerDriver, RoundsOnceThenStartsColdOnce) {
   std::string text;
   EXPECT_EQ(driver.solve(1, &text), 0);
   // Column generation, rounding (the centred strategy restores the RMP). The gap is closed already,
-  // so the cold run stops before an RMP; then the final solution.
-  EXPECT_EQ(solver().take_trace(), kLoop + " get_x free load preproc solve(0,5,1) duals get_x");
+  // so the cold run stops before an RMP, and the duals are those of the restored one; then the
+  // final solution.
+  EXPECT_EQ(solver().take_trace(),
+            kLoop + " get_x free load preproc solve(0,5,1) duals duals get_x");
+  EXPECT_EQ(support::to_text({driver.env->u, driver.env->u + 4}), "1 2 1 4");
   EXPECT_EQ(driver.env->delta, 1e-3) << "the value at entry holds in the final run";
   EXPECT_EQ(driver.env->IP_obj_value, 4);
   EXPECT_EQ(text.substr(0, 30), "Hello from IQUARN_solve_MP()\n\n");
