@@ -197,6 +197,31 @@ Traits reducible() {
   return traits;
 }
 
+std::vector<Traits> families() {
+  std::vector<Traits> result(15);
+  result[1].name = "degenerate", result[1].degenerate = 0.7;
+  result[2].name = "bounded", result[2].bounded = 1.0;
+  result[3].name = "equalities", result[3].equalities = 1.0, result[3].most_columns = 25;
+  result[4].name = "ranged", result[4].ranges = 0.9;
+  result[5].name = "dependent", result[5].dependent = 0.4, result[5].equalities = 0.8;
+  result[6].name = "empty", result[6].empty = 0.3;
+  result[7].name = "dense_columns", result[7].dense_columns = 0.2, result[7].density = 0.05;
+  result[7].most_rows = 60, result[7].most_columns = 150;
+  result[8].name = "badly_scaled", result[8].scale_decades = 3.0;
+  result[9].name = "wide_costs", result[9].cost_decades[0] = -6, result[9].cost_decades[1] = 10;
+  result[10].name = "homogeneous", result[10].homogeneous = true;
+  result[11].name = "all_at_once", result[11].degenerate = 0.4, result[11].bounded = 0.6;
+  result[11].ranges = 0.3, result[11].dependent = 0.2, result[11].empty = 0.1;
+  result[11].dense_columns = 0.05, result[11].scale_decades = 1.0;
+  // What a presolve feeds on: alone, with every kind of bound, and large enough for several passes.
+  result[12] = reducible();
+  result[13] = result[12], result[13].name = "reducible_bounded", result[13].bounded = 0.8;
+  result[13].ranges = 0.3, result[13].degenerate = 0.4, result[13].empty = 0.05;
+  result[14] = result[12], result[14].name = "reducible_large", result[14].density = 0.08;
+  result[14].most_rows = 80, result[14].most_columns = 160, result[14].equalities = 0.6;
+  return result;
+}
+
 KnownProgram draw_known(const Traits &traits, uint64_t seed) {
   Random random(seed);
   const int32_t m = random.integer(1, traits.most_rows);

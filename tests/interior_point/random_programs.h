@@ -75,6 +75,9 @@ struct KnownProgram {
 /// What a presolve feeds on: short and parallel lines, rows that fix their columns.
 Traits reducible();
 
+/// Programs of every form: the plain one and fourteen others, each with a trait in excess.
+std::vector<Traits> families();
+
 KnownProgram draw_known(const Traits &traits, uint64_t seed);
 
 /// Small integers everywhere, so that infeasible and unbounded programs are frequent.

@@ -47,32 +47,7 @@ TEST_P(KnownOptimum, IsReached) {
   }
 }
 
-std::vector<Traits> families() {
-  std::vector<Traits> result(15);
-  result[1].name = "degenerate", result[1].degenerate = 0.7;
-  result[2].name = "bounded", result[2].bounded = 1.0;
-  result[3].name = "equalities", result[3].equalities = 1.0, result[3].most_columns = 25;
-  result[4].name = "ranged", result[4].ranges = 0.9;
-  result[5].name = "dependent", result[5].dependent = 0.4, result[5].equalities = 0.8;
-  result[6].name = "empty", result[6].empty = 0.3;
-  result[7].name = "dense_columns", result[7].dense_columns = 0.2, result[7].density = 0.05;
-  result[7].most_rows = 60, result[7].most_columns = 150;
-  result[8].name = "badly_scaled", result[8].scale_decades = 3.0;
-  result[9].name = "wide_costs", result[9].cost_decades[0] = -6, result[9].cost_decades[1] = 10;
-  result[10].name = "homogeneous", result[10].homogeneous = true;
-  result[11].name = "all_at_once", result[11].degenerate = 0.4, result[11].bounded = 0.6;
-  result[11].ranges = 0.3, result[11].dependent = 0.2, result[11].empty = 0.1;
-  result[11].dense_columns = 0.05, result[11].scale_decades = 1.0;
-  // What a presolve feeds on: alone, with every kind of bound, and large enough for several passes.
-  result[12] = random_programs::reducible();
-  result[13] = result[12], result[13].name = "reducible_bounded", result[13].bounded = 0.8;
-  result[13].ranges = 0.3, result[13].degenerate = 0.4, result[13].empty = 0.05;
-  result[14] = result[12], result[14].name = "reducible_large", result[14].density = 0.08;
-  result[14].most_rows = 80, result[14].most_columns = 160, result[14].equalities = 0.6;
-  return result;
-}
-
-INSTANTIATE_TEST_SUITE_P(Families, KnownOptimum, testing::ValuesIn(families()),
+INSTANTIATE_TEST_SUITE_P(Families, KnownOptimum, testing::ValuesIn(random_programs::families()),
                          [](const auto &family) { return family.param.name; });
 
 /// The program with costs in units of 1 / `of_cost` and columns and right-hand sides in units of
