@@ -2,9 +2,12 @@
  * Where a solve starts that has no earlier point: least squares, then a shift into the interior.
  *
  *   x = argmin |x|^2 + |w|^2  subject to  A x = b, x + w = h,
- *   (y, z) from min |c - A'y|^2,                                                              (10)
+ *   y = (A Theta A')^-1 A c,   z - v = c - A'y,                                               (10)
  *
- * both from one factorisation of A A', and then x, w and z, v shifted to be positive. A box that is
+ * both from one factorisation of A Theta A', with theta 1/2 for the columns with a width and 1 for
+ * the others, and then x, w and z, v shifted to be positive. Where no column has a width y is the
+ * least-squares solution; to weigh c as well, which would make it so with widths, takes as many
+ * iterations on 24 of 25 netlib programs together, and twice as many (44) on forplan. A box that is
  * huge (huge_bounds.h) has no part in this, half its width being no measure of x: w is what x
  * leaves of it and v = mu / w. S. Mehrotra, On the implementation of a primal-dual interior point
  * method, SIAM J. Optimization 2 (1992), section 7; the treatment of widths is the usual extension.

@@ -302,6 +302,16 @@ LinearProgram draw_any(uint64_t seed) {
   return program;
 }
 
+LinearProgram in_huge_boxes(LinearProgram program, double size) {
+  for (size_t j = 0; j < program.cost.size(); ++j) {
+    if (program.upper[j] >= kNoBound)
+      program.upper[j] = size * (1.0 + 0.01 * static_cast<double>(j % 7));
+    if (program.lower[j] <= -kNoBound)
+      program.lower[j] = -size * (1.0 + 0.01 * static_cast<double>(j % 5));
+  }
+  return program;
+}
+
 LinearProgram draw_rmp(int32_t linking, int32_t blocks, int32_t columns, double box,
                        uint64_t seed) {
   Random random(seed);

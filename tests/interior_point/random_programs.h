@@ -88,6 +88,9 @@ LinearProgram draw_any(uint64_t seed);
 /// blocks.
 LinearProgram draw_rmp(int32_t linking, int32_t blocks, int32_t columns, double box, uint64_t seed);
 
+/// The program with bounds of about `size` instead of none.
+LinearProgram in_huge_boxes(LinearProgram program, double size);
+
 /// What a caller of the solver would object to: measured infeasibilities above `infeasibility`, a
 /// gap above `gap`, duals of the wrong sign, slacks that do not belong to the duals, or an
 /// objective that is not c'x. Empty when all is well.

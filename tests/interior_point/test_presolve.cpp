@@ -42,7 +42,8 @@ struct Draft {
 
   explicit Draft(uint64_t seed) : random(seed) {}
 
-  double room() { return random.real(0.5, 5.0); }
+  /// Seldom so little that a value near its end might pass for one at it.
+  double room() { return random.chance(0.1) ? 2e-3 : random.real(0.5, 5.0); }
   double room_or_none() { return random.chance(0.5) ? room() : kInf; }
   int side() { return random.chance(0.5) ? 1 : -1; }
 
@@ -167,6 +168,21 @@ Gone redundant_row(Draft *d) {
   d->row(i).below = d->random.chance(0.5) ? kInf : reach;
   d->row(i).above = reach;
   return {1, 0};
+}
+
+/// The bounds that make it redundant come from rows that are looked at later.
+Gone row_made_redundant(Draft *d) {
+  const int32_t i = d->add_row(0);
+  double reach = 0.0;
+  for (int k = 0; k < 3; ++k) {
+    const int32_t j = d->spread(d->add_column(0)), r = d->add_row(0);
+    d->row(r) = {0.0, d->room(), d->room()};
+    const double a = d->put(r, j);
+    d->column(j).below = d->column(j).above = 100.0;
+    reach += std::fabs(d->put(i, j) / a) * (d->row(r).below + d->row(r).above);
+  }
+  d->row(i).below = d->row(i).above = reach;
+  return {4, 0};
 }
 
 Gone forcing_row(Draft *d) {
@@ -301,8 +317,35 @@ Gone dominated_parallel_column(Draft *d) {
   return {0, 1};
 }
 
+/// The first is dominated by the second, which takes its place and is joined by the third.
+Gone three_parallel_columns(Draft *d) {
+  const int32_t j = 2 * d->random.integer(0, Draft::kBaseColumns / 2 - 1) + 1;
+  for (int k = 0; k < 2; ++k) {
+    const int32_t other = d->add_column(0);
+    d->column(other).above = kInf;
+    const double s = d->random.real(0.2, 5.0);
+    for (int32_t i = 0; i < Draft::kBaseRows; ++i) d->put(i, other, s * d->entry(i, j));
+  }
+  return {0, 2};
+}
+
+/// Leaves a bound that holds a column to a row of its own: d_j has to get there through all that
+/// becomes of the column in between.
+void bound_by_row(Draft *d) {
+  const int32_t j = d->random.integer(0, static_cast<int32_t>(d->columns.size()) - 1);
+  Draft::Column &c = d->column(j);
+  if (c.d == 0.0) return;
+  const double a = d->random.entry();
+  const int32_t i = d->add_row(a * c.d > 0.0 ? 1 : -1);
+  d->row(i).y = c.d / a;
+  (c.d > 0.0 ? c.below : c.above) = d->room_or_none();
+  c.d = 0.0;
+  d->put(i, j, a);
+}
+
 const Rule kRules[] = {{"SingletonRow", singleton_row},
                        {"RedundantRow", redundant_row},
+                       {"RowMadeRedundant", row_made_redundant},
                        {"ForcingRow", forcing_row},
                        {"DominatedColumn", dominated_column},
                        {"ColumnByDualBounds", column_by_dual_bounds},
@@ -313,7 +356,8 @@ const Rule kRules[] = {{"SingletonRow", singleton_row},
                        {"DoubletonEquality", doubleton_equality},
                        {"ParallelRow", parallel_row},
                        {"ParallelColumns", parallel_columns},
-                       {"DominatedParallelColumn", dominated_parallel_column}};
+                       {"DominatedParallelColumn", dominated_parallel_column},
+                       {"ThreeParallelColumns", three_parallel_columns}};
 
 /// Solves the reduced program tightly and tries what is restored against the program.
 void expect_optimal_pair(const KnownProgram &known, const ProblemForm &form,
@@ -374,8 +418,10 @@ TEST(Presolve, UndoesManyReductionsToAnOptimalPair) {
     SCOPED_TRACE(seed);
     Draft draft(seed);
     draft.make_base();
-    for (int k = 0; k < 6; ++k)
+    for (int k = 0; k < 6; ++k) {
       kRules[draft.random.integer(0, std::size(kRules) - 1)].plant(&draft);
+      bound_by_row(&draft);
+    }
     const KnownProgram known = draft.finish();
     const ProblemForm form = forms::form_of(known.program);
     const Presolved presolved(form);
@@ -406,6 +452,25 @@ TEST_P(ReducedProgram, HasASolutionThatIsAcceptedAtOnce) {
   EXPECT_GE(reduced, 90);
   // Where the optimum is 0, so are the errors that a gap may be relative to.
   EXPECT_GE(accepted, (GetParam().homogeneous ? 0.9 : 0.98) * reduced);
+}
+
+/// Widths that say nothing of x imply nothing, and rounding errors times them are no objective.
+TEST(Presolve, IsNotMisledByHugeBoxes) {
+  Request request;
+  int reduced = 0, accepted = 0;
+  for (uint64_t seed = 1; seed <= 100; ++seed) {
+    const KnownProgram known = random_programs::draw_known(random_programs::reducible(), seed);
+    const auto form = std::make_shared<const ProblemForm>(
+        forms::form_of(random_programs::in_huge_boxes(known.program, 1e9)));
+    const Presolved presolved(*form);
+    if (!presolved.reduced()) continue;
+    Solver small(presolved.reduced());
+    if (small.solve(request, Start::kCold, nullptr) != Code::kSolved) continue;
+    ++reduced;
+    accepted += Solver(form).adopt(request, presolved.restore(small.point()), 0);
+  }
+  EXPECT_GE(reduced, 90);
+  EXPECT_GE(accepted, 0.95 * reduced);
 }
 
 INSTANTIATE_TEST_SUITE_P(Families, ReducedProgram, testing::ValuesIn(random_programs::families()),

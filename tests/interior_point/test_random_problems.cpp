@@ -64,20 +64,9 @@ LinearProgram in_other_units(LinearProgram program, double of_cost, double of_rh
   return program;
 }
 
-/// Bounds of about `size` instead of none.
-LinearProgram in_far_boxes(LinearProgram program, double size) {
-  for (size_t j = 0; j < program.cost.size(); ++j) {
-    if (program.upper[j] >= kNoBound)
-      program.upper[j] = size * (1.0 + 0.01 * static_cast<double>(j % 7));
-    if (program.lower[j] <= -kNoBound)
-      program.lower[j] = -size * (1.0 + 0.01 * static_cast<double>(j % 5));
-  }
-  return program;
-}
-
 /// Bounds that no solution comes near to say nothing of where to start, and a shift by one of them
 /// would cost the digits of x: 27 of 50 such programs made of the netlib ones were not solved.
-TEST(FarBoxes, CostNeitherDigitsNorMoreThanAFewIterations) {
+TEST(HugeBoxes, CostNeitherDigitsNorMoreThanAFewIterations) {
   Traits traits;
   traits.most_rows = 60, traits.most_columns = 120;
   for (uint64_t seed = 1; seed <= program_count(300); ++seed) {
@@ -85,7 +74,7 @@ TEST(FarBoxes, CostNeitherDigitsNorMoreThanAFewIterations) {
     LoadedProblem usual(known.program);
     const int32_t most = usual.solve(kTolerance).iterations + 15;
     for (const double size : {1e6, 1e9}) {
-      const LinearProgram boxed = in_far_boxes(known.program, size);
+      const LinearProgram boxed = random_programs::in_huge_boxes(known.program, size);
       LoadedProblem problem(boxed);
       const SolveReport report = problem.solve(kTolerance);
       SCOPED_TRACE(known.program.name + " in boxes of " + std::to_string(size));
@@ -98,7 +87,7 @@ TEST(FarBoxes, CostNeitherDigitsNorMoreThanAFewIterations) {
 }
 
 /// minimise c x subject to x + a y = 3, y >= 0: x runs to the bound on its side.
-TEST(FarBoxes, HoldWhereTheyAreReached) {
+TEST(HugeBoxes, HoldWhereTheyAreReached) {
   const double lower = -2e7;
   const double upper = 1e7;
   for (const double side : {-1.0, 1.0}) {
