@@ -67,22 +67,32 @@ struct IP_save_record; /**< a point that the solver keeps for a warm start */
  * named twice in a column means the sum. The record owns its arrays, extra1 and extra2 included.
  */
 typedef struct QUARN_SMatrix_CW {
-  int32_t m, n, nz;             /**< rows, columns and entries in use */
-  int32_t max_m, max_n, max_nz; /**< capacities; max_m sizes no array */
-  double *elt;                  /**< [max_nz] values, column after column */
-  int32_t *rw;                  /**< [max_nz] row of each entry, from 1 */
-  int32_t *col_start;           /**< [max_n+1] positions from 1, col_start[n] = nz+1 */
-  void *extra1, *extra2;        /**< passed on to the solver; null unless the caller sets them */
+  int32_t m;          /**< rows */
+  int32_t n;          /**< columns in use */
+  int32_t nz;         /**< entries in use */
+  int32_t max_m;      /**< capacity in rows; sizes no array */
+  int32_t max_n;      /**< capacity in columns */
+  int32_t max_nz;     /**< capacity in entries */
+  double *elt;        /**< [max_nz] values, column after column */
+  int32_t *rw;        /**< [max_nz] row of each entry, from 1 */
+  int32_t *col_start; /**< [max_n+1] positions from 1, col_start[n] = nz+1 */
+  void *extra1;       /**< passed on to the solver; null unless the caller sets it */
+  void *extra2;       /**< likewise */
 } QUARN_SMatrix_CW;
 
 /** Row-wise sparse matrix: as the column-wise one with the parts of rows and columns exchanged. */
 typedef struct QUARN_SMatrix_RW {
-  int32_t m, n, nz;             /**< rows, columns and entries in use */
-  int32_t max_m, max_n, max_nz; /**< capacities; max_n sizes no array */
-  double *elt;                  /**< [max_nz] values, row after row */
-  int32_t *row_start;           /**< [max_m+1] positions from 1, row_start[m] = nz+1 */
-  int32_t *cl;                  /**< [max_nz] column of each entry, from 1 */
-  void *extra1, *extra2;        /**< as in the column-wise record */
+  int32_t m;          /**< rows in use */
+  int32_t n;          /**< columns */
+  int32_t nz;         /**< entries in use */
+  int32_t max_m;      /**< capacity in rows */
+  int32_t max_n;      /**< capacity in columns; sizes no array */
+  int32_t max_nz;     /**< capacity in entries */
+  double *elt;        /**< [max_nz] values, row after row */
+  int32_t *row_start; /**< [max_m+1] positions from 1, row_start[m] = nz+1 */
+  int32_t *cl;        /**< [max_nz] column of each entry, from 1 */
+  void *extra1;       /**< as in the column-wise record */
+  void *extra2;       /**< likewise */
 } QUARN_SMatrix_RW;
 
 /**
