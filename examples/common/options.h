@@ -1,13 +1,17 @@
 #ifndef EXAMPLES_COMMON_OPTIONS_H
 #define EXAMPLES_COMMON_OPTIONS_H
 
-#include <CLI/CLI.hpp>
 #include <cstdint>
 #include <functional>
 #include <optional>
 #include <string>
 
 #include "examples/common/text_reader.h"
+
+// Its header takes a compiler seconds to read, and most of what includes this one parses nothing.
+namespace CLI {
+class App;
+}
 
 namespace examples {
 
