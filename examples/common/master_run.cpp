@@ -16,9 +16,6 @@ namespace examples {
 // A run ends by its gap or by the time limit. A count of iterations says nothing about a problem.
 constexpr int32_t kMostIterations = std::numeric_limits<int32_t>::max();
 
-// What the library reports for any wider gap, too.
-constexpr double kWidestGap = 10.0;
-
 void MasterRows::add_linking_row(RowType type, double rhs, double dual_lower, double dual_upper) {
   rhs_.push_back(rhs);
   types_.push_back(type);

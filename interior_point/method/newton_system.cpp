@@ -93,8 +93,10 @@ void NewtonSystem::reset_terms() {
   rho_.assign(static_cast<size_t>(form_.columns()), form_.has_penalties ? kRhoOfPenalties : kRho);
 }
 
-void NewtonSystem::weaken_primal_term(const Direction &direction, double most) {
-  if (delta_ * largest(direction.y) > kDominantShare * most) delta_factor_ *= kWeaken;
+void NewtonSystem::weaken_primal_term(const Direction &direction, double largest_residual) {
+  if (delta_ * largest(direction.y) > kDominantShare * largest_residual) {
+    delta_factor_ *= kWeaken;
+  }
 }
 
 void NewtonSystem::weaken_dual_terms(const Residuals &residuals, const Point &point,
