@@ -2,10 +2,10 @@
  * Compares the library with column generation by the simplex method on the examples' master
  * problems: the same oracles, first columns and tolerance for each method.
  *
- *   ours       the library, with the example's settings
- *   textbook   restricted master problems to optimality by Clp's primal simplex, from the last
- * basis smoothed   the same, with self-adjusting smoothing of the duals that are priced standard
- * the library with WS_strategy -2: no centring, no warm starts
+ * - ours: the library, with the example's settings
+ * - textbook: restricted master problems to optimality by Clp's primal simplex, from the last basis
+ * - smoothed: the same, with self-adjusting smoothing of the duals that are priced
+ * - standard: the library with WS_strategy -2: no centring, no warm starts
  *
  * The methods have to agree on the value before anything else is worth reading.
  */
@@ -136,11 +136,15 @@ void add_options(CLI::App &app, Options &options) {
       ->check(CLI::ExistingFile);
   app.add_flag("--csv", options.csv, "comma-separated values");
   app.add_flag("--quick", options.quick, "the small instances of the default set only");
-  app.add_option("--sizes", options.sizes, "these sizes of the default set only")->delimiter(',');
+  // Without extra arguments: what follows a list of names is a file.
+  app.add_option("--sizes", options.sizes, "these sizes of the default set only")
+      ->delimiter(',')
+      ->allow_extra_args(false);
   app.add_option("--data", options.data, "folder of the published instances")
       ->capture_default_str();
   app.add_option("--methods", options.methods, "the methods to run")
       ->delimiter(',')
+      ->allow_extra_args(false)
       ->check(CLI::IsMember(method_names()))
       ->capture_default_str();
   app.add_option("--columns-per-call", options.overrides.columns_per_call,
@@ -153,7 +157,8 @@ void add_options(CLI::App &app, Options &options) {
       ->capture_default_str();
   app.add_option("--tolerance", options.overrides.tolerance, "relative gap to stop at")
       ->capture_default_str();
-  app.add_option("--time-limit", options.overrides.time_limit, "seconds for each run")
+  app.add_option("--time-limit", options.overrides.time_limit,
+                 "seconds of processor time for each run")
       ->capture_default_str();
   app.add_option(
          "--repeats", options.repeats,

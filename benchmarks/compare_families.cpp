@@ -20,7 +20,6 @@ void apply(const Overrides &overrides, examples::Options &options) {
   if (overrides.columns_per_call > 0) options.columns_per_call = overrides.columns_per_call;
   if (overrides.divisor >= 0.0) options.divisor = overrides.divisor;
   options.tolerance = overrides.tolerance;
-  options.time_limit = overrides.time_limit;
 }
 
 /// Setups own their oracles, makers share the instance, which the oracles refer to.

@@ -30,7 +30,7 @@ struct Overrides {
   int32_t prices = 0;     ///< price vectors of an answer, where the example has them
   double divisor = -1.0;  ///< negative: the default; 0: the tolerance dial
   double tolerance = 1e-6;
-  double time_limit = 120.0;  ///< seconds for each run
+  double time_limit = 120.0;  ///< seconds of processor time for each run
 };
 
 using MasterMaker = std::function<MasterSetup(const Overrides &)>;

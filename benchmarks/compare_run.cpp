@@ -24,7 +24,9 @@ examples::Answer ClockedOracle::price(QUARN_env &env) {
   const examples::Answer answer = oracle_.price(env);
   charge(asked);
   if (answer.status > 0) lower_ = std::max(lower_, dual_value + answer.lb_term);
-  samples_.push_back({env.outer_iterations, processor_seconds() - start_, lower_, env.upperBnd});
+  const double passed = processor_seconds() - start_;
+  samples_.push_back({env.outer_iterations, passed, lower_, env.upperBnd});
+  if (passed > limit_) QUARN_set_max_cputime(&env, 0.0);
   return answer;
 }
 
@@ -38,7 +40,7 @@ RunResult run_library(const MasterMaker &make, const Overrides &overrides, int s
   const double start = processor_seconds();
   MasterSetup setup = make(overrides);
   setup.options.strategy = strategy;
-  ClockedOracle oracle(*setup.oracle, start);
+  ClockedOracle oracle(*setup.oracle, start, overrides.time_limit);
   examples::MasterRun run(setup.rows, oracle, setup.options, setup.first_duals);
   setup.prepare(run.env());
   oracle.charge(start);

@@ -35,11 +35,16 @@ struct RunResult {
 /// (upper - lower) / |upper|, at most 10, as the library measures it.
 double relative_gap(double lower, double upper);
 
-/// Passes calls on to an oracle; keeps the time and the bounds.
+/// Passes calls on to an oracle; keeps the time and the bounds, and ends the run after its time.
+///
+/// The record's own limit is one of the time that passes, and on a busy machine a run would get
+/// less of it than the figures say.
 class ClockedOracle : public examples::Oracle {
  public:
-  /// `oracle` has to outlive this one. The clock starts at `start`, in processor seconds.
-  ClockedOracle(examples::Oracle &oracle, double start) : oracle_(oracle), start_(start) {}
+  /// `oracle` has to outlive this one. The clock starts at `start`, in processor seconds, and when
+  /// it has run for `limit` the record's limit is set to what has passed already.
+  ClockedOracle(examples::Oracle &oracle, double start, double limit)
+      : oracle_(oracle), start_(start), limit_(limit) {}
 
   examples::Answer price(QUARN_env &env) override;
 
@@ -52,7 +57,7 @@ class ClockedOracle : public examples::Oracle {
 
  private:
   examples::Oracle &oracle_;
-  double start_;
+  double start_, limit_;
   double seconds_ = 0.0;
   double lower_ = -1e30;
   std::vector<Sample> samples_;

@@ -65,6 +65,7 @@ class SimplexRun {
   double start_;
   MasterSetup setup_;
   ClockedOracle oracle_;
+  double time_limit_;
   examples::MasterRun record_;  ///< makes the record as for the library's runs, and keeps it
   QUARN_env &env_;
   SimplexMaster master_;
@@ -77,7 +78,8 @@ class SimplexRun {
 SimplexRun::SimplexRun(const MasterMaker &make, const Overrides &overrides, bool smooth)
     : start_(processor_seconds()),
       setup_(make(overrides)),
-      oracle_(*setup_.oracle, start_),
+      oracle_(*setup_.oracle, start_, overrides.time_limit),
+      time_limit_(overrides.time_limit),
       record_(setup_.rows, oracle_, setup_.options, setup_.first_duals),
       env_(record_.env()),
       master_(env_),
@@ -95,7 +97,7 @@ void SimplexRun::update_gap() {
   env_.lowerBnd = oracle_.lower_bound();
   env_.rel_gap = relative_gap(env_.lowerBnd, env_.upperBnd);
   if (env_.rel_gap <= env_.delta) end({});
-  if (processor_seconds() - start_ > env_.max_cputime) end({});
+  if (processor_seconds() - start_ > time_limit_) end({});
 }
 
 void SimplexRun::ask() {
