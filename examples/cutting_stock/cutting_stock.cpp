@@ -17,7 +17,7 @@
 
 namespace cutting_stock {
 
-// The master problem, its pricing and its bound are derived in pattern_oracle.h.
+// The master problem, its pricing and its bound are derived in README.md.
 
 struct Settings : MasterSettings {
   std::string generate;  ///< what to generate; empty: solve the file

@@ -14,7 +14,7 @@
 
 namespace generalized_assignment {
 
-// The master problem, its pricing and its bound are derived in bundle_oracle.h.
+// The master problem, its pricing and its bound are derived in README.md.
 
 // What a box of the duals grows by when it was too narrow.
 constexpr double kBoxGrowth = 1000.0;

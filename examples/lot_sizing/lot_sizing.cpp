@@ -13,7 +13,7 @@
 
 namespace lot_sizing {
 
-// The master problem, its pricing and its bound are derived in plan_oracle.h.
+// The master problem, its pricing and its bound are derived in README.md.
 
 struct Settings : MasterSettings {
   std::string generate;  ///< what to generate; empty: read the file

@@ -1,26 +1,7 @@
-/**
- * Capacitated lot sizing with setup times, decomposed by items.
- *
- * Items i share a machine with the same capacity C in every period t = 1, ..., T. A column is a
- * production plan p of one item for the whole horizon, with cost c_p (setups and stock) and the
- * capacity w_tp that it takes in each period. Master problem and duals:
- *
- *     min  sum_p c_p x_p
- *     s.t. sum_p w_tp x_p <= C          for every period t       (u_t <= 0, linking rows)
- *          sum_{p of i} x_p = 1         for every item i         (v_i, further rows)
- *          x >= 0
- *
- * The reduced cost of a plan of item i is c_p - sum_t u_t w_tp - v_i: with -u_t as the price of
- * capacity, it is what the plan costs in all less v_i. Pricing is a lot sizing problem without a
- * limit on production for each item, which a dynamic program solves (see plan_pricing.h).
- *
- * With z_i(u) the least cost of a plan of item i at u, (u, z(u)) is a feasible dual solution, so
- *
- *     C sum_t u_t + sum_i z_i(u)  <=  the master's value     for every u <= 0.
- *
- * The bound holds at all prices, not only at the master's: the oracle answers with the best value
- * that it has seen at any (see plan_search.h).
- */
+// Capacitated lot sizing with setup times, decomposed by items. The page of the example, README.md
+// beside this file, derives the master problem, its pricing and the lower bound, which holds at all
+// prices, not only at the master's: the oracle answers with the best value that it has seen at any
+// (plan_search.h).
 #ifndef EXAMPLES_LOT_SIZING_PLAN_ORACLE_H
 #define EXAMPLES_LOT_SIZING_PLAN_ORACLE_H
 

@@ -1,38 +1,6 @@
-/**
- * Linear multicommodity flow by column generation.
- *
- * Every commodity k is a demand q_k from an origin to a destination. The commodities are grouped
- * into blocks: one commodity each, those of one origin, or all in one. A column p of block b sends
- * all of the block's demands along one path each (or leaves them unserved, at a cost for each
- * unit); it costs c_p and puts f_ap on arc a. The master problem shares out the capacities,
- *
- *     min  sum_p c_p x_p
- *     s.t. sum_p f_ap x_p <= capacity_a       for every arc a,            dual u_a <= 0
- *          sum_{p of b} x_p = 1               for every block b,          dual v_b              (1)
- *          x_p >= 0,
- *
- * and convex combinations of columns are all ways to split demands over paths.
- *
- * A column's cost is a sum over its paths' arcs, so its reduced cost is one too, at raised prices:
- *
- *     c_p - sum_a u_a f_ap - v_b = sum_{k in b} q_k * sum over arcs a of k's path (cost_a - u_a)
- *                                  - v_b.                                                       (2)
- *
- * With lengths cost_a - u_a >= 0 the least one takes a shortest path for every commodity of the
- * block, all those of one origin from one tree of Dijkstra's algorithm: pricing is exact.
- *
- * Let l_b be the least first part of (2) in block b. Any solution of (1), priced at any u <= 0, has
- *
- *     c'x >= c'x - sum_a u_a (sum_p f_ap x_p - capacity_a) >= sum_b l_b + sum_a capacity_a u_a, (3)
- *
- * the Lagrangian bound. The right-hand sides of the convexity rows are 1, so RHS'u over all rows is
- * sum_a capacity_a u_a + sum_b v_b, and what remains to (3) is the sum of the least reduced costs.
- *
- * Rows are made when they are needed. A block's flow on an arc is at most the largest f_ap of its
- * columns; as long as these add up to no more than the capacity, no solution of the restricted
- * master problem violates the arc's row, which may as well be left out: the value is the same and 0
- * is the row's dual. Most arcs never need their row.
- */
+// Linear multicommodity flow. The page of the example, README.md beside this file, derives the
+// master problem (1), the reduced cost (2), the lower bound (3), and why a row is left out for as
+// long as no solution can violate it.
 #ifndef EXAMPLES_MULTICOMMODITY_FLOW_FLOW_ORACLE_H
 #define EXAMPLES_MULTICOMMODITY_FLOW_FLOW_ORACLE_H
 

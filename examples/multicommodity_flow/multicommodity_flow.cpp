@@ -13,7 +13,7 @@
 #include "examples/multicommodity_flow/flow_oracle.h"
 #include "examples/multicommodity_flow/network.h"
 
-// The master problem, its pricing and its bound are derived in flow_oracle.h.
+// The master problem, its pricing and its bound are derived in README.md.
 
 namespace multicommodity_flow {
 

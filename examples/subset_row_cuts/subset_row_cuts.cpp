@@ -1,24 +1,6 @@
-// Partitioning items into groups, with cuts that the oracle adds to the master problem as rows.
-//
-// A column is a group p of items that fits the capacity; it costs 1 and the distances of its pairs.
-// At most K groups may be used. Master problem and duals:
-//
-//     min  sum_p c_p x_p
-//     s.t. sum_{p with i} x_p = 1                         for every item i    (u_i)
-//          sum_p floor(|p & S| / 2) x_p <= 1              for every cut S     (s_S <= 0)
-//          sum_p x_p <= K                                                     (v <= 0, further row)
-//          x >= 0
-//
-// The cuts are subset-row inequalities over three items: half the sum of the rows of S, rounded
-// down, which every partition satisfies and fractional solutions may not. Source: M. Jepsen,
-// B. Petersen, S. Spoorendonk, D. Pisinger, Subset-row inequalities applied to the vehicle-routing
-// problem with time windows, Operations Research 56 (2008) 497-511.
-//
-// The reduced cost of a group is c_p - sum_{i in p} u_i - sum_S floor(|p & S| / 2) s_S - v. All
-// groups are listed beforehand, so pricing is exact whatever cuts there are. With r <= 0 the least
-// reduced cost, or 0,
-//
-//     sum_i u_i + sum_S s_S + K v + K r  <=  the master's value     for every u, s <= 0, v <= 0.
+// Partitioning items into groups, with cuts that the oracle adds to the master problem as rows. The
+// page of the example, README.md beside this file, derives the master problem, its pricing with
+// cuts, the lower bound, and what happens to both bounds when rows are added.
 
 #include <CLI/CLI.hpp>
 #include <algorithm>

@@ -17,7 +17,7 @@
 
 namespace vehicle_routing {
 
-// The master problem, its pricing and its bound are derived in route_oracle.h.
+// The master problem, its pricing and its bound are derived in README.md.
 
 struct Settings : MasterSettings {
   int32_t customers = 0, generate = 0;
