@@ -2,8 +2,11 @@
 # of the free ones, and it can be kept to one thread through its own interface, which the solver
 # looks up when it is loaded.
 #
-# Sets QUARN_BLAS_VENDOR, the value of BLA_VENDOR that found the libraries, and leaves the imported
-# targets BLAS::BLAS and LAPACK::LAPACK.
+# Sets QUARN_BLAS_VENDOR, the value of BLA_VENDOR that found the libraries, and
+# QUARN_LINEAR_ALGEBRA_LIBRARIES, their files; leaves the imported targets BLAS::BLAS and
+# LAPACK::LAPACK, and quarn::linear_algebra, which the solver links. An installation has a target of
+# that last name too, made of the same files: under the other names a program may have found another
+# library for itself.
 
 include_guard(GLOBAL)
 
@@ -27,6 +30,10 @@ else()
   endif()
 endif()
 
+set(QUARN_LINEAR_ALGEBRA_LIBRARIES ${LAPACK_LIBRARIES} ${BLAS_LIBRARIES})
+list(REMOVE_DUPLICATES QUARN_LINEAR_ALGEBRA_LIBRARIES)
+add_library(quarn::linear_algebra INTERFACE IMPORTED)
+set_target_properties(quarn::linear_algebra PROPERTIES INTERFACE_LINK_LIBRARIES LAPACK::LAPACK)
 message(STATUS "Linear algebra: ${LAPACK_LIBRARIES} (${QUARN_BLAS_VENDOR})")
 
 # The generic names stand for whatever the system was told to take, OpenBLAS perhaps. Another vendor

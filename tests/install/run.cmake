@@ -19,8 +19,14 @@ if(NOT headers STREQUAL expected)
   message(FATAL_ERROR "installed headers: ${headers}")
 endif()
 
+foreach(file LICENSE THIRD_PARTY_NOTICES.md)
+  if(NOT EXISTS "${prefix}/${DOCDIR}/${file}")
+    message(FATAL_ERROR "${file} is not installed")
+  endif()
+endforeach()
+
 configure("${consumer}" "${WORK_DIR}/consumer" "-DCMAKE_BUILD_TYPE=${CONFIG}"
-          "-DCMAKE_PREFIX_PATH=${prefix}")
+          "-DCMAKE_PREFIX_PATH=${prefix}" "-DLINEAR_ALGEBRA=${LINEAR_ALGEBRA}")
 run(${CMAKE_COMMAND} --build "${WORK_DIR}/consumer" --config "${CONFIG}")
 run(${CMAKE_CTEST_COMMAND} --test-dir "${WORK_DIR}/consumer" -C "${CONFIG}" --output-on-failure)
 
