@@ -16,6 +16,8 @@ function(quarn_configure_target target)
                CXX_STANDARD 17
                CXX_STANDARD_REQUIRED ON
                CXX_EXTENSIONS OFF
+               C_VISIBILITY_PRESET hidden
+               CXX_VISIBILITY_PRESET hidden
                VISIBILITY_INLINES_HIDDEN ON)
   target_compile_options(
     ${target}

@@ -26,10 +26,10 @@ static bool is_acceptable(const QUARN_env *env, const QUARN_SMatrix_CW *batch) {
   return is_well_formed({batch->col_start, batch->rw, batch->elt, batch->n}, batch->nz, env->G->m);
 }
 
-static void report_columns(const QUARN_SMatrix_CW &batch, const char *function,
+static void report_columns(const Log &log, const QUARN_SMatrix_CW &batch, const char *function,
                            edit_messages::HeadMessage head) {
-  edit_messages::columns_received(function, batch.n);
-  edit_messages::lists({batch.col_start, batch.rw, batch.elt, batch.n}, head);
+  edit_messages::columns_received(log, function, batch.n);
+  edit_messages::lists(log, {batch.col_start, batch.rw, batch.elt, batch.n}, head);
 }
 
 // ---- growth for new columns ---------------------------------------------------------------------
@@ -72,12 +72,12 @@ static bool grow_for_batch(QUARN_env *env, const QUARN_SMatrix_CW &batch, Growth
   QUARN_SMatrix_CW *G = env->G;
   if (needs_growth(G->n, batch.n, G->max_n)) {
     const int32_t max_n = capacity_for(G->n, batch.n, G->max_n, rule);
-    if (env->verbosity != 0) edit_messages::column_growth(G->max_n, max_n);
+    if (env->verbosity != 0) edit_messages::column_growth(Log(*env), G->max_n, max_n);
     if (!grow_column_capacity(env, max_n)) return false;
   }
   if (needs_growth(G->nz, batch.nz, G->max_nz)) {
     const int32_t max_nz = capacity_for(G->nz, batch.nz, G->max_nz, rule);
-    if (env->verbosity != 0) edit_messages::entry_growth(G->max_nz, max_nz);
+    if (env->verbosity != 0) edit_messages::entry_growth(Log(*env), G->max_nz, max_nz);
     if (QUARN_reset_SMatrix_CW(G, G->max_m, G->max_n, max_nz) != 0) return false;
   }
   return true;
@@ -214,9 +214,9 @@ int32_t QUARN_add_columns(QUARN_env *env, const QUARN_SMatrix_CW *batch, const i
   if (!quarn::fits_index_range(*env->G, *batch, quarn::kGeneratedGrowth)) return -1;
   const quarn::InvariantGuard guard(env);
   if (env->verbosity > 1) {
-    quarn::report_columns(*batch, __func__, quarn::edit_messages::column_head);
+    quarn::report_columns(quarn::Log(*env), *batch, __func__, quarn::edit_messages::column_head);
   }
-  if (env->verbosity != 0) quarn::edit_messages::flush();
+  if (env->verbosity != 0) quarn::edit_messages::flush(quarn::Log(*env));
   env->ncols_last = 0;
   if (batch->n < 1) return 0;
   if (!quarn::grow_for_batch(env, *batch, quarn::kGeneratedGrowth)) return -1;
@@ -248,12 +248,13 @@ int32_t QUARN_add_auxiliary_columns(QUARN_env *env, const QUARN_SMatrix_CW *batc
   if (!quarn::fits_index_range(*env->G, *batch, quarn::kAuxiliaryGrowth)) return -1;
   const quarn::InvariantGuard guard(env);
   if (env->verbosity != 0) {
-    quarn::edit_messages::new_columns_size(batch->m, batch->n, batch->nz);
-    quarn::edit_messages::matrix_size(__func__, env->m, *env->G);
+    quarn::edit_messages::new_columns_size(quarn::Log(*env), batch->m, batch->n, batch->nz);
+    quarn::edit_messages::matrix_size(quarn::Log(*env), __func__, env->m, *env->G);
     if (env->verbosity > 1) {
-      quarn::report_columns(*batch, __func__, quarn::edit_messages::auxiliary_column_head);
+      quarn::report_columns(quarn::Log(*env), *batch, __func__,
+                            quarn::edit_messages::auxiliary_column_head);
     }
-    quarn::edit_messages::flush();
+    quarn::edit_messages::flush(quarn::Log(*env));
   }
   if (batch->n < 1) return 0;
   if (!quarn::grow_for_batch(env, *batch, quarn::kAuxiliaryGrowth)) return -1;

@@ -128,7 +128,7 @@ static int32_t mark_by_row(const QUARN_env &env, const Candidates &candidates, R
 /// Removes the columns whose flag is cleared, when there are enough of them.
 static int32_t remove_marked(QUARN_env *env, int32_t ncols, const int8_t *keep, int32_t marked) {
   if (marked <= kFewestRemovals) {
-    messages::matrix_not_reduced(marked);
+    messages::matrix_not_reduced(Log(*env), marked);
     return 0;
   }
   Scratch<int32_t> kept(ncols);
@@ -138,7 +138,7 @@ static int32_t remove_marked(QUARN_env *env, int32_t ncols, const int8_t *keep, 
     if (keep[g] != 0) kept[nkept++] = g;
   }
   if (QUARN_remove_columns(env, kept.get(), nkept) != 1) return 0;
-  messages::matrix_reduced(ncols, nkept);
+  messages::matrix_reduced(Log(*env), ncols, nkept);
   return 1;
 }
 

@@ -16,11 +16,12 @@
 #include <iterator>
 
 #include "quarn/internal.h"
+#include "quarn/log.h"
 #include "quarn/sparse_matrix.h"
 
 // A field added to the record must be looked at in set-up, copy and release; then this number
 // moves.
-static_assert(sizeof(void *) != 8 || sizeof(QUARN_env) == 504, "set-up, copy or release is behind");
+static_assert(sizeof(void *) != 8 || sizeof(QUARN_env) == 520, "set-up, copy or release is behind");
 
 namespace quarn {
 
@@ -198,9 +199,10 @@ static void hand_out(const QUARN_env &env, bool refreshed, double *buffer, int32
   *count = refreshed ? env.G->n - first : 0;
 }
 
-static void report_memory_overflow(const char *function) {
-  std::printf("\n### Error on %s(): memory overflow!\n", function);
-  std::fflush(stdout);
+static void report_memory_overflow(const QUARN_env &env, const char *function) {
+  const Log log(env);
+  log.print("\n### Error on %s(): memory overflow!\n", function);
+  log.flush();
 }
 
 // ---- copy ---------------------------------------------------------------------------------------
@@ -239,6 +241,8 @@ static void copy_parameters(const QUARN_env &src, QUARN_env *dst) {
   dst->reduce_gap = src.reduce_gap;
   dst->reduce_mode = src.reduce_mode;
   dst->column_elimination = src.column_elimination;
+  dst->log_sink = src.log_sink;
+  dst->log_data = src.log_data;
 }
 
 static void copy_bounds_and_state(const QUARN_env &src, QUARN_env *dst) {
@@ -462,7 +466,7 @@ double *QUARN_get_dual_solution(const QUARN_env *env) { return env->u; }
 
 void QUARN_get_pointer_to_master_solution(QUARN_env *env, double **x_out, int32_t *n_out) {
   const bool refreshed = quarn::refresh_lambda(env);
-  if (!refreshed && env->Pb != nullptr) quarn::report_memory_overflow(__func__);
+  if (!refreshed && env->Pb != nullptr) quarn::report_memory_overflow(*env, __func__);
   quarn::hand_out(*env, refreshed, env->lambda, env->ncols_aux, x_out, n_out);
 }
 
@@ -473,32 +477,36 @@ void QUARN_get_pointer_to_full_master_solution(QUARN_env *env, double **x_out, i
 
 void QUARN_get_pointer_to_dual_slacks(QUARN_env *env, double **z_out, int32_t *n_out) {
   const bool refreshed = quarn::refresh_dual_slacks(env);
-  if (!refreshed && env->Pb != nullptr) quarn::report_memory_overflow(__func__);
+  if (!refreshed && env->Pb != nullptr) quarn::report_memory_overflow(*env, __func__);
   quarn::hand_out(*env, refreshed, env->dual_slacks, env->ncols_aux, z_out, n_out);
 }
 
 void QUARN_print_gap_quarn(const QUARN_env *env) {
   if (env == nullptr) return;
-  std::printf("> duality gap: %.8e\n", env->rel_gap);
-  std::fflush(stdout);
+  const quarn::Log log(*env);
+  log.print("> duality gap: %.8e\n", env->rel_gap);
+  log.flush();
 }
 
 void QUARN_print_bnd_quarn(const QUARN_env *env) {
   if (env == nullptr) return;
-  std::printf("> lower bound: %.8e\n> upper bound: %.8e\n", env->lowerBnd, env->upperBnd);
-  std::fflush(stdout);
+  const quarn::Log log(*env);
+  log.print("> lower bound: %.8e\n> upper bound: %.8e\n", env->lowerBnd, env->upperBnd);
+  log.flush();
 }
 
 void QUARN_print_iterations(const QUARN_env *env) {
   if (env == nullptr) return;
-  std::printf("> outer iterations: %d\n> inner iterations: %d (%d)\n", env->outer_iterations,
-              env->inner_iterations, env->inner_iterations_ws);
-  std::fflush(stdout);
+  const quarn::Log log(*env);
+  log.print("> outer iterations: %d\n> inner iterations: %d (%d)\n", env->outer_iterations,
+            env->inner_iterations, env->inner_iterations_ws);
+  log.flush();
 }
 
 void QUARN_print_cputime(const QUARN_env *env) {
   if (env == nullptr) return;
-  std::printf("> CPU time: %.2lfs (%.2lfs, %.2lfs)\n", env->cputime, env->cputime_RMP,
-              env->cputime_oracle);
-  std::fflush(stdout);
+  const quarn::Log log(*env);
+  log.print("> CPU time: %.2lfs (%.2lfs, %.2lfs)\n", env->cputime, env->cputime_RMP,
+            env->cputime_oracle);
+  log.flush();
 }

@@ -40,20 +40,20 @@ static int32_t examine_final_solution(QUARN_env *env) {
     if (j >= 0) {
       const int32_t i = box_column_row(*env->G, j, env->m);
       if (env->verbosity != 0) {
-        messages::dual_at_its_bound(i, dual_of_row(*env, i), j, env->lambda[j]);
+        messages::dual_at_its_bound(Log(*env), i, dual_of_row(*env, i), j, env->lambda[j]);
       }
       return kMayBeInfeasible;
     }
   }
   if (env->outer_iterations != env->max_outer_iterations) return kSolved;
-  if (env->verbosity != 0) messages::iteration_limit();
+  if (env->verbosity != 0) messages::iteration_limit(Log(*env));
   return kIterationLimit;
 }
 
 }  // namespace quarn
 
 int32_t IQUARN_solve_MP(QUARN_env *env, QUARN_oracle oracle, int32_t rounding) {
-  quarn::messages::integer_driver_begins();
+  quarn::messages::integer_driver_begins(quarn::Log(*env));
   const double delta = env->delta;
   int32_t status = QUARN_solve_MP_core(env, oracle);
   while (status == quarn::kSolved && env->restart == 1) status = QUARN_solve_MP_core(env, oracle);

@@ -17,7 +17,7 @@ constexpr double kBoxColumnWeight = 0.001;  // objective share of a box column t
 void trim_matrix(QUARN_env *env) { QUARN_reallocate_SMatrix_CW(env->G, env->G->n, env->G->nz); }
 
 void print_summary(const QUARN_env &env) {
-  messages::summary_begins();
+  messages::summary_begins(Log(env));
   QUARN_print_gap_quarn(&env);
   QUARN_print_bnd_quarn(&env);
   QUARN_print_iterations(&env);
@@ -54,7 +54,7 @@ static int16_t examine_final_solution(QUARN_env *env) {
     const BoxColumnInUse use = box_column_in_use(*env);
     if (use.column >= 0) {
       if (env->verbosity != 0) {
-        messages::dual_at_its_bound(use.row, dual_of_row(*env, use.row), use.column,
+        messages::dual_at_its_bound(Log(*env), use.row, dual_of_row(*env, use.row), use.column,
                                     env->lambda[use.column], std::fabs(use.product),
                                     10.0 * env->delta);
       }
@@ -62,7 +62,7 @@ static int16_t examine_final_solution(QUARN_env *env) {
     }
   }
   if (env->outer_iterations != env->max_outer_iterations) return kSolved;
-  if (env->verbosity != 0) messages::iteration_limit();
+  if (env->verbosity != 0) messages::iteration_limit(Log(*env));
   return kIterationLimit;
 }
 
@@ -73,7 +73,7 @@ int16_t QUARN_solve_MP(QUARN_env *env, QUARN_oracle oracle) {
   while (env->restart == 1) status = QUARN_solve_MP_core(env, oracle);
   if (env->verbosity != 0) {
     quarn::print_summary(*env);
-    quarn::messages::summary_ends();
+    quarn::messages::summary_ends(quarn::Log(*env));
   }
   if (status == quarn::kSolved) status = quarn::examine_final_solution(env);
   if (status != quarn::kMayBeInfeasible) quarn::trim_matrix(env);

@@ -28,6 +28,7 @@
 #include "quarn/clock.h"
 #include "quarn/internal.h"
 #include "quarn/messages.h"
+#include "quarn/sparse_matrix.h"
 
 namespace quarn {
 
@@ -86,14 +87,14 @@ static bool oracle_answers(QUARN_env *env, QUARN_oracle oracle, Run *run, timeva
 
 /// Prices the duals that the call started with.
 static int16_t start_warm(QUARN_env *env, QUARN_oracle oracle, Run *run) {
-  messages::warm_start();
+  messages::warm_start(Log(*env));
   timeval asked_at;
   if (!oracle_answers(env, oracle, run, &asked_at)) return kOracleOrMemory;
   run->rmp_dual_value = linking_rows_value(*env);
   env->lowerBnd = run->lb_candidate();
   if (env->reliable_answer == 1 && env->lowerBnd > env->objective_UB) {
     if (env->verbosity != 0) {
-      messages::warm_lower_bound_conflict(env->lowerBnd, env->objective_UB);
+      messages::warm_lower_bound_conflict(Log(*env), env->lowerBnd, env->objective_UB);
     }
     return kBoundConflict;
   }
@@ -139,7 +140,8 @@ static int16_t update_upper_bound(QUARN_env *env, const Run &run) {
   if (env->oracle_status <= 0 || !contradicts_objective_LB(env->upperBnd, env->objective_LB)) {
     return kGoOn;
   }
-  if (env->verbosity != 0) messages::upper_bound_conflict(env->upperBnd, env->objective_LB);
+  if (env->verbosity != 0)
+    messages::upper_bound_conflict(Log(*env), env->upperBnd, env->objective_LB);
   return kBoundConflict;
 }
 
@@ -204,13 +206,13 @@ static messages::RunFigures run_figures(const QUARN_env &env, double elapsed, do
 
 static void report_iteration(const QUARN_env &env, const Run &run) {
   if (env.verbosity > 2) {
-    messages::rmp_listing_begins();
-    QUARN_print_Matrix(env.G, env.m);
-    messages::rmp_listing_ends();
+    messages::rmp_listing_begins(Log(env));
+    print_matrix(Log(env), *env.G, env.m);
+    messages::rmp_listing_ends(Log(env));
   }
   if (env.verbosity == 0) return;
   const double elapsed = seconds_between(run.start, read_clock());
-  messages::outer_iteration(env.outer_iterations, run.k, lower_figures(env, run),
+  messages::outer_iteration(Log(env), env.outer_iterations, run.k, lower_figures(env, run),
                             upper_figures(env, run), env.rel_gap, env.delta,
                             run_figures(env, elapsed, env.cputime));
 }
@@ -218,7 +220,7 @@ static void report_iteration(const QUARN_env &env, const Run &run) {
 /// True when the run has to end because the lower bound passes the bound that the user imposes.
 static bool lower_bound_conflicts(const QUARN_env &env, const Run &run) {
   if (!contradicts_objective_UB(run.lb_candidate(), env.objective_UB)) return false;
-  if (env.verbosity != 0) messages::lower_bound_conflict(env.lowerBnd, env.objective_UB);
+  if (env.verbosity != 0) messages::lower_bound_conflict(Log(env), env.lowerBnd, env.objective_UB);
   return env.reliable_answer == 1;
 }
 
@@ -232,8 +234,8 @@ static int16_t ask_oracle(QUARN_env *env, QUARN_oracle oracle, Run *run) {
   if (lower_bound_conflicts(*env, *run)) return kBoundConflict;
   calculate_gaps(env, *run);
   const double elapsed = seconds_between(run->start, read_clock());
-  messages::after_oracle(lower_figures(*env, *run), upper_figures(*env, *run), env->rel_gap,
-                         run_figures(*env, elapsed, run->cputime_before + elapsed));
+  messages::after_oracle(Log(*env), lower_figures(*env, *run), upper_figures(*env, *run),
+                         env->rel_gap, run_figures(*env, elapsed, run->cputime_before + elapsed));
   env->cputime = run->cputime_before + elapsed;
   return kGoOn;
 }

@@ -47,12 +47,22 @@
  * QUARN_copy_environment and pointers that are not null. Nothing exits or throws; after any failure
  * the record can be used, or at least released. There is no global state: distinct records may be
  * used by distinct threads, a record only by one at a time (IQUARN_residual_rounding draws from
- * rand(), which the process shares). Progress text goes to standard output and is flushed.
+ * rand(), which the process shares). Progress text goes to standard output and is flushed, unless
+ * QUARN_set_log says where else.
  */
 #ifndef QUARN_QUARN_H
 #define QUARN_QUARN_H
 
 #include <stdint.h>
+
+/* The version of this header; QUARN_version tells the library's. */
+#define QUARN_VERSION_MAJOR 0
+#define QUARN_VERSION_MINOR 2
+#define QUARN_VERSION_PATCH 0
+
+#if defined(__GNUC__)
+#pragma GCC visibility push(default)
+#endif
 
 #ifdef __cplusplus
 extern "C" {
@@ -60,6 +70,9 @@ extern "C" {
 
 struct IP_problem;     /**< a problem loaded into the solver, see interior_point.h */
 struct IP_save_record; /**< a point that the solver keeps for a warm start */
+
+/** Takes text of the library, ended by a zero byte and valid during the call; see QUARN_set_log. */
+typedef void (*QUARN_log)(const char *text, void *data);
 
 /**
  * Column-wise sparse matrix: the RMP, and batches, views and copies of columns. Column j (from 0)
@@ -206,6 +219,8 @@ typedef struct QUARN_env {
   int32_t lambda_length; /**< entries of lambda */
   int32_t bounds_length; /**< entries of col_lb and col_ub */
   int32_t *row_added;    /**< owned [m]; 1 for rows of QUARN_add_rows; null while there were none */
+  QUARN_log log_sink;    /**< takes the text; null: standard output does */
+  void *log_data;        /**< borrowed; the sink's second argument */
 } QUARN_env;
 
 /**
@@ -239,6 +254,7 @@ typedef int16_t (*QUARN_oracle)(double *ub_term, double *lb_term, QUARN_env *env
  *   max_outer_iterations    limit over all runs.
  *   warm_duals              in  double[m+p+1], cost row last, or null for a cold start.
  *   rhs, row_types          in  [m+p+1], cost row last (its type is passed to the solver unread).
+ *                           Types are 16 bit here, 32 bit in QUARN_add_rows and in the record.
  *   dual_lower, dual_upper  in  double[m], the dual box; null means -1e10 or 1e10 for every row.
  *   user_data               stored, never followed.
  *
@@ -271,6 +287,29 @@ int32_t QUARN_copy_environment(const QUARN_env *src, QUARN_env *dst);
  * the accessors handed out become invalid.
  */
 void QUARN_free(QUARN_env *env);
+
+/** As QUARN_free, and frees the record itself, with the library's own free. Null is ignored. */
+void QUARN_destroy(QUARN_env *env);
+
+/** The version of the library, "major.minor.patch"; a constant. */
+const char *QUARN_version(void);
+
+/* text */
+
+/**
+ * Where the text of this record goes from now on; copies inherit it.
+ *
+ *   function  called with each piece of text as it is written: part of a line, a line or several.
+ *             The pieces one after the other are what standard output would show. It must not throw
+ *             or call the library. Null: standard output; QUARN_log_nothing: nowhere.
+ *   data      borrowed; the function's second argument.
+ *
+ * QUARN_print_Matrix has no record and always writes to standard output.
+ */
+void QUARN_set_log(QUARN_env *env, QUARN_log function, void *data);
+
+/** A function for QUARN_set_log that drops the text. */
+void QUARN_log_nothing(const char *text, void *data);
 
 /* parameters: each setter stores its value, unchecked, and touches nothing else */
 
@@ -365,7 +404,65 @@ void QUARN_set_upperBnd(QUARN_env *env, double value);
 /** Copies values[m] into the right-hand sides of the linking rows; the other rows keep theirs. */
 void QUARN_set_RHS(QUARN_env *env, const double *values);
 
+/**
+ * Puts bounds and gaps back to what they are after set-up. To be called after an edit that changes
+ * the problem: old bounds would close the gap of the new one.
+ */
+void QUARN_forget_bounds(QUARN_env *env);
+
 /* results */
+
+/** Proven lower bound of the optimal value; -1e30 when there is none. */
+double QUARN_get_lower_bound(const QUARN_env *env);
+
+/** Upper bound of the optimal value; 1e30 when there is none. */
+double QUARN_get_upper_bound(const QUARN_env *env);
+
+/** Relative gap of the two, at most 10; see rel_gap. */
+double QUARN_get_relative_gap(const QUARN_env *env);
+
+/** Outer iterations over all runs of the record. */
+int32_t QUARN_get_outer_iterations(const QUARN_env *env);
+
+/** Interior-point iterations over all runs of the record. */
+int32_t QUARN_get_inner_iterations(const QUARN_env *env);
+
+/** Seconds of wall-clock time over all runs: in the outer loop. */
+double QUARN_get_seconds(const QUARN_env *env);
+
+/** Of these in the oracle. */
+double QUARN_get_seconds_oracle(const QUARN_env *env);
+
+/** Of these in RMP solves. */
+double QUARN_get_seconds_RMP(const QUARN_env *env);
+
+/** Number of generated columns, those that QUARN_get_column_... count from 0. */
+int32_t QUARN_get_number_of_columns(const QUARN_env *env);
+
+/** Tag of generated column k; -1 also when there is no such column. */
+int32_t QUARN_get_column_tag(const QUARN_env *env, int32_t k);
+
+/** Cost of generated column k, the sum of its entries in the cost row; 0 when there is no such
+ * column. */
+double QUARN_get_column_cost(const QUARN_env *env, int32_t k);
+
+/**
+ * Copies the entries of generated column k, the cost left out, in the order in which they are kept.
+ *
+ *   capacity      most entries that the arrays can take, not negative.
+ *   rows, values  out  [capacity] rows, from 1, and values; may be null when capacity is 0.
+ *
+ * Returns the number of entries the column has, also when it is above capacity; -1 when there is no
+ * such column.
+ */
+int32_t QUARN_get_column_entries(const QUARN_env *env, int32_t k, int32_t capacity, int32_t *rows,
+                                 double *values);
+
+/**
+ * What a result of QUARN_solve_MP, QUARN_solve_MP_core or IQUARN_solve_MP means, as a phrase
+ * without a full stop; "unknown status" for other numbers. A constant.
+ */
+const char *QUARN_status_text(int32_t status);
 
 /**
  * The duals env->u, double[m+p+1] with the cost row last, the record's: the next solve rewrites
@@ -687,7 +784,7 @@ void QUARN_copy_full_master_columns(const QUARN_env *env, QUARN_SMatrix_CW *out)
  * up.
  *
  *   new_rows                in  the caller's; k rows, columns are generated ones counted from 1.
- *   rhs, types              in  [k] right-hand sides and row types.
+ *   rhs, types              in  [k] right-hand sides and row types; 32 bit here, 16 at set-up.
  *   dual_lower, dual_upper  in  [k] stored as dual box; no box columns are made for new rows.
  *   tags                    in  [k] for row_tag, or null for -1.
  *
@@ -717,6 +814,10 @@ int32_t QUARN_remove_rows(QUARN_env *env, const int32_t *keep, int32_t nkeep, in
 
 #ifdef __cplusplus
 }
+#endif
+
+#if defined(__GNUC__)
+#pragma GCC visibility pop
 #endif
 
 #endif

@@ -87,7 +87,7 @@ double held_tolerance(double tolerance, double ceiling, double delta) {
 static void set_tolerance(QUARN_env *env, int32_t rows) {
   const int32_t loose = loose_start_count(env->difficult_problem, rows);
   if (loose > env->outer_iterations) {
-    messages::difficult_start(env->outer_iterations, loose);
+    messages::difficult_start(Log(*env), env->outer_iterations, loose);
     env->opt_tol = loose_tolerance(loose - env->outer_iterations);
     return;
   }
@@ -161,8 +161,8 @@ struct WarmStart {
   double centre_tolerance = 0.0;
 };
 
-static void report_infeasibilities(const char *label, const SolveReport &report) {
-  messages::infeasibilities(label, report.primal, report.bounds, report.dual);
+static void report_infeasibilities(const Log &log, const char *label, const SolveReport &report) {
+  messages::infeasibilities(log, label, report.primal, report.bounds, report.dual);
 }
 
 /// Keeps the point just reached. A point of an earlier restricted master is released first: it has
@@ -180,14 +180,14 @@ static int32_t run_stage_1(WarmStart *call) {
   const int32_t code =
       solve_centred(env, call->start_mode, &call->tolerance, &report, &call->search_iterations);
   if (code != 0) {
-    if (env->verbosity != 0) messages::tolerance_missed(kFirstFailure, code);
+    if (env->verbosity != 0) messages::tolerance_missed(Log(*env), kFirstFailure, code);
     return code;
   }
   env->inner_iterations += call->search_iterations;
   save_point(*call);
   if (env->verbosity != 0) {
-    report_infeasibilities(call->texts.stage_1, report);
-    messages::centrality(call->texts.stage_1, report.asmall, report.alarge);
+    report_infeasibilities(Log(*env), call->texts.stage_1, report);
+    messages::centrality(Log(*call->env), call->texts.stage_1, report.asmall, report.alarge);
   }
   return 0;
 }
@@ -204,11 +204,11 @@ static int32_t run_stage_2(WarmStart *call) {
   env->inner_iterations += call->search_iterations;
   save_point(*call);
   if (env->verbosity != 0) {
-    report_infeasibilities(call->texts.stage_2, report);
-    messages::centrality(call->texts.stage_2, report.asmall, report.alarge, "opt_tol_WS",
-                         call->centre_tolerance);
+    report_infeasibilities(Log(*env), call->texts.stage_2, report);
+    messages::centrality(Log(*call->env), call->texts.stage_2, report.asmall, report.alarge,
+                         "opt_tol_WS", call->centre_tolerance);
   }
-  if (code != 0 && env->verbosity != 0) messages::no_centre_found(code);
+  if (code != 0 && env->verbosity != 0) messages::no_centre_found(Log(*env), code);
   return code;
 }
 
@@ -222,8 +222,8 @@ static int32_t run_stage_3(WarmStart *call) {
       solve_centred(env, call->start_mode, &call->tolerance, &report, &call->solution_iterations);
   env->inner_iterations += call->solution_iterations;
   if (env->verbosity != 0) {
-    report_infeasibilities(call->texts.stage_3, report);
-    messages::centrality(call->texts.stage_3, report.asmall, report.alarge);
+    report_infeasibilities(Log(*env), call->texts.stage_3, report);
+    messages::centrality(Log(*call->env), call->texts.stage_3, report.asmall, report.alarge);
   }
   return code;
 }
@@ -251,7 +251,7 @@ static int32_t run_passes(WarmStart *call) {
     --call->passes_left;
   } while (needs_another_pass(*call, code));
   if (code != 0 && call->env->verbosity != 0) {
-    messages::tolerance_missed(call->texts.final_failure, code);
+    messages::tolerance_missed(Log(*call->env), call->texts.final_failure, code);
   }
   return code;
 }
@@ -337,9 +337,10 @@ int32_t QUARN_solve_RMP_STD(QUARN_env *env) {
   const int32_t code = quarn::solve(env, quarn::kFreshStart, &tolerance, &report, &iterations);
   env->inner_iterations += iterations;
   if (env->verbosity == 0) return code;
-  quarn::report_infeasibilities("STD:", report);
-  quarn::messages::centrality("STD:", report.asmall, report.alarge, "opt_tol", env->opt_tol);
-  if (code != 0) quarn::messages::tolerance_missed_unflushed("STD:", code);
+  quarn::report_infeasibilities(quarn::Log(*env), "STD:", report);
+  quarn::messages::centrality(quarn::Log(*env), "STD:", report.asmall, report.alarge, "opt_tol",
+                              env->opt_tol);
+  if (code != 0) quarn::messages::tolerance_missed_unflushed(quarn::Log(*env), "STD:", code);
   return code;
 }
 
@@ -352,9 +353,10 @@ int32_t QUARN_solve_RMP_CS(QUARN_env *env) {
   const int32_t code = solve(env, quarn::kFreshStart, &tolerance, &report, &iterations);
   env->inner_iterations += iterations;
   if (env->verbosity == 0) return code;
-  quarn::report_infeasibilities("CS:", report);
-  quarn::messages::centrality("CS:", report.asmall, report.alarge, report.option, tolerance);
-  if (code != 0) quarn::messages::tolerance_missed("CS:", code);
+  quarn::report_infeasibilities(quarn::Log(*env), "CS:", report);
+  quarn::messages::centrality(quarn::Log(*env), "CS:", report.asmall, report.alarge, report.option,
+                              tolerance);
+  if (code != 0) quarn::messages::tolerance_missed(quarn::Log(*env), "CS:", code);
   return code;
 }
 

@@ -400,7 +400,7 @@ static void store_solution(Rounding *rounding) {
   env->IP_obj_value = cost;
   rounding->fixed.move_to(env);
   constexpr int32_t kNoSeed = -1;  // rounding starts from no seed solution
-  messages::integer_solution_stored(cost, kNoSeed, env->n_seeds);
+  messages::integer_solution_stored(Log(*env), cost, kNoSeed, env->n_seeds);
 }
 
 // The residual problem
@@ -418,13 +418,13 @@ static bool solve_residual_problem(QUARN_env *env) {
 /// there is none.
 static bool prepare_next_pass(Rounding *rounding) {
   QUARN_env *env = rounding->env;
-  messages::residual_solve_begins();
+  messages::residual_solve_begins(Log(*env));
   if (!solve_residual_problem(env) || !refresh_lambda(env)) return false;
   if (box_column_above(*env, kSmallestValue) >= 0) {
-    messages::residual_problem_infeasible();
+    messages::residual_problem_infeasible(Log(*env));
     return false;
   }
-  messages::residual_solution_is_read();
+  messages::residual_solution_is_read(Log(*env));
   rounding->solution->read(env);
   return true;
 }
@@ -432,12 +432,12 @@ static bool prepare_next_pass(Rounding *rounding) {
 /// Whether another pass may follow one that changed the open rows or did not; says why not.
 static bool may_go_on(Rounding *rounding, bool unchanged) {
   if (unchanged && rounding->open_rows_only) {
-    messages::rounding_stands_still();
+    messages::rounding_stands_still(Log(*rounding->env));
     return false;
   }
   if (unchanged) rounding->open_rows_only = true;
   if (!rounding->time_is_up()) return true;
-  messages::rounding_time_limit();
+  messages::rounding_time_limit(Log(*rounding->env));
   return false;
 }
 
@@ -446,15 +446,16 @@ static int32_t run_passes(Rounding *rounding) {
   do {
     fill_queue(rounding);
     if (rounding->queue->empty()) {
-      messages::all_values_zero();
+      messages::all_values_zero(Log(*rounding->env));
       return 0;
     }
     const int32_t open_before = rounding->open_rows;
     remember_residuals(rounding);
     const Verdict verdict = round_candidates(rounding);
     if (verdict == Verdict::kOutOfMemory) return 0;
-    messages::fixed_columns(rounding->cost, rounding->fixed.count(), rounding->fixed.indices(),
-                            rounding->fixed.values(), rounding->solution->x);
+    messages::fixed_columns(Log(*rounding->env), rounding->cost, rounding->fixed.count(),
+                            rounding->fixed.indices(), rounding->fixed.values(),
+                            rounding->solution->x);
     if (rounding->open_rows == 0) {
       store_solution(rounding);
       return 1;
@@ -477,19 +478,19 @@ static void restore_master(QUARN_env *env, const SavedMaster &saved) {
 }  // namespace quarn
 
 int32_t IQUARN_residual_rounding(QUARN_env *env, QUARN_oracle, double threshold, int32_t min_fix) {
-  quarn::messages::rounding_begins();
+  quarn::messages::rounding_begins(quarn::Log(*env));
   quarn::Solution solution(env);
   quarn::RankingQueue queue(solution.n);
   if (!queue) return -1;
   const quarn::SavedMaster saved(*env);
   quarn::Rounding rounding(env, {threshold, min_fix}, &solution, &queue);
   if (!saved || !rounding) return -1;
-  quarn::messages::rounding_memory_allocated();
+  quarn::messages::rounding_memory_allocated(quarn::Log(*env));
 
   quarn::mark_rows(&rounding);
   const int32_t result = quarn::run_passes(&rounding);
   quarn::restore_master(env, saved);
-  quarn::messages::rounding_ends(env->IP_obj_value - env->lowerBnd, env->IP_obj_value,
-                                 env->lowerBnd);
+  quarn::messages::rounding_ends(quarn::Log(*env), env->IP_obj_value - env->lowerBnd,
+                                 env->IP_obj_value, env->lowerBnd);
   return result;
 }

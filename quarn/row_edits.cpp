@@ -26,13 +26,13 @@ static bool is_acceptable(const QUARN_env *env, const NewRows &rows) {
 
 static void report_new_rows(const QUARN_env &env, const QUARN_SMatrix_RW &R) {
   if (env.verbosity == 0) return;
-  edit_messages::new_rows_size(R.m, R.n, R.nz);
-  edit_messages::matrix_size("QUARN_add_rows", env.m, *env.G);
+  edit_messages::new_rows_size(Log(env), R.m, R.n, R.nz);
+  edit_messages::matrix_size(Log(env), "QUARN_add_rows", env.m, *env.G);
   if (env.verbosity > 1) {
-    edit_messages::rows_received(R.m);
-    edit_messages::lists({R.row_start, R.cl, R.elt, R.m}, edit_messages::row_head);
+    edit_messages::rows_received(Log(env), R.m);
+    edit_messages::lists(Log(env), {R.row_start, R.cl, R.elt, R.m}, edit_messages::row_head);
   }
-  edit_messages::flush();
+  edit_messages::flush(Log(env));
 }
 
 /// Inserts the new rows behind the `linking` first rows of R, in place. Their columns are counted
@@ -150,7 +150,7 @@ int32_t QUARN_add_rows(QUARN_env *env, const QUARN_SMatrix_RW *new_rows, const d
 
 int32_t QUARN_remove_rows(QUARN_env *env, const int32_t *keep, int32_t nkeep, int32_t new_m,
                           int32_t new_p) {
-  quarn::edit_messages::row_removal();
+  quarn::edit_messages::row_removal(env != nullptr ? quarn::Log(*env) : quarn::Log());
   if (!quarn::is_row_selection(env, keep, nkeep, new_m, new_p)) return -1;
   const quarn::InvariantGuard guard(env);
   quarn::OwnedColumns matrix;

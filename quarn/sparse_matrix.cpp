@@ -152,7 +152,8 @@ bool copy_columns_from(const QUARN_SMatrix_CW &G, int32_t first, QUARN_SMatrix_C
 
 // ---- listing ------------------------------------------------------------------------------------
 
-static void print_inequality(const ColumnView &column, int32_t cost_row, int32_t dim) {
+static void print_inequality(const Log &log, const ColumnView &column, int32_t cost_row,
+                             int32_t dim) {
   double cost = 0.0;
   bool has_cost = false;
   for (int32_t t = 0; t < column.length; ++t) {
@@ -164,14 +165,22 @@ static void print_inequality(const ColumnView &column, int32_t cost_row, int32_t
       continue;
     }
     const bool linking = row <= dim;
-    edit_messages::term(t > 0 && !(value < 0.0), value, linking ? 'U' : 'Z',
+    edit_messages::term(log, t > 0 && !(value < 0.0), value, linking ? 'U' : 'Z',
                         linking ? row : row - dim);
   }
   if (has_cost) {
-    edit_messages::right_hand_side(cost);
+    edit_messages::right_hand_side(log, cost);
   } else {
-    edit_messages::no_right_hand_side();
+    edit_messages::no_right_hand_side(log);
   }
+}
+
+void print_matrix(const Log &log, const QUARN_SMatrix_CW &A, int32_t dim) {
+  for (int32_t j = 0; j < A.n; ++j) {
+    edit_messages::inequality_number(log, j);
+    print_inequality(log, column(A, j), A.m, dim);
+  }
+  edit_messages::flush(log);
 }
 
 }  // namespace quarn
@@ -266,9 +275,5 @@ void QUARN_free_SMatrix_RW(QUARN_SMatrix_RW *A) {
 }
 
 void QUARN_print_Matrix(const QUARN_SMatrix_CW *A, int32_t dim) {
-  for (int32_t j = 0; A != nullptr && j < A->n; ++j) {
-    quarn::edit_messages::inequality_number(j);
-    quarn::print_inequality(quarn::column(*A, j), A->m, dim);
-  }
-  quarn::edit_messages::flush();
+  quarn::print_matrix(quarn::Log(), A != nullptr ? *A : QUARN_SMatrix_CW{}, dim);
 }

@@ -10,6 +10,7 @@
 #include <cstdint>
 
 #include "quarn/internal.h"
+#include "quarn/log.h"
 
 namespace quarn {
 
@@ -37,6 +38,9 @@ bool rows_from_columns(const QUARN_SMatrix_CW &C, QUARN_SMatrix_RW *R, int32_t m
 /// Column-wise form of R; false, with C empty, when memory ran out.
 bool columns_from_rows(const QUARN_SMatrix_RW &R, QUARN_SMatrix_CW *C, int32_t max_m, int32_t max_n,
                        int32_t max_nz);
+
+/// Writes the listing of QUARN_print_Matrix to `log`.
+void print_matrix(const Log &log, const QUARN_SMatrix_CW &A, int32_t dim);
 
 /// A record that frees its arrays at the end of the scope unless they were handed over.
 template <typename Matrix, void (*kFree)(Matrix *)>
