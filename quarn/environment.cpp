@@ -96,7 +96,17 @@ static bool make_matrix(QUARN_env *env) {
   return true;
 }
 
-/// The current box starts at its limits; QUARN_set_dual_box narrows it.
+static bool has_nan(const double *values, int64_t count) {
+  return std::any_of(values, values + count, [](double value) { return std::isnan(value); });
+}
+
+/// An infinite limit as the record writes it: as the cost of a column it has to be a number.
+static double finite_limit(double limit) {
+  return std::isinf(limit) ? std::copysign(kInfinity, limit) : limit;
+}
+
+/// The current box starts at its limits; QUARN_set_dual_box narrows it. False also when a limit is
+/// not a number.
 static bool make_dual_box(QUARN_env *env, const double *lower, const double *upper) {
   const int32_t m = env->m;
   double **const arrays[] = {&env->u_LB, &env->u_LB_user, &env->u_UB, &env->u_UB_user};
@@ -105,7 +115,8 @@ static bool make_dual_box(QUARN_env *env, const double *lower, const double *upp
     *arrays[a] = allocate<double>(m);
     if (*arrays[a] == nullptr) return false;
     if (given != nullptr) {
-      std::copy(given, given + m, *arrays[a]);
+      if (has_nan(given, m)) return false;
+      std::transform(given, given + m, *arrays[a], finite_limit);
     } else {
       fill(*arrays[a], m, a < 2 ? -kDefaultDualBound : kDefaultDualBound);
     }
@@ -131,10 +142,12 @@ static void append_box_columns(QUARN_env *env) {
   env->ncols_total = env->ncols_box = env->ncols_aux = env->G->n;
 }
 
-/// The arrays by row, cost row included; u only for a warm start.
+/// The arrays by row, cost row included; u only for a warm start. False also when a right-hand side
+/// or a dual is not a number.
 static bool make_row_arrays(QUARN_env *env, const double *warm_duals, const double *rhs,
                             const int16_t *row_types) {
   const int32_t rows = env->G->m;
+  if (has_nan(rhs, rows) || (warm_duals != nullptr && has_nan(warm_duals, rows))) return false;
   if (!duplicate(warm_duals, rows, &env->u) || !duplicate(rhs, rows, &env->RHS)) return false;
   env->row_range = allocate<double>(rows);
   env->row_type = allocate<int32_t>(rows);
@@ -178,7 +191,8 @@ static bool renew_buffer(const QUARN_env &env, double **buffer) {
 bool refresh_lambda(QUARN_env *env) {
   if (env->Pb == nullptr) return false;
   const bool renewed = renew_buffer(*env, &env->lambda);
-  env->lambda_length = renewed ? std::max(env->Pb->ncols, env->G->n) : 0;
+  // At least the one entry that is always allocated: 0 is the length of a buffer of the caller's.
+  env->lambda_length = renewed ? std::max({env->Pb->ncols, env->G->n, 1}) : 0;
   if (!renewed) return false;
   double unused_1 = 0.0, unused_2 = 0.0;
   get_opt_solution(env->Pb, &unused_1, &unused_2, env->lambda, nullptr, nullptr, nullptr);

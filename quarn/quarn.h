@@ -255,13 +255,14 @@ typedef int16_t (*QUARN_oracle)(double *ub_term, double *lb_term, QUARN_env *env
  *   warm_duals              in  double[m+p+1], cost row last, or null for a cold start.
  *   rhs, row_types          in  [m+p+1], cost row last (its type is passed to the solver unread).
  *                           Types are 16 bit here, 32 bit in QUARN_add_rows and in the record.
- *   dual_lower, dual_upper  in  double[m], the dual box; null means -1e10 or 1e10 for every row.
+ *   dual_lower, dual_upper  in  double[m], the dual box; null means -1e10 or 1e10 for every row. An
+ *                           infinite limit is stored as 1e30 or -1e30.
  *   user_data               stored, never followed.
  *
  * Returns the record, which the caller releases by QUARN_free and then free; null, with nothing
- * kept, when memory is short, nrows is below 1, m or p negative, rhs or row_types null, or a count
- * passes 2^31-1. A good box holds the duals to what the problem allows, such as [0, 1e10] for >=
- * rows, or closer.
+ * kept, when memory is short, nrows is below 1, m or p negative, rhs or row_types null, a count
+ * passes 2^31-1, or a limit, right-hand side or warm dual is not a number. A good box holds the
+ * duals to what the problem allows, such as [0, 1e10] for >= rows, or closer.
  */
 QUARN_env *QUARN_set_data(int32_t m, int32_t p, int32_t nrows, int32_t option,
                           int32_t max_outer_iterations, const double *warm_duals, const double *rhs,

@@ -167,9 +167,9 @@ TEST(DualBox, NarrowingRespectsTheLimitsAndLeavesTheCosts) {
     SCOPED_TRACE(testing::Message() << row.limit_low << " " << row.limit_high);
     ProblemData setup;
     setup.m = 1;
-    setup.dual_lower = {row.limit_low};
-    setup.dual_upper = {row.limit_high};
     Environment env(setup);
+    env->u_LB_user[0] = row.limit_low;  // set-up refuses what is not a number
+    env->u_UB_user[0] = row.limit_high;
     const std::string matrix = support::to_text({env->G->elt, env->G->elt + env->G->nz});
     QUARN_set_dual_box(env.get(), row.low, row.high);
     EXPECT_EQ(env->u_LB[0], row.expected_low);

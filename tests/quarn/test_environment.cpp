@@ -134,6 +134,44 @@ TEST(SetUp, BoxColumnsCarryTheDualBoundsAsCosts) {
   }
 }
 
+TEST(SetUp, InfiniteLimitsOfTheBoxBecomeTheLargestNumbers) {
+  ProblemData setup;
+  setup.dual_lower = {-INFINITY, -1e40};
+  setup.dual_upper = {INFINITY, -INFINITY};
+  Environment env(setup);
+  ASSERT_NE(env.get(), nullptr);
+  EXPECT_EQ(
+      support::columns_of(*env->G),
+      (Columns{
+          {{1, -1}, {3, 1e30}}, {{2, -1}, {3, 1e40}}, {{1, 1}, {3, 1e30}}, {{2, 1}, {3, -1e30}}}));
+  for (const double *lower : {env->u_LB, env->u_LB_user}) {
+    EXPECT_EQ(support::to_text({lower, lower + 2}), support::to_text({-1e30, -1e40}));
+  }
+  for (const double *upper : {env->u_UB, env->u_UB_user}) {
+    EXPECT_EQ(support::to_text({upper, upper + 2}), support::to_text({1e30, -1e30}));
+  }
+}
+
+TEST(SetUp, RefusesWhatIsNotANumber) {
+  ProblemData sound;
+  sound.p = 1;
+  sound.rhs = sound.warm_duals = {1, 2, 3, 4};
+  sound.dual_lower = sound.dual_upper = {1, 2};
+  const int64_t blocks = support::live_blocks();
+  for (std::vector<double> ProblemData::*values :
+       {&ProblemData::rhs, &ProblemData::warm_duals, &ProblemData::dual_lower,
+        &ProblemData::dual_upper}) {
+    for (size_t i = 0; i < (sound.*values).size(); ++i) {
+      ProblemData broken = sound;
+      (broken.*values)[i] = std::nan("");
+      EXPECT_EQ(support::set_up(broken), nullptr) << i;
+      EXPECT_EQ(support::live_blocks(), blocks);
+    }
+  }
+  const Environment env(sound);
+  EXPECT_NE(env.get(), nullptr);
+}
+
 TEST(SetUp, CapacitiesFollowTheRowsAndArraysCopyTheCallers) {
   struct Row {
     int32_t m, p, nrows, max_n, max_nz;

@@ -106,9 +106,35 @@ TEST(Copy, OfAFreshRecordHoldsNothingOfASolve) {
   }
 }
 
-TEST(Copy, ANullDestinationIsRefused) {
-  Environment source;
+/// The buffer of a solution without columns has a length of its own, whatever is solved afterwards.
+TEST(Copy, ReadsNoMoreThanTheSolutionThatWasFetched) {
+  support::ProblemData data;
+  data.m = 0;
+  data.p = 1;
+  Environment source(data), copy = Environment::zero_filled();
+  support::solve_once(source.get());
+  double *values;
+  int32_t count;
+  QUARN_get_pointer_to_full_master_solution(source.get(), &values, &count);
+  EXPECT_EQ(count, 0);
+  support::add_columns(source.get(), support::Columns(600, {{1, 1}}));
+  support::solve_once(source.get());
+  EXPECT_GT(source->lambda_length, 0) << "0 stands for a buffer of the caller's";
+  EXPECT_LE(sizeof(double) * static_cast<size_t>(source->lambda_length),
+            support::block_size(source->lambda));
+  ASSERT_EQ(QUARN_copy_environment(source.get(), copy.get()), 1);
+  for (int32_t j = 0; j < copy->lambda_length; ++j) ASSERT_EQ(copy->lambda[j], 0.0);
+}
+
+TEST(Copy, NoDestinationAndTheSourceItselfAreRefused) {
+  Environment source = unusual_record();
+  const std::string before = dump(*source.get());
+  const int64_t blocks = support::live_blocks();
   EXPECT_EQ(QUARN_copy_environment(source.get(), nullptr), -1);
+  EXPECT_EQ(QUARN_copy_environment(nullptr, source.get()), -1);
+  EXPECT_EQ(QUARN_copy_environment(source.get(), source.get()), -1);
+  EXPECT_EQ(dump(*source.get()), before);
+  EXPECT_EQ(support::live_blocks(), blocks);
 }
 
 /// Both records are edited, solved and released in either order.
