@@ -62,7 +62,9 @@ Outcome reference(int32_t p, double fraction, int32_t first, int32_t last, const
     }
     for (const support::Entry &entry : columns[static_cast<size_t>(g)]) {
       const int32_t further = entry.first - 2;  // one linking row, so row 2 is the first
-      if (further >= 0 && further < p) rankings[static_cast<size_t>(further)].push_back(g);
+      if (further < 0 || further >= p) continue;
+      std::vector<int32_t> &ranking = rankings[static_cast<size_t>(further)];
+      if (ranking.empty() || ranking.back() != g) ranking.push_back(g);  // named twice: ranked once
     }
   }
   const int32_t wanted = n - static_cast<int32_t>(std::ceil(n * fraction));
@@ -88,6 +90,8 @@ TEST(ColumnElimination, RemovesTheLargestSlacksLikeASortedReference) {
       for (int32_t i = 2; i <= p + 1; ++i) {
         if (random.chance(0.4)) column.emplace_back(i, 1.0);
       }
+      if (random.chance(0.2)) column.emplace_back(column.back());
+      if (random.chance(0.2)) column.emplace_back(column[column.size() / 2]);
       column.emplace_back(p + 2, 3.0);
     }
     Environment env = record_with_slacks(p, slacks, columns);

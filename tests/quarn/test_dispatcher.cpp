@@ -1,7 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <cmath>
-#include <limits>
 #include <numeric>
 
 #include "quarn/internal.h"
@@ -37,59 +35,72 @@ Environment record(int32_t rows) {
   return Environment(setup);
 }
 
-/// The tolerance rule, case by case, from the numbers it depends on.
-double expected_tolerance(const QUARN_env &e, int32_t rows) {
-  const int32_t loose = e.difficult_problem <= 0 ? 0
-                        : rows > 1000            ? 6
-                        : rows > 500             ? 5
-                        : rows > 100             ? 4
-                                                 : 3;
-  if (loose > e.outer_iterations) return std::pow(10.0, std::min(loose - e.outer_iterations, 5));
-  const double base = e.rel_gap / e.degree_of_optimality;
-  double tolerance = base;
-  if (e.outer_iterations > 1 && e.oracle_status <= 1) {
-    const bool closing = !(e.rel_gap > 0.1) && e.exp_BD != 0;
-    if (!closing) tolerance = 0.5 * base + 0.5 * e.opt_tol;
-    const double stalled = e.ncols_last > 100  ? 0.9
-                           : e.ncols_last > 50 ? 0.93
-                           : e.ncols_last > 0  ? 0.97
-                                               : std::numeric_limits<double>::infinity();
-    if (e.gap_ratio > stalled) tolerance *= 0.9;
-    if (e.solver_option > 5 && e.ncols_last <= 4) tolerance *= 0.5;
+/// What a tolerance depends on; the defaults are a run on its way at a gap of
+/// 0.5.
+struct State {
+  const char *what;
+  double expected;
+  double rel_gap = 0.5, gap_ratio = 0.5, opt_tol = 1.0, divisor = 2.0, ceiling = 1000.0;
+  int32_t iterations = 4, ncols_last = 3, option = 5;
+  int16_t status = 1, exp_BD = 1;
+};
+
+std::vector<State> states() {
+  std::vector<State> rows;
+  const auto add = [&rows](const char *what, double expected) -> State & {
+    rows.push_back({what, expected});
+    return rows.back();
+  };
+  add("halfway between the last one and the gap's", 0.625);
+  add("the first iteration", 0.25).iterations = 1;
+  add("no iteration yet", 0.25).iterations = 0;
+  add("a status above 1", 0.25).status = 2;
+  add("another divisor", 0.525).divisor = 10.0;
+  add("a gap of 0.1", 0.05).rel_gap = 0.1;
+  add("a gap just above 0.1", 0.5505).rel_gap = 0.202;
+  State *open = &add("a gap of 0.1 while the box is still widened", 0.525);
+  open->rel_gap = 0.1, open->exp_BD = 0;
+  const struct {
+    int32_t ncols_last;
+    double slow;
+  } limits[] = {{1, 0.97}, {50, 0.97}, {51, 0.93}, {100, 0.93}, {101, 0.9}};
+  for (const auto &limit : limits) {
+    for (const bool slow : {false, true}) {
+      State &row = add("progress", slow ? 0.5625 : 0.625);
+      row.ncols_last = limit.ncols_last;
+      row.gap_ratio = slow ? limit.slow + 1e-9 : limit.slow;
+    }
   }
-  if (tolerance > e.max_opt_tol) tolerance = e.max_opt_tol;
-  if (0.1 * e.delta > tolerance) tolerance = 0.1 * e.delta;
-  return tolerance;
+  State *none = &add("no progress, and no column", 0.625);
+  none->ncols_last = 0, none->gap_ratio = 2.0;
+  State *few = &add("option 6 with few columns", 0.3125);
+  few->option = 6, few->ncols_last = 4;
+  State *more = &add("option 6 with one column more", 0.625);
+  more->option = 6, more->ncols_last = 5;
+  State *slow_and_few = &add("option 7, few columns, no progress", 0.28125);
+  slow_and_few->option = 7, slow_and_few->gap_ratio = 2.0;
+  add("above the ceiling", 0.5).ceiling = 0.5;
+  State *floor = &add("below a tenth of delta", 1e-4);
+  floor->rel_gap = 1e-7, floor->opt_tol = 0.0;
+  State *low_ceiling = &add("a ceiling below the floor", 1e-4);
+  low_ceiling->ceiling = 1e-9;
+  State *negative = &add("a negative gap", 1e-4);
+  negative->rel_gap = -1.0;
+  return rows;
 }
 
-TEST(Dispatcher, ToleranceFollowsTheRuleOverRandomStates) {
-  support::Random random(71);
-  const double nan = std::numeric_limits<double>::quiet_NaN();
-  for (const int32_t rows : {100, 101, 500, 501, 1000, 1001}) {
-    Environment env = record(rows);
-    for (int k = 0; k < 400; ++k) {
-      env->WS_strategy = -2;
-      env->opt_tol = random.one_of<double>({10, 0.3, 1e-4, 3000});
-      env->rel_gap = random.one_of<double>({10, 0.5, 0.1, 0.0999, 1e-3, 1e-7, 0, -1, nan});
-      env->degree_of_optimality = random.one_of<double>({2, 10, 0.001});
-      env->max_opt_tol = random.one_of<double>({1000, 0.2});
-      env->delta = random.one_of<double>({1e-6, 1e-3});
-      env->outer_iterations = random.integer(0, 8);
-      env->oracle_status = static_cast<int16_t>(random.integer(0, 2));
-      env->exp_BD = static_cast<int16_t>(random.one_of<int32_t>({0, 1, -1}));
-      env->ncols_last = random.one_of<int32_t>({-1, 0, 1, 4, 5, 50, 51, 100, 101});
-      env->gap_ratio = random.one_of<double>({0.5, 0.9, 0.92, 0.93, 0.95, 0.97, 0.98, 2, nan});
-      env->solver_option = random.integer(4, 7);
-      env->difficult_problem = static_cast<int16_t>(random.one_of<int32_t>({0, 0, 0, 1, -1}));
-      const double expected = expected_tolerance(*env.get(), rows);
-      support::flushed_output([&] { dispatch(QUARN_solve_RMP, env.get()); });
-      if (std::isnan(expected)) {
-        ASSERT_TRUE(std::isnan(env->opt_tol));
-      } else {
-        ASSERT_DOUBLE_EQ(env->opt_tol, expected) << support::dump(*env.get());
-      }
-    }
-    solver().trace.clear();
+TEST(Dispatcher, TheToleranceFollowsTheGap) {
+  for (const State &row : states()) {
+    SCOPED_TRACE(testing::Message() << row.what << ", " << row.ncols_last << " columns");
+    Environment env = record(3);
+    env->WS_strategy = -2;
+    env->delta = 1e-3;
+    env->rel_gap = row.rel_gap, env->gap_ratio = row.gap_ratio, env->opt_tol = row.opt_tol;
+    env->degree_of_optimality = row.divisor, env->max_opt_tol = row.ceiling;
+    env->outer_iterations = row.iterations, env->ncols_last = row.ncols_last;
+    env->solver_option = row.option, env->oracle_status = row.status, env->exp_BD = row.exp_BD;
+    dispatch(QUARN_solve_RMP, env.get());
+    EXPECT_DOUBLE_EQ(env->opt_tol, row.expected);
   }
 }
 
@@ -102,6 +113,10 @@ TEST(Dispatcher, TheLooseStartIsAnnouncedWithoutAFlush) {
               {1001, 5, "\n### outer = 5, difficult_iters reset to  6\n", 10},
               {1001, 6, "", 5},
               {1001, 0, "\n### outer = 0, difficult_iters reset to  6\n", 100000},
+              {1000, 4, "\n### outer = 4, difficult_iters reset to  5\n", 10},
+              {501, 5, "", 5},
+              {500, 3, "\n### outer = 3, difficult_iters reset to  4\n", 10},
+              {101, 4, "", 5},
               {100, 1, "\n### outer = 1, difficult_iters reset to  3\n", 100},
               {100, 3, "", 5}};
   for (const auto &row : rows) {

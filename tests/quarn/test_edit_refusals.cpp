@@ -182,24 +182,42 @@ TEST(EditRefusals, KeepListsThatBreakTheirRulesChangeNothing) {
     EXPECT_EQ(QUARN_remove_columns(env.get(), keep.data(), static_cast<int32_t>(keep.size())), -1);
     EXPECT_EQ(support::dump(*env.get()), before);
   }
-  const struct {
+  struct Row {
     const char *what;
     List keep;
     int32_t m, p;
-  } rows[] = {{"a row twice", {0, 0, 2, 3}, 2, 1},
-              {"out of range", {0, 4, 2, 3}, 2, 1},
-              {"negative", {-1, 1, 2, 3}, 2, 1},
-              {"a further row among the linking rows", {0, 2, 1, 3}, 2, 1},
-              {"the cost row is not last", {0, 1, 3, 2}, 2, 1},
-              {"no cost row", {0, 1, 2}, 2, 0},
-              {"counts above the list", {0, 1, 2, 3}, 3, 1},
-              {"counts below the list", {0, 1, 2, 3}, 2, 0},
-              {"linking rows miscounted", {0, 1, 2, 3}, 1, 2},
-              {"a further row counted as linking", {0, 1, 2, 3}, 3, 0},
-              {"empty", {}, 0, -1}};
-  for (const auto &row : rows) {
+  };
+  const Row rows[] = {{"a row twice", {0, 0, 2, 3}, 2, 1},
+                      {"out of range", {0, 4, 2, 3}, 2, 1},
+                      {"negative", {-1, 1, 2, 3}, 2, 1},
+                      {"a further row among the linking rows", {0, 2, 1, 3}, 2, 1},
+                      {"the cost row is not last", {0, 1, 3, 2}, 2, 1},
+                      {"no cost row", {0, 1, 2}, 2, 0},
+                      {"counts above the list", {0, 1, 2, 3}, 3, 1},
+                      {"counts below the list", {0, 1, 2, 3}, 2, 0},
+                      {"linking rows miscounted", {0, 1, 2, 3}, 1, 2},
+                      {"a further row counted as linking", {0, 1, 2, 3}, 3, 0},
+                      {"empty", {}, 0, -1}};
+  for (const Row &row : rows) {
     SCOPED_TRACE(row.what);
     Environment env = small_record();
+    const std::string before = support::dump(*env.get());
+    EXPECT_EQ(support::remove_rows(env.get(), row.keep, row.m, row.p), -1);
+    EXPECT_EQ(support::dump(*env.get()), before);
+  }
+  support::ProblemData three_further_rows;
+  three_further_rows.m = 1;
+  three_further_rows.p = 3;
+  for (const Row &row :
+       {Row{"a further row twice", {0, 2, 2, 4}, 1, 2},
+        Row{"a linking row among the further ones", {1, 0, 4}, 1, 1},
+        Row{"a linking row last of the further ones", {2, 3, 0, 4}, 0, 3},
+        Row{"the cost row among the further ones", {0, 4, 3}, 1, 1},
+        Row{"a further row last", {0, 1, 3}, 1, 1}, Row{"the cost row twice", {0, 4, 4}, 1, 1},
+        Row{"a negative count of linking rows", {2, 3, 4}, -1, 3},
+        Row{"a negative count of further rows", {0, 4}, 2, -1}}) {
+    SCOPED_TRACE(row.what);
+    Environment env(three_further_rows);
     const std::string before = support::dump(*env.get());
     EXPECT_EQ(support::remove_rows(env.get(), row.keep, row.m, row.p), -1);
     EXPECT_EQ(support::dump(*env.get()), before);
@@ -219,6 +237,41 @@ TEST(EditRefusals, BoundArraysKeepSettledEntriesAndRefuseNoLength) {
     ASSERT_EQ(env->col_lb[j], j < 8 ? j : -4.0);
     ASSERT_EQ(env->col_ub[j], j < 8 ? 1e30 : 4.0);
   }
+}
+
+/// A copy counts as many settled bounds as its source, in arrays that are
+/// shorter.
+TEST(EditRefusals, BoundsBeyondTheArraysOfACopyAreNotSettled) {
+  Environment env = small_record();  // six columns
+  ASSERT_EQ(QUARN_remove_columns(env.get(), nullptr, 0), 1);
+  ASSERT_EQ(env->ncols_total, 1006);
+  ASSERT_EQ(QUARN_reallocate_SMatrix_CW(env->G, 4, 8), 0);
+  Environment copy = Environment::zero_filled();
+  ASSERT_EQ(QUARN_copy_environment(env.get(), copy.get()), 1);
+  copy->lambda_LB = -4.0;
+  copy->lambda_UB = 4.0;
+  ASSERT_EQ(QUARN_reset_lambda_bounds(copy.get(), 1000), 0);
+  for (int32_t j = 0; j < 1000; ++j) {
+    ASSERT_EQ(copy->col_lb[j], j < 4 ? 0.0 : -4.0) << j;
+    ASSERT_EQ(copy->col_ub[j], j < 4 ? 1e30 : 4.0) << j;
+  }
+}
+
+/// Nothing grows, and the bounds are still those of the moment, not those of
+/// set-up.
+TEST(ColumnAddition, NewColumnsHaveTheBoundsOfTheMoment) {
+  support::ProblemData setup;
+  setup.p = 1;
+  Environment env(setup);
+  QUARN_set_lambda_LB(env.get(), -1.0);
+  QUARN_set_lambda_UB(env.get(), 1.0);
+  ASSERT_EQ(QUARN_add_auxiliary_columns(env.get(), Batch(4, {{{3, 1}}}).get()), 1);
+  QUARN_set_lambda_LB(env.get(), -2.0);
+  QUARN_set_lambda_UB(env.get(), 2.0);
+  support::add_columns(env.get(), {{{1, 1}, {4, 3}}, {{2, 1}}});
+  EXPECT_EQ(env->G->max_n, 1006);
+  EXPECT_EQ(support::to_text({env->col_lb, env->col_lb + 7}), "0 0 0 0 -1 -2 -2");
+  EXPECT_EQ(support::to_text({env->col_ub + 4, env->col_ub + 7}), "1 2 2");
 }
 
 TEST(ColumnAddition, ARowNamedTwiceMeansTheSum) {

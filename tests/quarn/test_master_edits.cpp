@@ -411,8 +411,8 @@ class Sequence {
     if (model_.n() > model_.aux) return;
     Columns batch;
     for (int32_t c = random_.integer(0, 3); c > 0; --c) {
-      batch.push_back(
-          {{random_.integer(1, model_.cost_row() - 1), 1.0}, {model_.cost_row(), 50.0}});
+      batch.push_back({{random_.integer(1, model_.cost_row() - 1), 1.0}});
+      if (random_.chance(0.6)) batch.back().emplace_back(model_.cost_row(), 50.0);
     }
     const bool dense = random_.chance(0.5);
     const auto count = static_cast<int32_t>(batch.size());

@@ -269,6 +269,14 @@ TEST(OuterLoop, ConflictsWithTheUsersBounds) {
       {"upper bound", false, 10, 1e30, 2, 9, 1, 7,
        "\n -- The current UPPer bound (9.0000000000E+00) is less than the lower bound imposed by "
        "the user (1.0000000000E+01) -- \n"},
+      {"upper bound below a negative one", false, -10, 1e30, -12, -11, 1, 7,
+       "\n -- The current UPPer bound (-1.1000000000E+01) is less than the "
+       "lower bound imposed by "
+       "the user (-1.0000000000E+01) -- \n"},
+      {"a hair below a negative one", false, -10, 1e30, -12, -10 - 2e-9, 1, 7,
+       "\n -- The current UPPer bound (-1.0000000002E+01) is less than the "
+       "lower bound imposed by "
+       "the user (-1.0000000000E+01) -- \n"},
       {"actual lower bound", false, -1e30, 1.5, 2, 9, 1, 7,
        "\n -- The current (actual) LOWer bound (2.0000000000E+00) is greater than the upper bound "
        "imposed by the user (1.5000000000E+00) -- \n"},
@@ -296,6 +304,20 @@ TEST(OuterLoop, ConflictsWithTheUsersBounds) {
       EXPECT_EQ(text.find(row.text) != std::string::npos, verbosity != 0);
       EXPECT_EQ(text.find(" imposed ") != std::string::npos, verbosity != 0);
     }
+  }
+}
+
+TEST(OuterLoop, AnUpperBoundWithinRoundingOfTheUsersLowerOneIsNoConflict) {
+  for (const double limit : {-10.0, 10.0}) {
+    Oracle oracle = marking(1);
+    support::ProblemData data = tiny(&oracle);
+    data.max_outer_iterations = 1;
+    Environment env(data);
+    env->WS_strategy = -2;
+    env->oracle_status = 1;
+    env->objective_LB = limit;
+    script_duals(-12, 0, limit - 5e-10);
+    EXPECT_EQ(run_loop(env.get()), 0) << limit;
   }
 }
 
