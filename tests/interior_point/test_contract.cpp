@@ -313,6 +313,25 @@ TEST(SaveRecord, OfOnePointServesThreadsWithHandlesOfTheirOwn) {
   }
 }
 
+/// What the record shares with the problem it comes from, further solves of that leave as it is.
+TEST(SaveRecord, IsTheSameAfterItsSourceWasSolvedAgain) {
+  const LinearProgram dense = random_programs::draw_rmp(40, 0, 420, 1e3, 1);
+  std::vector<int32_t> fewer = all_columns(dense);
+  fewer.resize(fewer.size() - 20);
+  const LinearProgram before[] = {dense.with_columns(fewer), banded_rmp(400, 1000)};
+  const LinearProgram after[] = {dense, banded_rmp(400, 1300)};
+  for (size_t k = 0; k < 2; ++k) {
+    LoadedProblem source(before[k]), first(after[k]), second(after[k]);
+    SavedPoint saved;
+    ASSERT_EQ(source.centre(0.1).code, 0);
+    source.save(&saved);
+    const Outcome expected = outcome(&first, first.centre(0.1, 1, &saved));
+    ASSERT_EQ(source.solve(kTight, 2, &saved).code, 0);
+    ASSERT_EQ(source.centre(1e-3).code, 0);
+    EXPECT_EQ(outcome(&second, second.centre(0.1, 1, &saved)), expected);
+  }
+}
+
 TEST(SaveRecord, CanBeOverwrittenReleasedAndFilledAgain) {
   const LinearProgram small = random_programs::draw_rmp(10, 0, 50, 1e3, 1);
   const LinearProgram large = random_programs::draw_rmp(40, 0, 400, 1e3, 2);

@@ -1,0 +1,278 @@
+/// A saved point placed into the next problem: columns found by their contents whatever became of
+/// their order, new ones and raised costs by the formulas of the method.
+#include <gtest/gtest.h>
+
+#include <Eigen/Dense>
+#include <algorithm>
+#include <cmath>
+#include <map>
+#include <numeric>
+
+#include "interior_point/linear_algebra/factorisation_choice.h"
+#include "interior_point/method/solver.h"
+#include "tests/interior_point/forms.h"
+
+namespace {
+
+using benchmarks::LinearProgram;
+using interior_point::Point;
+using interior_point::ProblemForm;
+using interior_point::SavedPoint;
+using random_programs::Random;
+using random_programs::Traits;
+using Matrix = Eigen::MatrixXd;
+using Numbers = Eigen::VectorXd;
+
+constexpr double kMu = 0.7;                 // of the point
+constexpr double kFactorisationMu = 500.0;  // with it the ellipsoid is wide: new cuts are shallow
+
+/// A program, an interior point of its form, and the record of both.
+struct Earlier {
+  LinearProgram program;
+  ProblemForm form;
+  Point point;
+  SavedPoint saved;
+  Matrix M;  ///< A Theta A' of its factorisation, in the form's units
+
+  Earlier(LinearProgram given, Random *random)
+      : program(std::move(given)),
+        form(forms::form_of(program)),
+        point(forms::random_interior_point(form, random)) {}
+
+  void save(Random *random) {
+    interior_point::Vector<double> theta(static_cast<size_t>(form.columns()));
+    interior_point::Vector<double> added(static_cast<size_t>(form.rows()), 0.5);
+    for (double &e : theta) e = random->power_of_ten(-1.0, 1.0);
+    std::shared_ptr<interior_point::Factorisation> f = make_factorisation(form.A);
+    ASSERT_TRUE(f->compute(theta.data(), added.data()));
+    Matrix A = Matrix::Zero(form.rows(), form.columns());
+    for (int32_t j = 0; j < form.columns(); ++j) {
+      for (int32_t t = form.A.start[j]; t < form.A.start[j + 1]; ++t) {
+        A(form.A.row[t], j) = form.A.value[t];
+      }
+    }
+    const Numbers diagonal = Eigen::Map<Numbers>(theta.data(), form.columns());
+    M = A * diagonal.asDiagonal() * A.transpose() +
+        0.5 * Matrix::Identity(form.rows(), form.rows());
+    saved = save_point(form, point, kMu, {f, form.row_scale, kFactorisationMu});
+  }
+};
+
+LinearProgram draw_program(uint64_t seed, int32_t least_columns) {
+  Traits traits;
+  traits.bounded = 0.5, traits.ranges = 0.3, traits.density = 0.7, traits.most_rows = 8;
+  for (uint64_t k = 0;; ++k) {
+    LinearProgram program = random_programs::draw_known(traits, seed + 1000 * k).program;
+    if (program.columns() >= least_columns && program.rows() > 2) return program;
+  }
+}
+
+/// The pairs of a column or slack in the caller's units; w and v are 0 where it has no width.
+struct Pairs {
+  double x, z, w, v;
+};
+bool operator==(const Pairs &a, const Pairs &b) {
+  const auto same = [](double p, double q) { return std::fabs(p - q) <= 1e-12 * std::fabs(p); };
+  return same(a.x, b.x) && same(a.z, b.z) && same(a.w, b.w) && same(a.v, b.v);
+}
+
+Pairs pairs_of(const ProblemForm &form, const Point &point, int32_t j) {
+  const double scale = form.column_scale[j];
+  Pairs result = {point.x[j] * scale, point.z[j] / scale, 0.0, 0.0};
+  const auto at = std::lower_bound(form.boxed.begin(), form.boxed.end(), j);
+  if (at == form.boxed.end() || *at != j) return result;
+  result.w = point.w[at - form.boxed.begin()] * scale;
+  result.v = point.v[at - form.boxed.begin()] / scale;
+  return result;
+}
+
+void expect_same_rows(const Earlier &earlier, const ProblemForm &form, const Point &point) {
+  EXPECT_EQ(forms::caller_y(form, point), forms::caller_y(earlier.form, earlier.point));
+  ASSERT_EQ(form.slack_row, earlier.form.slack_row);
+  for (size_t k = 0; k < form.slack_row.size(); ++k) {
+    const auto at = static_cast<int32_t>(k);
+    EXPECT_EQ(pairs_of(form, point, form.structurals + at),
+              pairs_of(earlier.form, earlier.point, earlier.form.structurals + at));
+  }
+}
+
+TEST(WarmStart, FindsColumnsByTheirContents) {
+  int tried = 0;
+  for (uint64_t seed = 1; seed <= 80; ++seed) {
+    SCOPED_TRACE(seed);
+    Random random(seed);
+    const LinearProgram drawn = draw_program(seed, 10);
+    // Some columns twice: of equal ones the first is the first.
+    std::vector<int32_t> list(static_cast<size_t>(drawn.columns()));
+    std::iota(list.begin(), list.end(), 0);
+    for (int32_t j = 0; j < 3; ++j) list.push_back(j);
+    Earlier earlier(drawn.with_columns(list), &random);
+    std::vector<int32_t> next(list.size());
+    std::iota(next.begin(), next.end(), 0);
+    if (seed % 3 > 0) std::shuffle(next.begin() + 2, next.end(), random.engine());
+    // What is taken out must not have carried anything.
+    for (const int32_t j : {3, 7}) {
+      next.erase(std::find(next.begin(), next.end(), j));
+      for (int32_t k = 0; k < earlier.form.structurals; ++k) {
+        if (earlier.form.user_column[k] == j) earlier.point.x[k] = 1e-6;
+      }
+    }
+    earlier.save(&random);
+    const ProblemForm form = forms::form_of(earlier.program.with_columns(next));
+    if (form.user_row != earlier.form.user_row) continue;
+    ++tried;
+    Point point;
+    ASSERT_TRUE(restore_point(earlier.saved, form, &point));
+    std::map<int32_t, std::vector<Pairs>> expected, own;  // by the column that was drawn
+    for (int32_t j = 0; j < earlier.form.structurals; ++j) {
+      const int32_t user = earlier.form.user_column[j];
+      if (user == 3 || user == 7) continue;
+      expected[list[static_cast<size_t>(user)]].push_back(pairs_of(earlier.form, earlier.point, j));
+    }
+    for (int32_t j = 0; j < form.structurals; ++j) {
+      const int32_t user = next[static_cast<size_t>(form.user_column[j])];
+      own[list[static_cast<size_t>(user)]].push_back(pairs_of(form, point, j));
+    }
+    EXPECT_EQ(own, expected);
+    expect_same_rows(earlier, form, point);
+  }
+  EXPECT_GE(tried, 60);
+}
+
+/// (11) with t_j by a dense solve: the mu of the factorisation makes the ellipsoid, that of the
+/// point the products.
+TEST(WarmStart, PlacesNewColumnsByTheEllipsoid) {
+  int tried = 0, pulled_back = 0;
+  for (uint64_t seed = 1; seed <= 80; ++seed) {
+    SCOPED_TRACE(seed);
+    Random random(seed);
+    const LinearProgram program = draw_program(seed, 12);
+    std::vector<int32_t> fewer(static_cast<size_t>(program.columns()) - 4);
+    std::iota(fewer.begin(), fewer.end(), 0);
+    Earlier earlier(program.with_columns(fewer), &random);
+    earlier.save(&random);
+    const ProblemForm form = forms::form_of(program);
+    Point point;
+    if (form.user_row != earlier.form.user_row || !restore_point(earlier.saved, form, &point)) {
+      continue;
+    }
+    ++tried;
+    const std::vector<double> y = forms::caller_y(form, point);
+    std::map<int32_t, std::pair<double, double>> cut;  // per new column: rc_j, sqrt(mu t_j)
+    double depth = 1.0;
+    for (int32_t j = 0; j < form.structurals; ++j) {
+      if (form.user_column[j] < earlier.program.columns()) continue;
+      Numbers a = Numbers::Zero(form.rows());
+      double reduced = form.c[j] * form.column_unit[j];
+      for (int32_t t = form.A.start[j]; t < form.A.start[j + 1]; ++t) {
+        const int32_t i = form.A.row[t];
+        const double value = form.A.value[t] * form.row_unit[i] * form.column_unit[j];
+        reduced -= value * y[static_cast<size_t>(form.user_row[i])];
+        a(i) = value * earlier.form.row_scale[i];
+      }
+      const double half_width = std::sqrt(kFactorisationMu * a.dot(earlier.M.ldlt().solve(a)));
+      cut[j] = {reduced, half_width};
+      if (!form.is_free[j]) depth = std::max(depth, -reduced / half_width);
+    }
+    pulled_back += depth > 1.0;
+    for (const auto &[j, of] : cut) {
+      if (form.is_free[j]) continue;
+      const Pairs own = pairs_of(form, point, j);
+      const double z = std::max(of.first, of.second * std::sqrt(depth));
+      const double width = form.width[j] * form.column_scale[j];
+      EXPECT_NEAR(own.z, z, 1e-6 * z);
+      EXPECT_NEAR(own.x, std::min(kMu * depth / z, 0.5 * width), 1e-6 * own.x);
+      if (std::isinf(width)) continue;
+      EXPECT_NEAR(own.w * own.v, kMu, 1e-9);
+      EXPECT_NEAR(own.w + own.x, width, 1e-9 * width);
+    }
+    expect_same_rows(earlier, form, point);
+  }
+  EXPECT_GE(tried, 50);
+  EXPECT_GE(pulled_back, 10);
+}
+
+/// A slack moves with the cost of its column, which keeps at least half of mu as its product.
+TEST(WarmStart, MovesSlacksWithRaisedCosts) {
+  for (uint64_t seed = 1; seed <= 40; ++seed) {
+    SCOPED_TRACE(seed);
+    Random random(seed);
+    Earlier earlier(draw_program(seed, 5), &random);
+    earlier.save(&random);
+    LinearProgram raised = earlier.program;
+    for (double &c : raised.cost) c += random.real(0.0, 20.0);
+    const ProblemForm form = forms::form_of(raised);
+    Point point;
+    ASSERT_TRUE(restore_point(earlier.saved, form, &point));
+    for (int32_t j = 0; j < form.structurals; ++j) {
+      const Pairs before = pairs_of(earlier.form, earlier.point, j), now = pairs_of(form, point, j);
+      const auto user = static_cast<size_t>(form.user_column[j]);
+      const double raise = form.sign[j] * (raised.cost[user] - earlier.program.cost[user]);
+      if (form.is_free[j]) {
+        EXPECT_NEAR(now.x, before.x, 1e-12 * std::fabs(before.x));
+      } else if (before.z + raise > 0.0) {
+        EXPECT_NEAR(now.z, before.z + raise, 1e-9 * (before.z + std::fabs(raise)));
+        EXPECT_NEAR(now.x * now.z, std::max(before.x * before.z, 0.5 * kMu), 1e-8);
+      }
+    }
+  }
+}
+
+TEST(WarmStart, RefusesOtherRowsAndPointsThatMissWhatCarriedThem) {
+  Random random(1);
+  Earlier earlier(draw_program(1, 10), &random);
+  earlier.save(&random);
+  Point point;
+  EXPECT_TRUE(restore_point(earlier.saved, earlier.form, &point));
+  EXPECT_EQ(point.x, earlier.point.x);
+  EXPECT_EQ(point.v, earlier.point.v);
+  LinearProgram other = earlier.program;
+  other.add_row(benchmarks::kEqual, 1.0);
+  other.add_column(1.0, 0.0, 1.0, {{other.rows() - 1, 1.0}});
+  EXPECT_FALSE(restore_point(earlier.saved, forms::form_of(other), &point));
+  for (const double carried : {1e-9, 1e9}) {
+    Earlier without(earlier.program, &random);
+    const int32_t gone = without.form.user_column[0];
+    without.point.x[0] = carried;
+    without.save(&random);
+    std::vector<int32_t> rest;
+    for (int32_t j = 0; j < without.program.columns(); ++j) {
+      if (j != gone) rest.push_back(j);
+    }
+    const ProblemForm form = forms::form_of(without.program.with_columns(rest));
+    ASSERT_EQ(form.user_row, without.form.user_row);
+    EXPECT_EQ(restore_point(without.saved, form, &point), carried < 1.0);
+  }
+}
+
+/// Rows that lived on penalty columns: a column of ordinary cost is put where the path will have
+/// it, and the slacks of its rows take it up. The rows stay as feasible as they were.
+TEST(WarmStart, LetsSlacksTakeUpColumnsThatRelieveThePenalties) {
+  for (uint64_t seed = 1; seed <= 10; ++seed) {
+    const LinearProgram full = random_programs::draw_rmp(30, 0, 300, 1e10, seed);
+    std::vector<int32_t> box(60);
+    std::iota(box.begin(), box.end(), 0);
+    interior_point::Solver solver(
+        std::make_shared<const ProblemForm>(forms::form_of(full.with_columns(box))));
+    interior_point::Request request;
+    request.tolerance = 0.1;
+    request.keep_centred = request.must_be_centred = true;
+    ASSERT_EQ(solver.solve(request, interior_point::Start::kCold, nullptr),
+              interior_point::Code::kSolved);
+    const ProblemForm form = forms::form_of(full);
+    Point point;
+    ASSERT_TRUE(restore_point(solver.save(), form, &point));
+    interior_point::Residuals residuals;
+    residuals.resize(form);
+    compute_residuals(form, point, &residuals);
+    double largest = 0.0, relieving = 0.0;
+    for (int32_t j = 0; j < form.columns(); ++j) {
+      largest = std::max(largest, std::fabs(point.x[j]));
+      if (j >= 60 && j < form.structurals) relieving = std::max(relieving, point.x[j]);
+    }
+    EXPECT_GT(relieving, 1e3);
+    for (const double r : residuals.primal) EXPECT_LE(std::fabs(r), 1e-6 * largest);
+  }
+}
+
+}  // namespace
