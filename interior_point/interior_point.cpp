@@ -8,12 +8,16 @@
 #include "interior_point/form/form_builder.h"
 #include "interior_point/form/huge_bounds.h"
 #include "interior_point/linear_algebra/dense_kernel.h"
+#include "interior_point/method/certificate_search.h"
+#include "interior_point/method/certificates.h"
 #include "interior_point/method/solver.h"
 #include "interior_point/presolve/presolve.h"
 
 namespace {
 
+using interior_point::Certificate;
 using interior_point::Code;
+using interior_point::Culprit;
 using interior_point::keeps_to_huge_bounds;
 using interior_point::Measures;
 using interior_point::Presolved;
@@ -23,12 +27,14 @@ using interior_point::SavedPoint;
 using interior_point::SingleThreadedBlas;
 using interior_point::Solver;
 using interior_point::Start;
+using interior_point::Verdict;
 
 /// The solver's own problem: the visible head first.
 struct Handle : IP_problem {
   std::shared_ptr<const ProblemForm> form;
   bool reducible = false;          // plain cold solves are worth a presolve
   std::unique_ptr<Solver> solver;  // from preproc_Pb on
+  Certificate certificate;         // of the last solve's code 4 or 5
 };
 
 static_assert(sizeof(IP_problem) <= sizeof(Handle), "the handle starts with its visible head");
@@ -46,11 +52,34 @@ void prepare(Handle *handle) {
 constexpr int kAttempts = 2;
 constexpr double kTightening = 0.1;
 
-/// Solves the problem by way of a smaller one. False where there is none or its solution does not
-/// meet the request; `iterations` are then those that were spent on it.
-bool solve_reduced(Handle *handle, const Request &asked, int32_t *iterations) {
+/// Looks for proofs that the problem has no optimum, first for that of one verdict. Without one the
+/// code stays what it is.
+Code look_for_certificate(Handle *handle, Verdict first, Code code, int32_t *iterations) {
+  const Verdict second = first == Verdict::kUnbounded ? Verdict::kInfeasible : Verdict::kUnbounded;
+  for (const Verdict verdict : {first, second}) {
+    handle->certificate = find_certificate(*handle->form, verdict, iterations);
+    if (handle->certificate.verdict == Verdict::kInfeasible) return Code::kInfeasible;
+    if (handle->certificate.verdict == Verdict::kUnbounded) return Code::kUnbounded;
+  }
+  return code;
+}
+
+bool is_open(Code code) {
+  return code == Code::kStalled || code == Code::kIterationLimit || code == Code::kNumericalFailure;
+}
+
+/// Solves the problem by way of a smaller one. The code is that of a failure where there is none or
+/// its solution does not meet the request; `iterations` are then those that were spent on it.
+Code solve_reduced(Handle *handle, const Request &asked, int32_t *iterations) {
   const Presolved presolved(*handle->form);
-  if (!presolved.reduced()) return false;
+  if (presolved.found_no_optimum()) {
+    const Code code =
+        look_for_certificate(handle, Verdict::kInfeasible, Code::kNumericalFailure, iterations);
+    // What the solver holds, if anything, is the point of another solve.
+    if (!is_open(code)) handle->solver = std::make_unique<Solver>(handle->form);
+    return code;
+  }
+  if (!presolved.reduced()) return Code::kNumericalFailure;
   Solver small(presolved.reduced());
   Request request = asked;
   Start start = Start::kCold;
@@ -58,14 +87,16 @@ bool solve_reduced(Handle *handle, const Request &asked, int32_t *iterations) {
     const Code code = small.solve(request, start, nullptr);
     *iterations += small.iterations();
     // Short of its own tolerance the point may still be good enough here, where y is exact.
-    if (!small.has_point()) return false;
-    if (handle->solver->adopt(asked, presolved.restore(small.point()), *iterations)) return true;
-    if (code != Code::kSolved) return false;
+    if (!small.has_point()) return Code::kNumericalFailure;
+    if (handle->solver->adopt(asked, presolved.restore(small.point()), *iterations)) {
+      return Code::kSolved;
+    }
+    if (code != Code::kSolved) return Code::kNumericalFailure;
     request.tolerance *= kTightening;
     request.feasibility *= kTightening;
     start = Start::kCurrent;
   }
-  return false;
+  return Code::kNumericalFailure;
 }
 
 /// Solves the problem, by way of a smaller one where a plain cold solve is asked for: first where a
@@ -74,20 +105,38 @@ bool solve_reduced(Handle *handle, const Request &asked, int32_t *iterations) {
 Code solve_form(Handle *handle, const Request &asked, Start start, const SavedPoint *saved,
                 int32_t *iterations) {
   const bool plain = start == Start::kCold && !asked.keep_centred;
-  if (plain && handle->reducible && solve_reduced(handle, asked, iterations)) return Code::kSolved;
+  if (plain && handle->reducible) {
+    const Code code = solve_reduced(handle, asked, iterations);
+    if (!is_open(code)) return code;
+  }
   const Code code = handle->solver->solve(asked, start, saved);
   *iterations += handle->solver->iterations();
-  const bool open = code != Code::kSolved && code != Code::kInfeasible && code != Code::kUnbounded;
-  if (plain && !handle->reducible && open && solve_reduced(handle, asked, iterations)) {
-    return Code::kSolved;
+  if (plain && !handle->reducible && is_open(code)) {
+    const Code reduced = solve_reduced(handle, asked, iterations);
+    if (!is_open(reduced)) return reduced;
   }
   return code;
+}
+
+/// The last word on a code: a problem without an optimum may also look like a failure, or at a
+/// loose tolerance like one that is solved.
+Code judge(Handle *handle, Code code, int32_t *iterations) {
+  const Solver &solver = *handle->solver;
+  if (is_open(code)) {
+    const bool more_dual = solver.measures().dual > solver.measures().primal;
+    const Verdict likely = more_dual ? Verdict::kUnbounded : Verdict::kInfeasible;
+    return look_for_certificate(handle, likely, code, iterations);
+  }
+  if (code != Code::kSolved) return code;
+  const Verdict hidden = suspicion(*handle->form, solver.point());
+  if (hidden == Verdict::kOpen) return code;
+  return look_for_certificate(handle, hidden, code, iterations);
 }
 
 /// True when the last solve says nothing of the problem with its huge bounds.
 bool huge_bounds_matter(const Handle &handle, Code code) {
   const ProblemForm &form = *handle.form;
-  if (form.huge_bounds.empty()) return false;
+  if (form.huge_bounds.empty() || code == Code::kInfeasible) return false;
   return code != Code::kSolved || !keeps_to_huge_bounds(form, handle.solver->point().x);
 }
 
@@ -134,11 +183,14 @@ int32_t run(IP_problem *Pb, int32_t start_mode, const IP_save_record *saved, dou
     if (start_mode == 1) start = Start::kSaved;
     if (start_mode == 2) start = handle->solver->has_point() ? Start::kCurrent : Start::kSaved;
     int32_t spent = 0;
+    handle->certificate = Certificate();
     Code code = solve_form(handle, asked, start, point, &spent);
     if (huge_bounds_matter(*handle, code)) {
       tighten(handle);
+      handle->certificate = Certificate();
       code = solve_form(handle, asked, Start::kCold, nullptr, &spent);
     }
+    code = judge(handle, code, &spent);
     report(handle->solver->measures(), spent, code, out);
     return to_int(code);
   } catch (const std::exception &) {  // memory is short, or a length passes what memory can hold
@@ -184,6 +236,44 @@ void write_slacks(const ProblemForm &form, const Solver &solver, double *z) {
   }
 }
 
+bool has_ray(const Handle &handle) {
+  return handle.certificate.verdict == Verdict::kUnbounded ||
+         handle.form->verdict == Verdict::kUnbounded;
+}
+
+bool has_multipliers(const Handle &handle) {
+  return handle.certificate.verdict == Verdict::kInfeasible ||
+         handle.form->verdict == Verdict::kInfeasible;
+}
+
+/// The ray of code 5 in the caller's units, its largest entry 1.
+void write_ray(const ProblemForm &form, const Certificate &certificate, double *x) {
+  const Culprit &column = form.unbounded_column;
+  if (column.index >= 0) x[column.index] = column.direction;
+  if (certificate.verdict != Verdict::kUnbounded) return;
+  double most = 0.0;
+  for (int32_t j = 0; j < form.structurals; ++j) {
+    double &e = x[form.user_column[j]];
+    e = form.sign[j] * certificate.proof[j] * form.column_scale[j];
+    most = std::max(most, std::fabs(e));
+  }
+  for (int32_t j = 0; j < form.structurals; ++j) x[form.user_column[j]] /= most;
+}
+
+/// The multipliers of code 4 in the caller's units, the largest of them 1.
+void write_multipliers(const ProblemForm &form, const Certificate &certificate, double *u) {
+  const Culprit &row = form.contradictory_row;
+  if (row.index >= 0) u[row.index] = row.direction;
+  if (certificate.verdict != Verdict::kInfeasible) return;
+  double most = 0.0;
+  for (int32_t i = 0; i < form.rows(); ++i) {
+    most = std::max(most, std::fabs(certificate.proof[i] * form.row_scale[i]));
+  }
+  for (int32_t i = 0; i < form.rows(); ++i) {
+    u[form.user_row[i]] = certificate.proof[i] * form.row_scale[i] / most;
+  }
+}
+
 }  // namespace
 
 IP_problem *load_Pb(void *, void *, const int32_t *row_type, const int32_t *col_start,
@@ -196,7 +286,9 @@ IP_problem *load_Pb(void *, void *, const int32_t *row_type, const int32_t *col_
     handle->ncols = n;
     const interior_point::LoadedArrays loaded = {row_type,  col_start, rw,     elt, RHS,
                                                  row_range, col_lb,    col_ub, m,   n};
-    handle->form = std::make_shared<const ProblemForm>(interior_point::make_problem_form(loaded));
+    ProblemForm form = interior_point::make_problem_form(loaded);
+    interior_point::find_unbounded_column(&form);
+    handle->form = std::make_shared<const ProblemForm>(std::move(form));
     handle->reducible = interior_point::worth_presolving(*handle->form);
     return handle.release();
   } catch (const std::exception &) {  // memory is short, or a length passes what memory can hold
@@ -270,6 +362,10 @@ int32_t get_opt_solution(IP_problem *Pb, double *s1, double *s2, double *x, doub
   const Solver &solver = *handle->solver;
   if (s1) *s1 = solver.measures().objective;
   if (s2) *s2 = solver.measures().dual_objective;
+  if (has_ray(*handle)) {
+    if (x) write_ray(solver.form(), handle->certificate, x);
+    return 0;
+  }
   if (x) write_primal(solver.form(), solver, x);
   if (z) write_slacks(solver.form(), solver, z);
   return 0;
@@ -282,9 +378,13 @@ int32_t get_dual_solution(IP_problem *Pb, double *u) {
   const Solver &solver = *handle->solver;
   const ProblemForm &form = solver.form();
   std::fill(u, u + form.user_rows, 0.0);
+  u[form.user_rows - 1] = solver.measures().objective;
+  if (has_multipliers(*handle)) {
+    write_multipliers(form, handle->certificate, u);
+    return 0;
+  }
   for (int32_t i = 0; i < form.rows(); ++i) {
     u[form.user_row[i]] = clipped(solver.point().y[i] * form.row_scale[i], form.row_type[i]);
   }
-  u[form.user_rows - 1] = solver.measures().objective;
   return 0;
 }

@@ -122,10 +122,19 @@ int32_t preproc_Pb(IP_problem *Pb);
  *   0     solved
  *   -1    stalled at a usable point: primal at most 1e-5, gap at most ten times opt_tol
  *   1     iteration limit
- *   2     no progress or no factorisation, as for most infeasible and unbounded problems
+ *   2     no progress or no factorisation
  *   3     memory is short
- *   4, 5  infeasible, unbounded: seen before the first iteration
+ *   4     infeasible: proven, by multipliers that get_dual_solution hands out
+ *   5     unbounded, or infeasible as well: proven, by a ray that get_opt_solution hands out
  *   6     a null handle, or opt_tol not above 0
+ *
+ * 4 and 5 come before the first iteration where a row without columns or the bounds of a column
+ * contradict themselves, and where a column alone can go on for ever at a gain. Otherwise a solve
+ * that fails, or whose presolve meets a contradiction, or whose y or x is out of all proportion,
+ * looks for a proof by two further solves, which count as iterations. A proof shows that every x
+ * misses a row (or every y a column) by more than 1e-8 relative to 1 + |b_i| (or 1 + |c_j|), for x
+ * and y up to 1e8 times what right-hand sides and costs give reason for. A problem without an
+ * optimum that is closer than this to having one may end in code 2, or in 0.
  *
  * A solve from mode 0 with option 0 first makes the problem smaller where a look at it promises
  * something, and completes the solution of the smaller one; where that misses the tolerance it goes
@@ -177,8 +186,11 @@ void free_Pb_save(IP_save_record *saved);
  *   z             out  double[ncols]: reduced costs as the point has them, positive at a lower
  *                 and negative at an upper bound; null to skip
  *
- * Before the first solve the values are finite and mean nothing. Returns 0, or 6 for a null
- * handle (nothing is written) or a problem that was not prepared (x and z are then zero).
+ * After code 5 x is a ray instead: adding any multiple of it to a feasible point leaves that
+ * feasible and makes it cheaper. Its largest entry is 1 or -1, and where one column is to blame it
+ * is that column's, the only one that is not 0. z is then 0. Before the first solve the values are
+ * finite and mean nothing. Returns 0, or 6 for a null handle (nothing is written) or a problem that
+ * was not prepared (x and z are then zero).
  */
 int32_t get_opt_solution(IP_problem *Pb, double *s1, double *s2, double *x, double *slot5,
                          double *slot6, double *z);
@@ -187,7 +199,10 @@ int32_t get_opt_solution(IP_problem *Pb, double *s1, double *s2, double *x, doub
  * Reads the duals of the last solve: u[i - 1] for row i, and the objective value in the cost
  * row's entry u[m - 1]. The dual of a row of type 2 without a range is at least 0, that of one of
  * type 3 at most 0: what the point has on the wrong side, no more than its dual infeasibility, is
- * cut off. A row that constrains nothing has dual 0. Returns 0, or 6 as above with u untouched.
+ * cut off. A row that constrains nothing has dual 0. After code 4 u[0] .. u[m - 2] are multipliers
+ * instead, the largest of them 1 or -1: the sum of the rows with them cannot be satisfied within
+ * the bounds of the columns. They are 0 where the bounds of a column cross. Returns 0, or 6 as
+ * above with u untouched.
  */
 int32_t get_dual_solution(IP_problem *Pb, double *u);
 

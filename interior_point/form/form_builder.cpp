@@ -135,6 +135,7 @@ void FormBuilder::place(int32_t j, const GatheredColumn &column) {
     if (!value_without_entries(column.cost, lower, upper, &value) &&
         form_.verdict == Verdict::kOpen) {
       form_.verdict = Verdict::kUnbounded;
+      form_.unbounded_column = {j, column.cost < 0.0 ? 1.0 : -1.0};
     }
     take_out(j, column, value);
   } else {
@@ -216,7 +217,9 @@ void FormBuilder::check_empty_row(int32_t i) {
     low += std::min(signed_range, 0.0);
     high += std::max(signed_range, 0.0);
   }
-  if (low > room || high < -room) form_.verdict = Verdict::kInfeasible;
+  if (low <= room && high >= -room) return;
+  form_.verdict = Verdict::kInfeasible;
+  form_.contradictory_row = {form_.user_row[i], low > room ? 1.0 : -1.0};
 }
 
 void FormBuilder::drop_empty_rows() {

@@ -45,6 +45,12 @@ struct HugeBounds {
   double lower, upper;
 };
 
+/// A row or column that leaves a problem without an optimum by itself.
+struct Culprit {
+  int32_t index = -1;      ///< the caller's, from 0; -1 for none
+  double direction = 0.0;  ///< 1 or -1: of the row's multiplier, or to where the column has no end
+};
+
 struct ProblemForm {
   // The form (1), scaled. Structural columns first, then one slack per inequality row.
   SparseColumns A;
@@ -59,6 +65,8 @@ struct ProblemForm {
   double least_cost = 1.0;      ///< the smallest cost that is not 0, in the caller's unit
   bool has_penalties = false;   ///< some column was shrunk for its large cost
   Verdict verdict = Verdict::kOpen;
+  Culprit unbounded_column;   ///< where the verdict is kUnbounded
+  Culprit contradictory_row;  ///< where it is kInfeasible and not for crossed bounds of a column
 
   // Back to the caller's problem.
   Vector<double> row_scale;        ///< scaled row = row_scale * row

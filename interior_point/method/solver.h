@@ -44,7 +44,7 @@ enum class Code : int32_t {
   kIterationLimit = 1,
   kNumericalFailure = 2,  ///< no progress, no factorisation or not a number
   kOutOfMemory = 3,
-  kInfeasible = 4,  ///< seen before the first iteration
+  kInfeasible = 4,  ///< the form's verdict, or proven after a failure (certificates.h)
   kUnbounded = 5,   ///< likewise
   kBadArguments = 6,
 };

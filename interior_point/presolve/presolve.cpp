@@ -156,7 +156,8 @@ void Presolved::build_reduced() {
   ProblemForm reduced = make_problem_form({type.data(), start.data(), row.data(), value.data(),
                                            rhs.data(), range.data(), lower.data(), upper.data(),
                                            cost_row, static_cast<int32_t>(columns_.size())});
-  if (reduced.verdict != Verdict::kOpen) return;
+  found_no_optimum_ = reduced.verdict != Verdict::kOpen;
+  if (found_no_optimum_) return;
   reduced.objective_constant += program_.constant;
   reduced_ = std::make_shared<const ProblemForm>(std::move(reduced));
 }

@@ -28,8 +28,8 @@
  * 221-245.
  *
  * Errors of the small problem's solution grow in postsolve by the ratio of entries to pivots, so
- * small pivots are refused. What is found to be infeasible or unbounded is left as it is: the
- * solver has the say.
+ * small pivots are refused. What is found to be infeasible or unbounded is left as it is: a proof
+ * on the problem itself has the say.
  */
 #ifndef INTERIOR_POINT_PRESOLVE_PRESOLVE_H
 #define INTERIOR_POINT_PRESOLVE_PRESOLVE_H
@@ -52,6 +52,9 @@ class Presolved {
   /// Reduces the problem of a form, which must outlive the object. Throws std::bad_alloc.
   explicit Presolved(const ProblemForm &form);
 
+  /// True when the reductions met rows or columns that leave no optimum, up to their tolerances.
+  bool found_no_optimum() const { return found_no_optimum_; }
+
   /// The form to solve; null when too little was found or the problem has no optimum.
   std::shared_ptr<const ProblemForm> reduced() const { return reduced_; }
 
@@ -68,6 +71,7 @@ class Presolved {
   PostsolveStack stack_;
   Vector<int32_t> rows_, columns_;  // of the reduced problem: those of the program
   std::shared_ptr<const ProblemForm> reduced_;
+  bool found_no_optimum_ = false;
 };
 
 }  // namespace interior_point
