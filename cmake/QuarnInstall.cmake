@@ -10,7 +10,7 @@ include(CMakePackageConfigHelpers)
 set(quarn_package_dir "${CMAKE_INSTALL_LIBDIR}/cmake/quarn")
 
 install(
-  TARGETS quarn quarn_core quarn_interior_point quarn_priority_queue
+  TARGETS quarn quarn_core quarn_cpp quarn_cpp_core quarn_interior_point quarn_priority_queue
   EXPORT quarnTargets
   ARCHIVE DESTINATION "${CMAKE_INSTALL_LIBDIR}" COMPONENT development
   LIBRARY DESTINATION "${CMAKE_INSTALL_LIBDIR}"
@@ -20,6 +20,11 @@ install(
 foreach(module quarn interior_point priority_queue)
   install(FILES "${PROJECT_SOURCE_DIR}/${module}/${module}.h"
           DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}/${module}"
+          COMPONENT development)
+endforeach()
+foreach(header errors handles master pricing quarn result settings visibility)
+  install(FILES "${PROJECT_SOURCE_DIR}/quarn_cpp/${header}.hpp"
+          DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}/quarn_cpp"
           COMPONENT development)
 endforeach()
 install(
@@ -86,9 +91,12 @@ foreach(folder libdir includedir)
     set(quarn_pc_${folder} "\${prefix}/${CMAKE_INSTALL_${setting}}")
   endif()
 endforeach()
-configure_file("${PROJECT_SOURCE_DIR}/cmake/quarn.pc.in" "${PROJECT_BINARY_DIR}/quarn.pc" @ONLY)
+foreach(package quarn quarn_cpp)
+  configure_file("${PROJECT_SOURCE_DIR}/cmake/${package}.pc.in"
+                 "${PROJECT_BINARY_DIR}/${package}.pc" @ONLY)
+endforeach()
 install(
-  FILES "${PROJECT_BINARY_DIR}/quarn.pc"
+  FILES "${PROJECT_BINARY_DIR}/quarn.pc" "${PROJECT_BINARY_DIR}/quarn_cpp.pc"
   DESTINATION "${CMAKE_INSTALL_LIBDIR}/pkgconfig"
   COMPONENT development)
 

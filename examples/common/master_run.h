@@ -8,8 +8,8 @@
 
 #include "examples/common/options.h"
 #include "examples/common/progress_table.h"
-#include "examples/common/tolerance_dial.h"
 #include "quarn/quarn.h"
+#include "quarn_cpp/tolerance_dial.hpp"
 
 namespace examples {
 
@@ -109,7 +109,7 @@ class MasterRun {
   std::unique_ptr<QUARN_env, Release> env_;
   Oracle &oracle_;
   const Options &options_;
-  ToleranceDial dial_;
+  quarn::detail::ToleranceDial dial_;
   ProgressTable *table_ = nullptr;  ///< while the library runs
   int32_t reported_ = 0;            ///< outer iterations that are in the table
   std::exception_ptr failure_;      ///< what the oracle threw

@@ -14,6 +14,9 @@ file(
   RELATIVE "${prefix}/include"
   "${prefix}/include/*")
 set(expected interior_point/interior_point.h priority_queue/priority_queue.h quarn/quarn.h)
+foreach(header errors handles master pricing quarn result settings visibility)
+  list(APPEND expected quarn_cpp/${header}.hpp)
+endforeach()
 list(SORT headers)
 if(NOT headers STREQUAL expected)
   message(FATAL_ERROR "installed headers: ${headers}")
@@ -36,11 +39,17 @@ if(NOT PKG_CONFIG)
   return()
 endif()
 set(ENV{PKG_CONFIG_PATH} "${prefix}/${LIBDIR}/pkgconfig")
-execute_process(
-  COMMAND ${PKG_CONFIG} --cflags --libs quarn
-  OUTPUT_VARIABLE flags
-  OUTPUT_STRIP_TRAILING_WHITESPACE COMMAND_ERROR_IS_FATAL ANY)
-separate_arguments(flags UNIX_COMMAND "${flags}")
-run(${C_COMPILER} -std=c11 "${consumer}/consumer.c" -o "${WORK_DIR}/by_pkg_config" ${flags}
-    "-Wl,-rpath,${prefix}/${LIBDIR}" "-Wl,-rpath-link,${prefix}/${LIBDIR}")
-run("${WORK_DIR}/by_pkg_config")
+# try_pkg_config(<package> <compiler> <argument>...)
+function(try_pkg_config package)
+  execute_process(
+    COMMAND ${PKG_CONFIG} --cflags --libs ${package}
+    OUTPUT_VARIABLE flags
+    OUTPUT_STRIP_TRAILING_WHITESPACE COMMAND_ERROR_IS_FATAL ANY)
+  separate_arguments(flags UNIX_COMMAND "${flags}")
+  run(${ARGN} -o "${WORK_DIR}/by_pkg_config" ${flags} "-Wl,-rpath,${prefix}/${LIBDIR}"
+      "-Wl,-rpath-link,${prefix}/${LIBDIR}")
+  run("${WORK_DIR}/by_pkg_config")
+endfunction()
+
+try_pkg_config(quarn ${C_COMPILER} -std=c11 "${consumer}/consumer.c")
+try_pkg_config(quarn_cpp ${CXX_COMPILER} -std=c++17 "${consumer}/first_program.cpp")

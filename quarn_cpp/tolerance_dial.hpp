@@ -1,7 +1,9 @@
-#ifndef EXAMPLES_COMMON_TOLERANCE_DIAL_H
-#define EXAMPLES_COMMON_TOLERANCE_DIAL_H
+#ifndef QUARN_CPP_TOLERANCE_DIAL_HPP
+#define QUARN_CPP_TOLERANCE_DIAL_HPP
 
-namespace examples {
+namespace quarn {
+inline namespace v1 {
+namespace detail {
 
 /**
  * How tightly the next restricted master problem is worth solving, learnt from the answers so far.
@@ -55,6 +57,8 @@ double average_contraction(double average, double latest);
 /// The divisor for an average contraction: from 1.05 at 1 to 4.9, and kMostDivisor below 0.6.
 double divisor_for(double average);
 
-}  // namespace examples
+}  // namespace detail
+}  // namespace v1
+}  // namespace quarn
 
 #endif

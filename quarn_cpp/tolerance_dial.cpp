@@ -1,9 +1,11 @@
-#include "examples/common/tolerance_dial.h"
+#include "quarn_cpp/tolerance_dial.hpp"
 
 #include <algorithm>
 #include <cmath>
 
-namespace examples {
+namespace quarn {
+inline namespace v1 {
+namespace detail {
 
 // Outside this range a single answer would outweigh all that are still to come.
 constexpr double kLeastContraction = 1e-4;
@@ -43,4 +45,6 @@ double ToleranceDial::update_without_bound() {
   return divisor_;
 }
 
-}  // namespace examples
+}  // namespace detail
+}  // namespace v1
+}  // namespace quarn

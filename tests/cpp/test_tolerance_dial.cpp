@@ -5,9 +5,10 @@
 #include <cmath>
 #include <limits>
 
-#include "examples/common/tolerance_dial.h"
+#include "quarn_cpp/tolerance_dial.hpp"
 
-namespace examples {
+namespace quarn {
+namespace detail {
 namespace {
 
 constexpr double kInfinity = std::numeric_limits<double>::infinity();
@@ -66,4 +67,5 @@ TEST(ToleranceDial, AnswersWithoutABoundCountAsStandingStill) {
 }
 
 }  // namespace
-}  // namespace examples
+}  // namespace detail
+}  // namespace quarn

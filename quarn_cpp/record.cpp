@@ -1,0 +1,283 @@
+#include "quarn_cpp/record.hpp"
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+#include <new>
+
+namespace quarn {
+inline namespace v1 {
+namespace detail {
+
+// A row missed by less than this, relative to its right-hand side, is met.
+constexpr double kUnmet = 1e-6;
+// By less than this, it is met to the last digits that the solver gives.
+constexpr double kRounding = 1e-9;
+constexpr int32_t kNoLimit = std::numeric_limits<int32_t>::max();
+
+static size_t at(int32_t index) { return static_cast<size_t>(index); }
+
+/// A batch for the C interface: columns with rows of the record, from 0, and costs.
+class RecordBatch {
+ public:
+  explicit RecordBatch(int32_t rows) : rows_(rows) {}
+
+  void start_column(double cost, int32_t tag = -1) {
+    starts_.push_back(static_cast<int32_t>(values_.size()) + 1);
+    tags_.push_back(tag);
+    add(rows_ - 1, cost);
+  }
+  void add(int32_t row, double value) {
+    indices_.push_back(row + 1);
+    values_.push_back(value);
+  }
+  int32_t size() const { return static_cast<int32_t>(tags_.size()); }
+  const int32_t *tags() const { return tags_.data(); }
+
+  QUARN_SMatrix_CW finish() {
+    // The C interface counts in 32 bits.
+    if (values_.size() >= at(kNoLimit)) throw std::bad_alloc();
+    starts_.push_back(static_cast<int32_t>(values_.size()) + 1);
+    QUARN_SMatrix_CW batch = {};
+    batch.m = batch.max_m = rows_;
+    batch.n = batch.max_n = size();
+    batch.nz = batch.max_nz = static_cast<int32_t>(values_.size());
+    batch.elt = values_.data();
+    batch.rw = indices_.data();
+    batch.col_start = starts_.data();
+    return batch;
+  }
+
+ private:
+  int32_t rows_;
+  std::vector<double> values_;
+  std::vector<int32_t> indices_, starts_, tags_;
+};
+
+Record::Record(State &state, const Penalty &penalty, const std::vector<double> &first_duals,
+               void *user_data)
+    : state_(state) {
+  order_rows();
+  make(penalty, first_duals, user_data);
+  add_auxiliary_columns(penalty);
+  QUARN_set_column_elimination(env_.get(), 0);  // the state recognises columns itself
+  send_new_columns();
+}
+
+/// Linking rows, then block rows.
+void Record::order_rows() {
+  row_of_.assign(state_.rows.size(), -1);
+  for (const bool block : {false, true}) {
+    for (size_t i = 0; i < state_.rows.size(); ++i) {
+      const RowSlot &row = state_.rows[i];
+      if (row.removed || row.identity->block != block) continue;
+      row_of_[i] = static_cast<int32_t>(row_slots_.size());
+      row_slots_.push_back(static_cast<int32_t>(i));
+    }
+  }
+}
+
+/// Bounds of the dual of a linking row, as one that minimises.
+Bounds Record::box(const RowSlot &row, const Penalty &penalty) const {
+  Bounds box = {row.is_equal() || row.is_range() || row.has_upper() ? -penalty.cost : 0.0,
+                row.is_equal() || row.is_range() || row.has_lower() ? penalty.cost : 0.0};
+  if (penalty.opens_boxes) return box;
+  Bounds given = row.dual_bounds;
+  if (state_.sense == Sense::maximize) given = {-given.upper, -given.lower};
+  if (given.lower > -kInfinity) box.lower = given.lower;
+  if (given.upper < kInfinity) box.upper = given.upper;
+  return box;
+}
+
+static int16_t type_of(const RowSlot &row) {
+  if (row.is_equal() || row.is_range()) return static_cast<int16_t>(RowSense::equal);
+  return static_cast<int16_t>(row.has_lower() ? RowSense::at_least : RowSense::at_most);
+}
+
+void Record::make(const Penalty &penalty, const std::vector<double> &first_duals, void *user_data) {
+  std::vector<double> rhs, lower, upper, duals;
+  std::vector<int16_t> types;
+  for (const int32_t slot : row_slots_) {
+    const RowSlot &row = state_.rows[at(slot)];
+    rhs.push_back(row.has_lower() ? row.sides.lower : row.sides.upper);
+    types.push_back(type_of(row));
+    if (!first_duals.empty()) duals.push_back(state_.sign() * first_duals[at(slot)]);
+    if (row.identity->block) continue;
+    const Bounds bounds = box(row, penalty);
+    lower.push_back(bounds.lower);
+    upper.push_back(bounds.upper);
+  }
+  rhs.push_back(0.0);  // the cost row
+  types.push_back(1);
+  duals.push_back(0.0);
+  const auto rows = static_cast<int32_t>(rhs.size());
+  const auto linking = static_cast<int32_t>(lower.size());
+  env_.reset(QUARN_set_data(linking, rows - 1 - linking, rows, 0, kNoLimit,
+                            first_duals.empty() ? nullptr : duals.data(), rhs.data(), types.data(),
+                            lower.data(), upper.data(), user_data));
+  if (env_ == nullptr) throw std::bad_alloc();
+  QUARN_set_log(env_.get(), QUARN_log_nothing, nullptr);
+  QUARN_set_max_cputime(env_.get(), std::numeric_limits<double>::max());
+  note_reliefs(lower, upper);
+}
+
+/// Of the box columns those that take a violation: +1 in a row that wants more, -1 in one that
+/// wants less. The others stand in for the slack of an inequality, unless they are paid for it.
+void Record::note_reliefs(const std::vector<double> &lower, const std::vector<double> &upper) {
+  for (size_t i = 0; i < lower.size(); ++i) {
+    const int32_t slot = row_slots_[i];
+    const int16_t type = type_of(state_.rows[at(slot)]);
+    const auto row = static_cast<int32_t>(i);
+    if (type != 2 || lower[i] > 0.0) reliefs_.push_back({slot, row, -lower[i]});
+    if (type != 3 || upper[i] < 0.0) reliefs_.push_back({slot, env_->m + row, upper[i]});
+  }
+}
+
+void Record::add_auxiliary_columns(const Penalty &penalty) {
+  RecordBatch batch(env_->G->m);
+  std::vector<double> widths;
+  for (const int32_t slot : row_slots_) {
+    const RowSlot &row = state_.rows[at(slot)];
+    if (row.is_range()) {
+      batch.start_column(0.0);
+      batch.add(row_of_[at(slot)], -1.0);
+      widths.push_back(row.sides.upper - row.sides.lower);
+    }
+  }
+  const int32_t first = env_->G->n;
+  for (const int32_t slot : row_slots_) {
+    const RowSlot &row = state_.rows[at(slot)];
+    if (!row.identity->block) continue;
+    for (const double unit : {1.0, -1.0}) {
+      if (unit > 0.0 ? !row.has_lower() : !row.has_upper()) continue;
+      reliefs_.push_back({slot, first + batch.size(), penalty.cost});
+      batch.start_column(penalty.cost);
+      batch.add(row_of_[at(slot)], unit);
+    }
+  }
+  if (batch.size() == 0) return;
+  const QUARN_SMatrix_CW columns = batch.finish();
+  if (QUARN_add_auxiliary_columns(env_.get(), &columns) < 0) throw std::bad_alloc();
+  for (size_t k = 0; k < widths.size(); ++k) env_->col_ub[at(first) + k] = widths[k];
+}
+
+void Record::send_new_columns() {
+  std::vector<int32_t> slots;
+  for (; sent_ < state_.columns.size(); ++sent_) {
+    if (!state_.columns[sent_].removed) slots.push_back(static_cast<int32_t>(sent_));
+  }
+  if (!slots.empty()) send(slots);
+}
+
+void Record::send(const std::vector<int32_t> &slots) {
+  RecordBatch batch(env_->G->m);
+  std::vector<std::pair<int32_t, double>> entries;
+  const double sign = state_.sign();
+  for (const int32_t slot : slots) {
+    state_.gather(slot, &entries);
+    batch.start_column(sign * state_.column(slot).cost, slot);
+    for (const auto &[row, value] : entries) batch.add(row_of_[at(row)], value);
+  }
+  const int32_t before = env_->G->n;
+  const QUARN_SMatrix_CW columns = batch.finish();
+  if (QUARN_add_columns(env_.get(), &columns, batch.tags()) < 0) throw std::bad_alloc();
+  for (size_t k = 0; k < slots.size(); ++k) {
+    const ColumnSlot &column = state_.columns[at(slots[k])];
+    if (!column.is_bounded()) continue;
+    env_->col_lb[at(before) + k] = column.bounds.lower;
+    env_->col_ub[at(before) + k] = column.bounds.upper;
+    bounded_.push_back(slots[k]);
+  }
+}
+
+// Reading
+
+std::vector<double> Record::duals() const {
+  std::vector<double> duals(state_.rows.size(), 0.0);
+  for (size_t i = 0; i < row_slots_.size(); ++i) {
+    const RowSlot &row = state_.rows[at(row_slots_[i])];
+    double u = env_->u[i];
+    if (!row.has_upper()) u = std::max(u, 0.0);
+    if (!row.has_lower()) u = std::min(u, 0.0);
+    duals[at(row_slots_[i])] = state_.sign() * u;
+  }
+  return duals;
+}
+
+double Record::dual_value(const std::vector<double> &duals) const {
+  double value = 0.0;
+  for (const int32_t slot : row_slots_) {
+    const Bounds &sides = state_.rows[at(slot)].sides;
+    const double u = state_.sign() * duals[at(slot)];
+    if (u != 0.0) value += u * (u > 0.0 ? sides.lower : sides.upper);
+  }
+  std::vector<std::pair<int32_t, double>> entries;
+  for (const int32_t slot : bounded_) {
+    const Bounds &bounds = state_.columns[at(slot)].bounds;
+    state_.gather(slot, &entries);
+    double reduced = state_.column(slot).cost;
+    for (const auto &[row, entry] : entries) reduced -= duals[at(row)] * entry;
+    reduced *= state_.sign();
+    const double best = reduced > 0.0 ? bounds.lower : bounds.upper;
+    // Without a bound on this side the reduced cost is 0 but for the tolerance, or priced.
+    if (std::fabs(best) < kInfinity) {
+      value += reduced * best;
+    } else if (bounds.lower > -kInfinity) {
+      value += reduced * bounds.lower;
+    }
+  }
+  return value;
+}
+
+double Record::base_of_term(bool linking_only) const {
+  const int32_t rows = linking_only ? env_->m : env_->G->m - 1;
+  double value = 0.0;
+  for (int32_t i = 0; i < rows; ++i) value += env_->RHS[i] * env_->u[i];
+  return value;
+}
+
+Solution Record::solution(const std::vector<double> &duals) {
+  double *x = nullptr;
+  int32_t count = 0;
+  QUARN_get_pointer_to_full_master_solution(env_.get(), &x, &count);
+  Solution solution;
+  if (x == nullptr) return solution;
+  solution.values.assign(x + env_->ncols_aux, x + count);
+  for (size_t k = 0; k < solution.values.size(); ++k) {
+    const double cost = state_.column(slot_of(static_cast<int32_t>(k))).cost;
+    solution.cost += state_.sign() * cost * solution.values[k];
+    solution.magnitude += std::fabs(cost * solution.values[k]);
+  }
+  for (const Relief &relief : reliefs_) {
+    const double missed = x[relief.column];
+    const RowSlot &row = state_.rows[at(relief.slot)];
+    const double size = 1.0 + std::fabs(row.has_lower() ? row.sides.lower : row.sides.upper);
+    if (missed > kRounding * size) {
+      solution.repair += std::fabs(duals[at(relief.slot)] * missed);
+    }
+    if (!(missed > kUnmet * size)) continue;
+    solution.relief_cost += std::fabs(relief.cost) * missed;
+    auto &unmet = solution.unmet;
+    if (!unmet.empty() && unmet.back().first == relief.slot) {
+      unmet.back().second = std::max(unmet.back().second, missed);
+    } else {
+      unmet.push_back({relief.slot, missed});
+    }
+  }
+  return solution;
+}
+
+void Record::note_eliminated_columns() {
+  if (generated() == state_.present) return;
+  std::vector<bool> kept(state_.columns.size(), false);
+  for (int32_t k = 0; k < generated(); ++k) kept[at(slot_of(k))] = true;
+  for (size_t j = 0; j < sent_; ++j) {
+    if (kept[j] || state_.columns[j].removed) continue;
+    state_.columns[j].removed = true;
+    --state_.present;
+  }
+}
+
+}  // namespace detail
+}  // namespace v1
+}  // namespace quarn

@@ -1,0 +1,111 @@
+/**
+ * The master as a record of the C interface: made afresh for each run and after each change of the
+ * rows, so that nothing of an earlier problem is left in it.
+ *
+ * The record minimises, has the linking rows first and the block rows behind them, and in front of
+ * the master's columns, besides the box columns of the linking rows, auxiliary ones:
+ *
+ *   slack columns       a x - s = lower, 0 <= s <= upper - lower, for a row with a range
+ *   artificial columns  +1 and -1 in a block row, where they help to satisfy it, at the penalty
+ */
+#ifndef QUARN_CPP_RECORD_HPP
+#define QUARN_CPP_RECORD_HPP
+
+#include <cstdint>
+#include <memory>
+#include <utility>
+#include <vector>
+
+#include "quarn/quarn.h"
+#include "quarn_cpp/state.hpp"
+
+namespace quarn {
+inline namespace v1 {
+namespace detail {
+
+/// What the record's own columns have to pay for a row that nobody satisfies.
+struct Penalty {
+  double cost;
+  bool opens_boxes;  ///< also where the caller's dual bounds are closer
+};
+
+/// Column of the record that takes a part of a row's violation.
+struct Relief {
+  int32_t slot;    ///< of the row
+  int32_t column;  ///< of the record
+  double cost;
+};
+
+/// What the solution of a restricted master looks like.
+struct Solution {
+  std::vector<double> values;                     ///< of the generated columns, in order
+  std::vector<std::pair<int32_t, double>> unmet;  ///< rows by slot, and by how much
+  double relief_cost = 0.0;                       ///< what the columns of `unmet` contribute
+  double cost = 0.0;                              ///< of the generated columns
+  double repair = 0.0;     ///< what meeting the rows that are not quite met costs by their duals
+  double magnitude = 0.0;  ///< sum of |cost| * value
+};
+
+class Record {
+ public:
+  /// `first_duals` by slot, in the sense of the master, or empty. Throws std::bad_alloc.
+  Record(State &state, const Penalty &penalty, const std::vector<double> &first_duals,
+         void *user_data);
+  Record(const Record &) = delete;
+  Record &operator=(const Record &) = delete;
+
+  QUARN_env &env() { return *env_; }
+  const QUARN_env &env() const { return *env_; }
+
+  /// Adds the columns of the master from slot `sent` on.
+  void send_new_columns();
+
+  /// Duals by slot, in the sense of the master, those of inequalities clipped to their sign.
+  std::vector<double> duals() const;
+
+  /// Value of the duals: what the rows and the bounded columns contribute to a lower bound, to
+  /// which the blocks' part is added. As one that minimises.
+  double dual_value(const std::vector<double> &duals) const;
+
+  /// RHS'u, to which the library adds the oracle's term; over the linking rows for first duals.
+  double base_of_term(bool linking_only) const;
+
+  /// Reads the solution of the restricted master solved last, whose duals by slot are these.
+  Solution solution(const std::vector<double> &duals);
+
+  /// Slot of generated column k of the record.
+  int32_t slot_of(int32_t k) const { return env_->col_tag[k]; }
+  int32_t generated() const { return env_->G->n - env_->ncols_aux; }
+
+  /// Whether a block has columns with bounds of their own.
+  bool has_bounded_columns() const { return !bounded_.empty(); }
+
+  /// Marks as removed what the library has taken out of the matrix.
+  void note_eliminated_columns();
+
+ private:
+  struct Release {
+    void operator()(QUARN_env *env) const { QUARN_destroy(env); }
+  };
+
+  void order_rows();
+  Bounds box(const RowSlot &row, const Penalty &penalty) const;
+  void make(const Penalty &penalty, const std::vector<double> &first_duals, void *user_data);
+  void add_auxiliary_columns(const Penalty &penalty);
+  void note_reliefs(const std::vector<double> &lower, const std::vector<double> &upper);
+  void send(const std::vector<int32_t> &slots);
+
+  State &state_;
+  std::unique_ptr<QUARN_env, Release> env_;
+  std::vector<int32_t> row_slots_;  ///< slot of each row of the record
+  std::vector<int32_t> row_of_;     ///< row of the record of each slot, -1 for none
+  std::vector<Relief> reliefs_;
+  std::vector<int32_t> bounded_;  ///< slots of columns that are not just >= 0
+  size_t sent_ = 0;
+};
+
+}  // namespace detail
+}  // namespace v1
+}  // namespace quarn
+
+#endif
