@@ -392,6 +392,33 @@ TEST(Solver, GivesTheSameBitsForTheSameInput) {
   }
 }
 
+/// Beside penalties a solve that stalls begins again at their end of the path. Where rows
+/// contradict each other by a little that comes to nothing, and what the first one ended with is
+/// still there.
+TEST(Solver, KeepsAUsablePointWhenItsSecondStartFailsToo) {
+  random_programs::Traits traits;
+  traits.cost_decades[0] = -6, traits.cost_decades[1] = 10;
+  traits.dependent = 0.4, traits.equalities = 0.9;
+  int stalled = 0;
+  for (uint64_t seed = 1; seed <= 120; ++seed) {
+    LinearProgram program = random_programs::draw_known(traits, seed).program;
+    for (size_t i = 0; i < program.rhs.size(); ++i) {
+      program.rhs[i] *= 1.0 + 1e-7 * static_cast<double>(seed % 7) * static_cast<double>(i % 3);
+    }
+    LoadedProblem problem(program);
+    const SolveReport report = problem.solve(kTight);
+    if (report.code != -1) continue;
+    ++stalled;
+    SCOPED_TRACE(program.name);
+    const benchmarks::Measures m = benchmarks::measure(program, problem.x(), problem.duals());
+    EXPECT_LE(report.primal, 1e-5);
+    EXPECT_LE(m.primal_infeasibility, 1e-5);
+    EXPECT_LE(m.dual_infeasibility, 1.01 * report.dual + 1e-12);
+    EXPECT_NEAR(m.objective, problem.objective(), 1e-9 * std::fabs(m.objective));
+  }
+  EXPECT_GT(stalled, 0);
+}
+
 TEST(Solver, AnswersBeforeTheFirstSolveWithFiniteNumbers) {
   const LinearProgram rmp = random_programs::draw_rmp(10, 2, 30, 1e10, 1);
   LoadedProblem problem(rmp);

@@ -124,13 +124,15 @@ TEST(NewtonSystem, IsSolvedByEitherReduction) {
     const ProblemForm form = draw_form(seed);
     Random random(seed);
     const Point point = forms::random_interior_point(form, &random);
+    // Every second program without refinement, which would put a wrong right-hand side right.
+    const double accuracy = seed % 2 ? 1e-10 : HUGE_VAL;
     for (const bool augmented : {false, true}) {
       SCOPED_TRACE(std::to_string(seed) + (augmented ? " augmented" : " normal equations"));
       NewtonSystem newton(form);
       const Prescription prescription(augmented ? some_columns(form) : Vector<int32_t>());
       if (form.rows() > 0) newton.analyse(&prescription);
       ASSERT_TRUE(newton.prepare(point, 1.0));
-      newton.set_accuracy(1e-10);
+      newton.set_accuracy(accuracy);
       if (form.rows() > 0)
         augmented_systems += !newton.factorisation()->augmented_columns().empty();
       Direction direction;
@@ -203,6 +205,22 @@ TEST(NewtonSystem, WeakensItsProximalTermsWhereTheyHoldAResidualUp) {
     newton.reset_terms();
     ASSERT_TRUE(newton.prepare(point, 1.0));
     EXPECT_EQ(newton.theta(), before);
+    // Where z / x is nothing beside rho; a residual of 1 is held up by rho dx of 10, not by less.
+    Point flat = point;
+    for (int32_t j = 0; j < form.columns(); ++j) flat.z[j] = form.is_free[j] ? 0.0 : 1e-16;
+    for (double &v : flat.v) v = 1e-16;
+    ASSERT_TRUE(newton.prepare(flat, 1.0));
+    const Vector<double> bounded = newton.theta();
+    Residuals residuals;
+    residuals.resize(form);
+    std::fill(residuals.dual.begin(), residuals.dual.end(), 1.0);
+    for (int32_t j = 0; j < form.columns(); ++j) direction.x[j] = j % 2 ? 10.0 * bounded[j] : 1.0;
+    newton.weaken_dual_terms(residuals, flat, direction, {1.0, HUGE_VAL});
+    ASSERT_TRUE(newton.prepare(flat, 1.0));
+    for (int32_t j = 0; j < form.columns(); ++j) {
+      const bool weakened = j % 2 && !form.is_free[j];
+      EXPECT_NEAR(newton.theta()[j] / bounded[j], weakened ? 100.0 : 1.0, 1.0);
+    }
   }
 }
 
@@ -370,6 +388,36 @@ TEST(StartingPoint, IsTheLeastSquaresOneShiftedIntoTheInterior) {
     }
   }
   EXPECT_GE(tried, 50);
+}
+
+/// A huge box has no part in the shifts: w is what x leaves of it, its product the others' mean.
+TEST(StartingPoint, LeavesHugeBoxesOutAndCompletesTheirPairs) {
+  Traits traits;
+  traits.most_rows = 12;
+  for (uint64_t seed = 1; seed <= 20; ++seed) {
+    const ProblemForm form = forms::form_of(
+        random_programs::in_huge_boxes(random_programs::draw_known(traits, seed).program, 1e9));
+    const Vector<uint8_t> huge = huge_boxes(form);
+    NewtonSystem newton(form);
+    Point point;
+    ASSERT_TRUE(make_starting_point(form, &newton, &point));
+    double products = 0.0, pairs = 0.0;
+    for (int32_t j = 0; j < form.columns(); ++j) {
+      products += point.x[j] * point.z[j];
+      pairs += !form.is_free[j];
+    }
+    for (size_t k = 0; k < huge.size(); ++k) {
+      if (huge[k]) continue;
+      products += point.w[k] * point.v[k];
+      ++pairs;
+    }
+    for (size_t k = 0; k < huge.size(); ++k) {
+      if (!huge[k]) continue;
+      const double width = form.width[form.boxed[k]];
+      EXPECT_NEAR(point.w[k] + point.x[form.boxed[k]], width, 1e-9 * width);
+      EXPECT_NEAR(point.w[k] * point.v[k], products / pairs, 1e-6 * products / pairs);
+    }
+  }
 }
 
 /// Where only penalty columns make the rows feasible: x_j alone meets the largest right-hand side,

@@ -432,6 +432,22 @@ TEST(Presolve, UndoesManyReductionsToAnOptimalPair) {
   EXPECT_GE(reduced, 295) << "what is planted may hide what was planted before, but seldom all";
 }
 
+/// Feasible to the last digit, and far from optimal.
+TEST(Presolve, DoesNotHavePointsAcceptedThatLeaveAGap) {
+  for (uint64_t seed = 1; seed <= 20; ++seed) {
+    Draft draft(seed);
+    draft.make_base();
+    const auto form = std::make_shared<const ProblemForm>(forms::form_of(draft.finish().program));
+    Request loose, tight;
+    loose.tolerance = 0.1, loose.feasibility = 1e-3;
+    Solver first(form), second(form);
+    ASSERT_EQ(first.solve(loose, Start::kCold, nullptr), Code::kSolved);
+    tight.feasibility = 100.0;
+    EXPECT_EQ(second.adopt(tight, first.point(), 0), first.measures().gap <= tight.tolerance);
+    EXPECT_TRUE(second.adopt(loose, first.point(), 0));
+  }
+}
+
 class ReducedProgram : public testing::TestWithParam<random_programs::Traits> {};
 
 /// Where the restored solution does not meet the request the solver begins again without a word:

@@ -179,13 +179,17 @@ INSTANTIATE_TEST_SUITE_P(Families, FormOf, testing::ValuesIn(random_programs::fa
 /// Costs far above the others, on columns of one entry or of several.
 TEST(Scaling, BringsPenaltiesDownToTheOtherCosts) {
   for (const double penalty : {1e2, 1e5, 1e10}) {
-    const ProblemForm form = forms::form_of(random_programs::draw_rmp(20, 0, 100, penalty, 1));
-    EXPECT_EQ(form.has_penalties, penalty > 1e4);
-    for (int32_t j = 0; j < form.structurals; ++j) {
-      ASSERT_TRUE(is_power_of_two(form.column_scale[j]));
-      EXPECT_LE(std::fabs(form.c[j]), 1.5e3 * form.reference_cost);
+    // Few columns or many: the reference is their cost, not that of the penalties.
+    for (const int32_t columns : {8, 100}) {
+      const ProblemForm form =
+          forms::form_of(random_programs::draw_rmp(20, 0, columns, penalty, 1));
+      EXPECT_EQ(form.has_penalties, penalty > 1e4);
+      for (int32_t j = 0; j < form.structurals; ++j) {
+        ASSERT_TRUE(is_power_of_two(form.column_scale[j]));
+        EXPECT_LE(std::fabs(form.c[j]), 1.5e3 * form.reference_cost);
+      }
+      EXPECT_EQ(form.least_cost, 1.0);
     }
-    EXPECT_EQ(form.least_cost, 1.0);
   }
 }
 

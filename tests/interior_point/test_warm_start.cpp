@@ -261,7 +261,9 @@ TEST(WarmStart, LetsSlacksTakeUpColumnsThatRelieveThePenalties) {
               interior_point::Code::kSolved);
     const ProblemForm form = forms::form_of(full);
     Point point;
-    ASSERT_TRUE(restore_point(solver.save(), form, &point));
+    const SavedPoint saved = solver.save();
+    EXPECT_NE(saved.made.mu, saved.mu) << "the factorisation is that of the point before";
+    ASSERT_TRUE(restore_point(saved, form, &point));
     interior_point::Residuals residuals;
     residuals.resize(form);
     compute_residuals(form, point, &residuals);
