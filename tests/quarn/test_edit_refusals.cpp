@@ -289,6 +289,20 @@ TEST(ColumnAddition, ARowNamedTwiceMeansTheSum) {
   }
 }
 
+/// Its entries are terms of a sum: compared one by one they would pass for those of other columns.
+TEST(ColumnAddition, AColumnThatNamesARowTwiceIsNoDuplicate) {
+  const support::Column twice = {{1, 2}, {1, 2}, {3, 1}, {4, 4}};
+  const support::Column once = {{1, 2}, {2, 5}, {3, 1}, {4, 4}};
+  for (const support::Column &known : {twice, once}) {
+    for (const support::Column &offered : {twice, once}) {
+      Environment env = small_record();
+      support::add_columns(env.get(), {known});
+      EXPECT_EQ(QUARN_add_columns(env.get(), Batch(4, {offered}).get(), nullptr),
+                known == once && offered == once ? 0 : 1);
+    }
+  }
+}
+
 /// Columns with several entries in the further rows: recognised or appended, never a lost column.
 TEST(ColumnAddition, SeveralFurtherRowsKeepTheIndexSound) {
   support::Random random(61);
