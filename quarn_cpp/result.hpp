@@ -44,6 +44,11 @@ struct Result {
   std::vector<ColumnValue> values;
   std::vector<Iteration> history;
 
+  /// With Settings::rounding: the columns of an integer solution and how often each is used; empty
+  /// when none was found.
+  std::vector<ColumnValue> integer_values;
+  double integer_value = 0.0;  ///< what they cost
+
   /// With Status::infeasible: the rows that cannot be met together, with by how much the last
   /// restricted master missed them.
   std::vector<std::pair<Row, double>> unmet_rows;

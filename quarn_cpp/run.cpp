@@ -450,8 +450,22 @@ Result Run::result(End end) {
   result.rmp_seconds = rmp_seconds_;
   result.oracle_seconds = oracle_seconds_;
   describe(&result, end);
+  if (settings_.rounding && result.status == Status::optimal) round(&result);
   if (!settings_.save_file.empty()) save_state(state_, settings_.save_file, settings_.save_data);
   return result;
+}
+
+void Run::round(Result *result) {
+  constexpr double kThreshold = 0.9;  // what the library's own driver rounds with
+  QUARN_env &env = record_->env();
+  const double left = settings_.time_limit - seconds();
+  QUARN_set_max_cputime(&env, env.cputime + std::clamp(left, 0.0, 1e9));
+  if (IQUARN_residual_rounding(&env, callback, kThreshold, 1) != 1) return;
+  for (int32_t k = 0; k < env.IP_ncols; ++k) {
+    const Column column = state_.column_handle(record_->slot_of(env.IP_cols[k]));
+    result->integer_values.push_back({column, env.IP_lambda[k]});
+    result->integer_value += column.cost() * env.IP_lambda[k];
+  }
 }
 
 std::string Run::figures(double gap) const {

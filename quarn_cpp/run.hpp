@@ -81,6 +81,7 @@ class Run {
 
   // The result
   Result result(End end);
+  void round(Result *result);
   void describe(Result *result, End end) const;
   void describe_infeasible(Result *result) const;
   std::vector<double> certificate() const;

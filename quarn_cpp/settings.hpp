@@ -53,6 +53,10 @@ struct Settings {
   /// restricted master is solved. Zeros ask for the columns that are cheapest by themselves.
   std::vector<double> first_duals;
 
+  /// After an optimal run, look for an integer solution by the library's rounding heuristic. It
+  /// meets the linking rows; block rows may be exceeded.
+  bool rounding = false;
+
   /// Called after each iteration with its line of the history.
   std::function<void(const Iteration &)> on_iteration;
   /// Looked at between iterations, and by Duals::out_of_time(): true ends the run, as stopped.
