@@ -153,6 +153,7 @@ static void write_column(const State &state, int32_t slot,
   if (column.removed) return;
   std::vector<std::pair<int32_t, double>> entries;
   state.gather(slot, &entries);
+  writer->flag(column.given);
   writer->real(state.column(slot).cost);
   writer->sides(column.bounds);
   writer->count(entries.size());
@@ -269,6 +270,7 @@ static void read_column(Reader *reader, State *state,
     state->remove_column(slot);
     return;
   }
+  const bool given = reader->flag();
   const double cost = reader->real();
   const Bounds bounds = checked_bounds(reader->sides(), "a column");
   const size_t length = reader->count(12);
@@ -285,7 +287,9 @@ static void read_column(Reader *reader, State *state,
     const std::string text = reader->text();
     if (data) object = data(text);
   }
-  state->append(cost, slots.data(), values.data(), size, bounds, std::move(object), hash);
+  const int32_t slot =
+      state->append(cost, slots.data(), values.data(), size, bounds, std::move(object), hash);
+  state->columns[at(slot)].given = given;
 }
 
 static std::unique_ptr<State> read_contents(

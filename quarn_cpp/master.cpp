@@ -94,6 +94,7 @@ Column Master::add_column(double cost, const std::vector<Entry> &entries, Bounds
     throw Mistake("new column: the same as column " + std::to_string(column.index()) +
                   ", of cost " + std::to_string(cost) + ", which is there already");
   }
+  state_->columns[at(column.index())].given = true;
   if (!state_->running) state_->note(detail::Edit::none, true, false);
   return column;
 }
@@ -102,7 +103,9 @@ int32_t Master::add_columns(const std::vector<double> &costs, const std::vector<
                             const std::vector<int32_t> &rows, const std::vector<double> &values,
                             std::vector<std::any> data) {
   Columns columns(*state_);
+  const size_t before = state_->columns.size();
   const int32_t added = columns.add_many(costs, starts, rows, values, std::move(data));
+  for (size_t j = before; j < state_->columns.size(); ++j) state_->columns[j].given = true;
   if (added > 0 && !state_->running) state_->note(detail::Edit::none, true, false);
   return added;
 }

@@ -61,7 +61,7 @@ Record::Record(State &state, const Penalty &penalty, const std::vector<double> &
   make(penalty, first_duals, user_data);
   add_auxiliary_columns(penalty);
   QUARN_set_column_elimination(env_.get(), 0);  // the state recognises columns itself
-  send_new_columns();
+  send_first_columns();
 }
 
 /// Linking rows, then block rows.
@@ -159,6 +159,21 @@ void Record::add_auxiliary_columns(const Penalty &penalty) {
   const QUARN_SMatrix_CW columns = batch.finish();
   if (QUARN_add_auxiliary_columns(env_.get(), &columns) < 0) throw std::bad_alloc();
   for (size_t k = 0; k < widths.size(); ++k) env_->col_ub[at(first) + k] = widths[k];
+}
+
+/// Those that the caller has given come first: the library may take out the others alone.
+void Record::send_first_columns() {
+  std::vector<int32_t> slots;
+  for (const bool given : {true, false}) {
+    for (size_t j = 0; j < state_.columns.size(); ++j) {
+      const ColumnSlot &column = state_.columns[j];
+      if (column.removed || column.given != given) continue;
+      slots.push_back(static_cast<int32_t>(j));
+    }
+    if (given) env_->reduce_mode = static_cast<int32_t>(slots.size());
+  }
+  sent_ = state_.columns.size();
+  if (!slots.empty()) send(slots);
 }
 
 void Record::send_new_columns() {

@@ -57,7 +57,7 @@ class Record {
   QUARN_env &env() { return *env_; }
   const QUARN_env &env() const { return *env_; }
 
-  /// Adds the columns of the master from slot `sent` on.
+  /// Adds the columns that the master has got since the last call.
   void send_new_columns();
 
   /// Duals by slot, in the sense of the master, those of inequalities clipped to their sign.
@@ -93,6 +93,7 @@ class Record {
   void make(const Penalty &penalty, const std::vector<double> &first_duals, void *user_data);
   void add_auxiliary_columns(const Penalty &penalty);
   void note_reliefs(const std::vector<double> &lower, const std::vector<double> &upper);
+  void send_first_columns();
   void send(const std::vector<int32_t> &slots);
 
   State &state_;

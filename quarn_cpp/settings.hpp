@@ -40,7 +40,7 @@ struct Settings {
   int32_t max_iterations = std::numeric_limits<int32_t>::max();
 
   /// Columns above which those with large reduced costs leave the restricted master. Their handles
-  /// stay valid, and the oracle may add them again.
+  /// stay valid, and the oracle may add them again. Columns of Master::add_column always stay.
   int32_t max_columns = std::numeric_limits<int32_t>::max();
   Strategy strategy = Strategy::warm_start;
   /// Adapt the tolerance of each restricted master to how fast the answers close the gap. Without,

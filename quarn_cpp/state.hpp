@@ -63,6 +63,7 @@ struct ColumnSlot {
   Bounds bounds;
   bool removed = false;
   bool has_late = false;
+  bool given = false;  ///< by the caller, not by an oracle that could find it again
 
   bool is_bounded() const { return bounds.lower != 0.0 || bounds.upper < kInfinity; }
 };

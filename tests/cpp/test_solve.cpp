@@ -297,6 +297,70 @@ TEST(Solve, SaysNothingUnlessAsked) {
   EXPECT_NE(text.find(" <= "), std::string::npos);
 }
 
+// Whatever happens to the columns on the way, the value is the same.
+TEST(Solve, IsRightWithEveryStrategyAndFewColumns) {
+  for (uint32_t seed = 0; seed < 60; ++seed) {
+    SCOPED_TRACE(seed);
+    const Sense sense = seed % 2 == 0 ? Sense::minimize : Sense::maximize;
+    const Program program = masters::random_program(seed, sense, {true, false, seed % 3 == 0});
+    ProgramMaster target(program);
+    Master &master = target.master();
+    const quarn::Strategy strategies[] = {quarn::Strategy::warm_start, quarn::Strategy::centred,
+                                          quarn::Strategy::standard};
+    Settings settings;
+    settings.strategy = strategies[seed % 3];
+    settings.first_duals.assign(program.rows.size(), 0.0);
+    settings.max_columns = 15;
+    bool adapted = false;
+    settings.configure = [&](QUARN_env &env) {
+      env.reduce_gap = 0.0;
+      env.reduce_fraction = 0.3;
+      adapted = true;
+    };
+    bool removed = false;
+    const quarn::Oracle price = target.oracle(8);
+    const Result result = master.solve(
+        [&](const Duals &duals, Columns &columns) {
+          const Answer answer = price(duals, columns);
+          if (duals.iteration() == 2 && !removed) {  // once, whatever it takes out
+            removed = master.remove_columns([&](const quarn::Column &column) {
+              return column.index() % 2 == 0 && master.bounds(column).upper >= quarn::kInfinity;
+            }) > 0;
+          }
+          return answer;
+        },
+        settings);
+    expect_optimal(result, master, program.value);
+    EXPECT_TRUE(adapted);
+  }
+}
+
+TEST(Solve, EndsWhenPricingHasNothingMoreToSay) {
+  Cover cover(4);
+  const quarn::Oracle price = cover.oracle();
+  const Result result = cover.master.solve([&](const Duals &duals, Columns &columns) {
+    price(duals, columns);
+    return Answer::heuristic();
+  });
+  EXPECT_EQ(result.status, Status::failed);
+  EXPECT_NE(result.message.find("no further column"), std::string::npos) << result.message;
+  EXPECT_NEAR(result.upper_bound, 2.4, 1e-5);
+  EXPECT_EQ(result.lower_bound, -quarn::kInfinity);
+}
+
+TEST(Solve, RoundsWhenAsked) {
+  Cover cover(4);
+  Settings settings;
+  settings.rounding = true;
+  const Result result = cover.master.solve(cover.oracle(), settings);
+  EXPECT_NEAR(result.integer_value, 2.4, 1e-9);
+  double covered = 0.0;
+  for (const quarn::ColumnValue &use : result.integer_values) {
+    covered += use.value * static_cast<double>(cover.master.entries(use.column).size());
+  }
+  EXPECT_GE(covered, 4.0);
+}
+
 /// The same program by the C interface, with the oracle's reasoning written out.
 struct PlainC {
   const Program &program;
