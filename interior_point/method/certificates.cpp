@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cmath>
 
+#include "interior_point/method/iterate.h"
+
 namespace interior_point {
 
 namespace {
@@ -17,8 +19,9 @@ constexpr double kRoundedRhs = 4e-15;  // of a sum, relative to its terms
 constexpr double kRoundedSum = 1e-14;
 constexpr double kRoundedCost = 1e-9;  // a solve allows dual infeasibilities of this size
 // From here on the hundredth of products in the measures' denominators outweighs right-hand sides
-// and costs.
+// and costs, and what is allowed of a residual without them.
 constexpr double kFarOut = 1e3;
+constexpr double kUnsuspicious = 1e-5;
 
 double largest(const Vector<double> &v) {
   double most = 0.0;
@@ -129,6 +132,25 @@ struct OpenRows {
   }
 };
 
+/// The measures of iterate.h without what their denominators forgive.
+double primal_residual(const ProblemForm &form, const Residuals &residuals) {
+  double most = 0.0;
+  for (int32_t i = 0; i < form.rows(); ++i) {
+    most = std::max(most, std::fabs(residuals.primal[i]) * form.row_unit[i]);
+  }
+  return most / (1.0 + form.largest_rhs);
+}
+
+double dual_residual(const ProblemForm &form, const Residuals &residuals) {
+  double most = 0.0;
+  for (int32_t j = 0; j < form.columns(); ++j) {
+    const double unit = form.column_unit[j];
+    most =
+        std::max(most, std::fabs(residuals.dual[j]) * unit / (1.0 + std::fabs(form.c[j]) * unit));
+  }
+  return most;
+}
+
 bool is_ray(const ProblemForm &form, const OpenRows &open, int32_t j, double direction) {
   for (int32_t t = form.A.start[j]; t < form.A.start[j + 1]; ++t) {
     const bool rises = form.A.value[t] * direction > 0.0;
@@ -199,15 +221,14 @@ void find_unbounded_column(ProblemForm *form) {
 }
 
 Verdict suspicion(const ProblemForm &form, const Point &point) {
-  const double y = largest(point.y);
-  if (y > kFarOut * largest(form.c) && y > kFarOut * largest_price(form) && largest(form.c) > 0.0) {
-    return Verdict::kUnbounded;
-  }
-  const double far = kFarOut * largest(form.b);
-  const bool perhaps = far > 0.0 && largest(point.x) > far;
-  for (int32_t j = 0; perhaps && j < form.columns(); ++j) {
-    if (std::fabs(point.x[j]) * largest_entry(form.A, j) > far) return Verdict::kInfeasible;
-  }
+  const bool y_may_be = largest(point.y) > kFarOut * largest(form.c);
+  const bool x_may_be = largest(point.x) > kFarOut * largest(form.b);
+  if (!y_may_be && !x_may_be) return Verdict::kOpen;
+  Residuals residuals;
+  residuals.resize(form);
+  compute_residuals(form, point, &residuals);
+  if (y_may_be && dual_residual(form, residuals) > kUnsuspicious) return Verdict::kUnbounded;
+  if (x_may_be && primal_residual(form, residuals) > kUnsuspicious) return Verdict::kInfeasible;
   return Verdict::kOpen;
 }
 

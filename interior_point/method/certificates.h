@@ -48,8 +48,8 @@ bool proves_unboundedness(const ProblemForm &form, Vector<double> *d);
 void find_unbounded_column(ProblemForm *form);
 
 /// What a point that passes for a solution may hide: where y (or x) is so large beside all costs
-/// (or right-hand sides) that the measures' denominators forgive it any residual, the problem may
-/// be unbounded (or infeasible). kOpen where neither is.
+/// (or right-hand sides) that the measures' denominators forgave it a residual of some size, the
+/// problem may be unbounded (or infeasible). kOpen where neither is.
 Verdict suspicion(const ProblemForm &form, const Point &point);
 
 }  // namespace interior_point
