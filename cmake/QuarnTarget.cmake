@@ -3,6 +3,11 @@
 # adds this one as a folder keeps its own flags.
 
 include_guard(GLOBAL)
+include(CheckLinkerFlag)
+
+file(WRITE "${CMAKE_BINARY_DIR}/CMakeFiles/empty.map" "{ local: *; };\n")
+check_linker_flag(CXX "LINKER:--version-script=${CMAKE_BINARY_DIR}/CMakeFiles/empty.map"
+                  QUARN_LINKER_TAKES_MAPS)
 
 # quarn_configure_target(<target>)
 #
@@ -48,6 +53,7 @@ endfunction()
 #
 # For a library that is installed: configured as above, with an alias quarn::<exported name>, and
 # with the root of the sources as the include path here, the include folder after an installation.
+# A shared library shows what the file <exported name>.map in its folder says.
 # The target's own name begins with quarn: a project around this one may have any other.
 function(quarn_library_target target exported_name)
   quarn_configure_target(${target})
@@ -59,6 +65,12 @@ function(quarn_library_target target exported_name)
                INSTALL_RPATH "$ORIGIN"
                VERSION ${PROJECT_VERSION}
                SOVERSION ${PROJECT_VERSION_MAJOR}.${PROJECT_VERSION_MINOR})
+  get_target_property(type ${target} TYPE)
+  set(map "${CMAKE_CURRENT_SOURCE_DIR}/${exported_name}.map")
+  if(type STREQUAL "SHARED_LIBRARY" AND QUARN_LINKER_TAKES_MAPS AND EXISTS "${map}")
+    target_link_options(${target} PRIVATE "LINKER:--version-script=${map}")
+    set_property(TARGET ${target} APPEND PROPERTY LINK_DEPENDS "${map}")
+  endif()
   target_include_directories(
     ${target} PUBLIC $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}>
                      $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)

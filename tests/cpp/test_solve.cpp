@@ -167,12 +167,15 @@ TEST(Solve, DropsTheAnswerOfACallThatChangesTheProblem) {
   Master master;
   const Row row = master.add_row(RowSense::at_least, 8.0);
   master.add_column(1.0, {{row, 1.0}});
-  const Result result = master.solve([&](const Duals &duals, Columns &) {
-    const double bound = master.range(row).lower * std::min(1.0, duals[row]);
-    if (duals.iteration() == 1) master.set_rhs(row, 4.0);
-    return Answer::bound(bound);
+  const Result result = master.solve([&](const Duals &duals, Columns &columns) {
+    if (duals.iteration() == 1) {
+      master.set_rhs(row, 4.0);
+      return Answer::bound(8.0 * std::min(1.0, duals[row]));
+    }
+    columns.add(0.5, {{row, 1.0}});  // the bound of 8 would hide it
+    return Answer::bound(4.0 * std::min(0.5, duals[row]));
   });
-  expect_optimal(result, master, 4.0);
+  expect_optimal(result, master, 2.0);
 }
 
 /// Columns of cost 1 that cover a subset of `rows` rows once, the row of index 0 excepted.
@@ -324,6 +327,7 @@ TEST(Solve, CopiesGoTheirOwnWay) {
   EXPECT_EQ(mine.cost(), 6.0);
   EXPECT_EQ(copy.columns().back(), own);
   EXPECT_EQ(cover.master.columns().back(), mine);
+  EXPECT_EQ(cover.master.entries(mine).size(), 1U);
 }
 
 TEST(Solve, EndsAtLimitsWithTheBoundsProved) {
