@@ -88,7 +88,7 @@ Code solve_reduced(Handle *handle, const Request &asked, int32_t *iterations) {
     *iterations += small.iterations();
     // Short of its own tolerance the point may still be good enough here, where y is exact.
     if (!small.has_point()) return Code::kNumericalFailure;
-    if (handle->solver->adopt(asked, presolved.restore(small.point()), *iterations)) {
+    if (handle->solver->adopt(asked, presolved.restore(small.point()), *iterations, small.unit())) {
       return Code::kSolved;
     }
     if (code != Code::kSolved) return Code::kNumericalFailure;
@@ -105,13 +105,15 @@ Code solve_reduced(Handle *handle, const Request &asked, int32_t *iterations) {
 Code solve_form(Handle *handle, const Request &asked, Start start, const SavedPoint *saved,
                 int32_t *iterations) {
   const bool plain = start == Start::kCold && !asked.keep_centred;
+  bool reduced_first = false;  // solved that way, but with digits lost
   if (plain && handle->reducible) {
     const Code code = solve_reduced(handle, asked, iterations);
-    if (!is_open(code)) return code;
+    reduced_first = code == Code::kSolved;
+    if (reduced_first ? handle->solver->keeps_digits() : !is_open(code)) return code;
   }
   const Code code = handle->solver->solve(asked, start, saved);
   *iterations += handle->solver->iterations();
-  if (plain && !handle->reducible && is_open(code)) {
+  if (plain && is_open(code) && (reduced_first || !handle->reducible)) {
     const Code reduced = solve_reduced(handle, asked, iterations);
     if (!is_open(reduced)) return reduced;
   }

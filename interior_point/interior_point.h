@@ -105,7 +105,7 @@ int32_t preproc_Pb(IP_problem *Pb);
  *               problem's last solve. 1 and 2 turn into 0 where the point is not to be had or
  *               does not pay.
  *   saved       in   save record, may be empty; only read
- *   opt_tol     in   relative gap |p - d| / |p| to reach, above 0; not changed
+ *   opt_tol     in   relative gap to reach, above 0; more than 1 is taken for 1; not changed
  *   option      in/out  non-zero: keep to the middle of the central path; out: the code returned
  *   primal      out  max_i |b - Ax|_i / (1 + max|b| + 0.01 max_j |a_ij x_j|), slacks of rows
  *               included
@@ -115,12 +115,27 @@ int32_t preproc_Pb(IP_problem *Pb);
  *   alarge      out  largest product over the mean
  *   iterations  out  interior-point iterations of this call, those of abandoned starts included
  *
- * The measures are those of the problem as it was loaded. At code 0 the gap is at most opt_tol
- * and each infeasibility at most max(1e-9, min(1e-6, opt_tol / 10)). Otherwise they belong to the
- * best point met, which is kept; all outputs are finite. The codes:
+ * The measures are those of the problem as it was loaded. At code 0 the gap is at most opt_tol,
+ * the infeasibilities of rows and bounds at most max(1e-9, min(1e-6, opt_tol / 10)), and the dual
+ * one at most max(1e-9, min(1e-6, opt_tol / 1000)). Otherwise they belong to the best point met,
+ * which is kept; all outputs are finite.
+ *
+ * With p = c'x and d the dual value of the same point, the bounds of x included, the gap is
+ * |p - d| / max(|p|, f), where f = 1e-10 min(1, least |c_j| above 0) never grows with the costs.
+ * At 1 or less p and d have one sign. p misses the value of a feasible point by at most 1e-8 |p|,
+ * d that of a dual feasible one by at most |p| / 10. Rounding sets limits to that:
+ *
+ * - of |p - d| up to 2e-15 times the sum of the absolute terms of p and d is forgiven, at most
+ *   1e-7 |p|; d may lie that far above p;
+ * - where the solve finds no more digits of p, since those of d = b'y cancel as they do for an
+ *   optimum of 0, f = 1e-5 min(least |c_j| above 0, that sum) is enough;
+ * - f is at least 1e-6 of what finite bounds, to which columns are shifted, add to p.
+ *
+ * The codes:
  *
  *   0     solved
- *   -1    stalled at a usable point: primal at most 1e-5, gap at most ten times opt_tol
+ *   -1    stalled at a usable point: primal and dual at most 1e-5, gap at most ten times opt_tol
+ *         and at most 1, of which the dual infeasibility makes at most 0.1
  *   1     iteration limit
  *   2     no progress or no factorisation
  *   3     memory is short

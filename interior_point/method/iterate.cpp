@@ -10,11 +10,16 @@ namespace interior_point {
 namespace {
 
 constexpr double kBackwardShare = 0.01;  // weight of the backward errors in (7)
-// The objective below which the gap is measured absolutely, in the smallest costs. An optimum of 0
-// has no relative gap; a master problem of objective 1e-3 with costs of about 1 must still close
-// its own.
-constexpr double kObjectiveFloor = 1e-5;
-// The same where it is what is left of the constant that shifts of columns gave: its rounding error
+// The objective below which the gap is measured absolutely: what column generation adds to its own
+// denominator, and less where all costs are smaller than 1. It must not grow with the costs. While
+// a master problem has nothing but penalty columns of cost 1e10, a share of 1e-5 of the least cost
+// let a gap of 1.5 pass for one of 1e-5, and the same point came back for ever.
+constexpr double kObjectiveFloor = 1e-10;
+// An optimum of 0 has no relative gap. Where the digits of p cancel, the gap is measured by this
+// share of the least cost or of the terms, whichever is less: terms grow with y where the dual has
+// no interior, and the costs may be those of penalty columns that carry nothing.
+constexpr double kTermsFloor = 1e-5;
+// The floor where p is what is left of the constant that shifts of columns gave: its rounding error
 // is not to be closed.
 constexpr double kConstantFloor = 1e-6;
 constexpr double kSummationError = 2e-15;
@@ -71,7 +76,8 @@ double bound_measure(const ProblemForm &form, const Residuals &r) {
 }
 
 /// `rounded` is a part of p - d that is known for a rounding error.
-void measure_objectives(const ProblemForm &form, const Point &point, double rounded, Measures *m) {
+void measure_objectives(const ProblemForm &form, const Point &point, double rounded, Unit unit,
+                        Measures *m) {
   double p = 0.0;
   double d = 0.0;
   double size = 0.0;  // of all terms: the sums are exact to a few units in its last place
@@ -84,9 +90,13 @@ void measure_objectives(const ProblemForm &form, const Point &point, double roun
   for (size_t k = 0; k < form.boxed.size(); ++k) add(-form.width[form.boxed[k]] * point.v[k], &d);
   m->objective = p + form.objective_constant;
   m->dual_objective = d + form.objective_constant;
-  const double unit = objective_size(form, m->objective);
-  const double forgiven = std::min(rounded + kSummationError * size, kMostForgiven * unit);
-  m->gap = std::max(std::fabs(p - d) - forgiven, 0.0) / unit;
+  m->rounded = kSummationError * size;
+  m->unit = std::max({std::fabs(m->objective), kObjectiveFloor * std::min(1.0, form.least_cost),
+                      kConstantFloor * std::fabs(form.objective_constant)});
+  m->unit_of_terms = std::max(m->unit, kTermsFloor * std::min(size, form.least_cost));
+  if (unit == Unit::kTerms) m->unit = m->unit_of_terms;
+  const double forgiven = std::min(rounded + kSummationError * size, kMostForgiven * m->unit);
+  m->gap = std::max(std::fabs(p - d) - forgiven, 0.0) / m->unit;
 }
 
 void measure_products(const ProblemForm &form, const Point &point, Measures *m) {
@@ -109,11 +119,6 @@ void measure_products(const ProblemForm &form, const Point &point, Measures *m) 
 }
 
 }  // namespace
-
-double objective_size(const ProblemForm &form, double objective) {
-  return std::max({std::fabs(objective), kObjectiveFloor * form.least_cost,
-                   kConstantFloor * std::fabs(form.objective_constant)});
-}
 
 void Residuals::resize(const ProblemForm &form) {
   primal.assign(static_cast<size_t>(form.rows()), 0.0);
@@ -144,7 +149,7 @@ void compute_residuals(const ProblemForm &form, const Point &point, Residuals *r
 }
 
 Measures measure(const ProblemForm &form, const Point &point, const Residuals &residuals,
-                 double tolerance) {
+                 double tolerance, Unit unit) {
   Measures m;
   m.primal = primal_measure(form, residuals, nullptr);
   m.dual = dual_measure(form, residuals, nullptr);
@@ -163,7 +168,7 @@ Measures measure(const ProblemForm &form, const Point &point, const Residuals &r
   m.dual_defect = std::fabs(dual_defect);
   const bool rounded = m.primal <= kRoundedPrimal;
   m.defect = rounded ? 0.0 : std::fabs(defect);
-  measure_objectives(form, point, rounded ? std::fabs(defect) : 0.0, &m);
+  measure_objectives(form, point, rounded ? std::fabs(defect) : 0.0, unit, &m);
   measure_products(form, point, &m);
   return m;
 }

