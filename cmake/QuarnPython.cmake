@@ -42,6 +42,18 @@ function(quarn_find_python)
   endforeach()
 endfunction()
 
+# Sets pybind11_DIR in the cache: that of the interpreter's own modules, else where CMake finds it.
+function(quarn_find_pybind11)
+  execute_process(
+    COMMAND "${QUARN_PYTHON}" -m pybind11 --cmakedir
+    OUTPUT_VARIABLE directory
+    OUTPUT_STRIP_TRAILING_WHITESPACE ERROR_QUIET)
+  find_path(
+    pybind11_DIR pybind11Config.cmake
+    HINTS "${directory}"
+    PATH_SUFFIXES lib/cmake/pybind11 share/cmake/pybind11)
+endfunction()
+
 set(QUARN_PYTHON "" CACHE FILEPATH "Python to build the package for; empty: one is looked for")
 set(QUARN_PYTHON_LEFT_OUT "")
 set(QUARN_PYTHON_UNTESTED "")
@@ -53,8 +65,13 @@ else()
   if(NOT QUARN_PYTHON)
     quarn_find_python()
   endif()
+  if(QUARN_PYTHON)
+    quarn_find_pybind11()
+  endif()
   if(NOT QUARN_PYTHON)
     set(QUARN_PYTHON_LEFT_OUT "no Python with its C headers and numpy was found")
+  elseif(NOT pybind11_DIR)
+    set(QUARN_PYTHON_LEFT_OUT "pybind11 was not found")
   endif()
 endif()
 
