@@ -505,10 +505,15 @@ void Run::describe(Result *result, End end) const {
 
 void Run::describe_infeasible(Result *result) const {
   constexpr size_t kMostNamed = 5;
+  // Beside a row that is missed by much, this share of it is what a loose solve leaves in others.
+  constexpr double kTrace = 1e-3;
+  double most = 0.0;
+  for (const auto &[slot, missed] : solution_.unmet) most = std::max(most, missed);
   result->status = Status::infeasible;
   result->message = "infeasible: no columns satisfy ";
-  for (size_t k = 0; k < solution_.unmet.size(); ++k) {
-    const auto &[slot, missed] = solution_.unmet[k];
+  for (const auto &[slot, missed] : solution_.unmet) {
+    if (missed < kTrace * most) continue;
+    const size_t k = result->unmet_rows.size();
     result->unmet_rows.push_back({state_.row_handle(slot), missed});
     if (k > kMostNamed) continue;
     if (k > 0) result->message += ", ";
