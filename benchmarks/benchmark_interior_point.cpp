@@ -38,8 +38,8 @@ struct Options {
 using Maker = std::function<std::unique_ptr<MasterProblem>()>;
 
 std::vector<Maker> families(bool quick) {
-  const auto stock = [](int32_t types, int32_t per_call, int32_t largest = 7000) {
-    return [=] { return cutting_stock(types, 1, per_call, largest); };
+  const auto stock = [](int32_t types, int32_t per_call) {
+    return [=] { return cutting_stock(types, 1, per_call); };
   };
   const auto agents = [](char problem_class, int32_t tasks, int32_t count) {
     return [=] { return assignment(problem_class, tasks, count, 1); };

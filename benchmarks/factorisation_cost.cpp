@@ -3,6 +3,7 @@
 #include <memory>
 
 #include "benchmarks/measurements.h"
+#include "examples/common/lehmer.h"
 #include "interior_point/form/form_builder.h"
 #include "interior_point/linear_algebra/factorisation_choice.h"
 
@@ -28,9 +29,9 @@ FactorisationCost measure_factorisation(const LinearProgram &program, int32_t re
     return processor_seconds() - before;
   });
   // The work does not depend on theta; a range of 1e8 is that of an iteration in the middle.
-  Lehmer random(1);
+  examples::Lehmer random(1);
   std::vector<double> theta(static_cast<size_t>(form.columns()));
-  for (double &t : theta) t = std::pow(10.0, 8.0 * random.real() - 4.0);
+  for (double &t : theta) t = std::pow(10.0, 1e-3 * static_cast<double>(random.draw(-4000, 4000)));
   const std::vector<double> added(static_cast<size_t>(form.rows()), 1e-8);
   const double seconds = median_seconds(repeats, [&] {
     const double before = processor_seconds();

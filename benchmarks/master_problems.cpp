@@ -1,132 +1,54 @@
 #include "benchmarks/master_problems.h"
 
-#include <fcntl.h>
-#include <unistd.h>
-
 #include <algorithm>
-#include <cmath>
-#include <cstdio>
 #include <cstdlib>
-#include <set>
+#include <utility>
 
+#include "examples/common/column_batch.h"
+#include "examples/common/lehmer.h"
+#include "examples/common/quiet_output.h"
+#include "examples/cutting_stock/bounded_knapsack.h"
+#include "examples/cutting_stock/instance.h"
+#include "examples/generalized_assignment/instance.h"
+#include "examples/generalized_assignment/knapsack.h"
 #include "quarn/quarn.h"
 
 namespace benchmarks {
 namespace {
 
-/// max p'k subject to s'k <= capacity, 0 <= k_i <= copies_i, by dynamic programming over the
-/// capacity; copies are split into powers of two.
-class Knapsack {
- public:
-  explicit Knapsack(int32_t capacity)
-      : width_(static_cast<size_t>(capacity) + 1), best_(width_), next_(width_) {}
-
-  double solve(const std::vector<int32_t> &size, const std::vector<int32_t> &copies,
-               const std::vector<double> &profit, std::vector<int32_t> *chosen) {
-    split(size, copies, profit);
-    taken_.resize(std::max(taken_.size(), pieces_.size() * width_));
-    std::fill(best_.begin(), best_.end(), 0.0);
-    for (size_t k = 0; k < pieces_.size(); ++k) add_piece(k);
-    chosen->assign(size.size(), 0);
-    size_t c = width_ - 1;
-    for (size_t k = pieces_.size(); k-- > 0;) {
-      if (taken_[k * width_ + c] == 0) continue;
-      (*chosen)[pieces_[k].item] += pieces_[k].copies;
-      c -= pieces_[k].size;
-    }
-    return best_.back();
-  }
-
- private:
-  struct Piece {
-    size_t item, size;
-    int32_t copies;
-    double profit;
-  };
-
-  void split(const std::vector<int32_t> &size, const std::vector<int32_t> &copies,
-             const std::vector<double> &profit) {
-    pieces_.clear();
-    for (size_t i = 0; i < size.size(); ++i) {
-      const auto fit = static_cast<int32_t>((width_ - 1) / static_cast<size_t>(size[i]));
-      int32_t left = profit[i] > 0.0 ? std::min(copies[i], fit) : 0;
-      for (int32_t block = 1; left > 0; block *= 2) {
-        const int32_t now_taken = std::min(block, left);
-        left -= now_taken;
-        pieces_.push_back({i, static_cast<size_t>(now_taken) * static_cast<size_t>(size[i]),
-                           now_taken, now_taken * profit[i]});
-      }
-    }
-  }
-
-  void add_piece(size_t k) {
-    const Piece &piece = pieces_[k];
-    uint8_t *taken = taken_.data() + k * width_;
-    std::copy_n(best_.begin(), piece.size, next_.begin());
-    std::fill_n(taken, piece.size, uint8_t{0});
-    for (size_t c = piece.size; c < width_; ++c) {
-      const double with = best_[c - piece.size] + piece.profit;
-      taken[c] = with > best_[c];
-      next_[c] = std::max(with, best_[c]);
-    }
-    best_.swap(next_);
-  }
-
-  size_t width_;
-  std::vector<double> best_, next_;
-  std::vector<Piece> pieces_;
-  std::vector<uint8_t> taken_;
-};
-
-constexpr int32_t kCapacity = 10000;
 // Columns that price out by less than this change neither bound at a gap of 1e-6.
 constexpr double kWorthAdding = 1e-9;
-
-struct Sizes {
-  std::vector<int32_t> size, demand;
-};
-
-Sizes draw_sizes(int32_t types, int32_t seed, int32_t largest) {
-  Lehmer random(seed);
-  Sizes result;
-  std::set<int32_t> seen;
-  while (static_cast<int32_t>(result.size.size()) < types) {
-    const int32_t size = random.integer(100, largest);
-    if (!seen.insert(size).second) continue;
-    result.size.push_back(size);
-    result.demand.push_back(random.integer(1, 100));
-  }
-  return result;
-}
+// Looks at a part of the knapsack: more than any search of these instances takes.
+constexpr int64_t kNoEffortLimit = INT64_MAX / 4;
 
 class CuttingStock : public MasterProblem {
  public:
-  CuttingStock(Sizes sizes, int32_t per_call)
-      : sizes_(std::move(sizes)), per_call_(per_call), knapsack_(kCapacity) {
-    linking_rows = static_cast<int32_t>(sizes_.size.size());
-    rhs.assign(sizes_.demand.begin(), sizes_.demand.end());
+  CuttingStock(::cutting_stock::Instance instance, int32_t per_call)
+      : instance_(std::move(instance)), per_call_(per_call) {
+    linking_rows = instance_.size();
+    for (int32_t i = 0; i < linking_rows; ++i) {
+      rhs.push_back(static_cast<double>(instance_.types[static_cast<size_t>(i)].demand));
+      // A pattern of one size alone must not price out; a little wider, so that no box column can
+      // stand in for that pattern at the optimum.
+      dual_upper.push_back(1.001 / static_cast<double>(instance_.most_copies(i)));
+    }
     row_type.assign(rhs.size(), kGreaterEqual);
     dual_lower.assign(rhs.size(), 0.0);
-    // A pattern of one size alone must not price out; a little wider, so that no box column can
-    // stand in for that pattern at the optimum.
-    for (size_t i = 0; i < rhs.size(); ++i) {
-      const int32_t fit = std::min(kCapacity / sizes_.size[i], sizes_.demand[i]);
-      dual_upper.push_back(1.001 / fit);
-    }
   }
 
   /// The best pattern first; then, at the same duals, the best of what remains after the pattern
   /// has been cut as often as the demands allow, so that the columns of an answer differ.
   double price(const double *u, std::vector<PricedColumn> *columns) override {
-    const std::vector<double> profit(u, u + rhs.size());
-    std::vector<int32_t> remaining = sizes_.demand, pattern;
+    std::vector<int64_t> remaining;
+    for (const ::cutting_stock::ItemType &type : instance_.types) remaining.push_back(type.demand);
     double best = 0.0;
     for (int32_t k = 0; k < per_call_; ++k) {
-      const double z = knapsack_.solve(sizes_.size, remaining, profit, &pattern);
+      PricedColumn column = {1.0, {}};
+      const double z = best_pattern(u, remaining, &column.entries);
       if (k == 0) best = z;
       if (z <= 1.0 + kWorthAdding) break;
-      columns->push_back({1.0, entries_of(pattern)});
-      cut(pattern, &remaining);
+      cut(column.entries, &remaining);
+      columns->push_back(std::move(column));
     }
     double bound = 0.0;
     for (size_t i = 0; i < rhs.size(); ++i) bound += rhs[i] * u[i];
@@ -134,53 +56,69 @@ class CuttingStock : public MasterProblem {
   }
 
  private:
-  static std::vector<std::pair<int32_t, double>> entries_of(const std::vector<int32_t> &pattern) {
-    std::vector<std::pair<int32_t, double>> entries;
-    for (size_t i = 0; i < pattern.size(); ++i) {
-      if (pattern[i] > 0) entries.emplace_back(static_cast<int32_t>(i), pattern[i]);
+  using Entries = std::vector<std::pair<int32_t, double>>;
+
+  /// The value of the best pattern with at most the remaining pieces, and the pattern.
+  double best_pattern(const double *u, const std::vector<int64_t> &remaining,
+                      Entries *pattern) const {
+    std::vector<::cutting_stock::KnapsackItem> items;
+    std::vector<int32_t> type_of;
+    for (int32_t i = 0; i < linking_rows; ++i) {
+      const int64_t left = remaining[static_cast<size_t>(i)];
+      if (u[i] <= 0.0 || left == 0) continue;
+      items.push_back({instance_.types[static_cast<size_t>(i)].size, u[i], left});
+      type_of.push_back(i);
     }
-    return entries;
+    if (items.empty()) return 0.0;
+    using ::cutting_stock::BoundedKnapsack;
+    BoundedKnapsack knapsack(instance_.length, items, BoundedKnapsack::kFine);
+    const ::cutting_stock::Packing packing = knapsack.solve(0.0, 0.0, kNoEffortLimit);
+    for (const ::cutting_stock::PackedItem &packed : packing.items) {
+      pattern->emplace_back(type_of[static_cast<size_t>(packed.item)],
+                            static_cast<double>(packed.copies));
+    }
+    return packing.value;
   }
 
-  static void cut(const std::vector<int32_t> &pattern, std::vector<int32_t> *remaining) {
-    int32_t times = INT32_MAX;
-    for (size_t i = 0; i < pattern.size(); ++i) {
-      if (pattern[i] > 0) times = std::min(times, (*remaining)[i] / pattern[i]);
+  static void cut(const Entries &pattern, std::vector<int64_t> *remaining) {
+    int64_t times = INT64_MAX;
+    for (const auto &[i, copies] : pattern) {
+      times = std::min(times, (*remaining)[static_cast<size_t>(i)] / static_cast<int64_t>(copies));
     }
-    for (size_t i = 0; i < pattern.size(); ++i) (*remaining)[i] -= times * pattern[i];
+    for (const auto &[i, copies] : pattern) {
+      (*remaining)[static_cast<size_t>(i)] -= times * static_cast<int64_t>(copies);
+    }
   }
 
-  Sizes sizes_;
+  ::cutting_stock::Instance instance_;
   int32_t per_call_;
-  Knapsack knapsack_;
 };
 
 class Assignment : public MasterProblem {
  public:
-  Assignment(char problem_class, int32_t tasks, int32_t agents, int32_t seed) {
-    Lehmer random(seed);
-    for (int32_t k = 0; k < agents; ++k) draw_agent(problem_class, tasks, agents, &random);
-    linking_rows = tasks;
-    convexity_rows = agents;
-    rhs.assign(static_cast<size_t>(tasks + agents), 1.0);
+  explicit Assignment(generalized_assignment::Instance instance) : instance_(std::move(instance)) {
+    linking_rows = static_cast<int32_t>(instance_.tasks());
+    convexity_rows = static_cast<int32_t>(instance_.agents.size());
+    const size_t tasks = instance_.tasks();
+    rhs.assign(tasks + instance_.agents.size(), 1.0);
     // Covering suffices: a task left out of a column makes it cheaper and keeps it feasible. For
     // the same reason an agent may stay idle, and its empty column costs nothing.
-    row_type.assign(static_cast<size_t>(tasks), kGreaterEqual);
+    row_type.assign(tasks, kGreaterEqual);
     row_type.resize(rhs.size(), kLessEqual);
     double dearest = 0.0;
-    for (const Agent &agent : agents_) {
+    for (const generalized_assignment::Agent &agent : instance_.agents) {
       dearest = std::max(dearest, *std::max_element(agent.cost.begin(), agent.cost.end()));
     }
     // Wide enough never to bind at the optimum, where no task is worth ten times the dearest one.
-    dual_lower.assign(static_cast<size_t>(tasks), 0.0);
-    dual_upper.assign(static_cast<size_t>(tasks), 10.0 * dearest);
+    dual_lower.assign(tasks, 0.0);
+    dual_upper.assign(tasks, 10.0 * dearest);
   }
 
   double price(const double *u, std::vector<PricedColumn> *columns) override {
-    const auto tasks = static_cast<size_t>(linking_rows);
+    const size_t tasks = instance_.tasks();
     double bound = 0.0;
     for (size_t i = 0; i < tasks; ++i) bound += u[i];
-    for (size_t k = 0; k < agents_.size(); ++k) {
+    for (size_t k = 0; k < instance_.agents.size(); ++k) {
       const double v = std::min(u[tasks + k], 0.0);
       const double reduced_cost = price_agent(k, u, v, columns);
       bound += v + std::min(reduced_cost, -v);  // the empty column's reduced cost is -v
@@ -189,43 +127,17 @@ class Assignment : public MasterProblem {
   }
 
  private:
-  struct Agent {
-    std::vector<int32_t> weight;
-    std::vector<double> cost;
-    Knapsack knapsack;
-  };
-
-  void draw_agent(char problem_class, int32_t tasks, int32_t agents, Lehmer *random) {
-    std::vector<int32_t> weight;
-    std::vector<double> cost;
-    int64_t total = 0;
-    for (int32_t j = 0; j < tasks; ++j) {
-      if (problem_class == 'D') {
-        weight.push_back(random->integer(1, 100));
-        cost.push_back(111 - weight.back() + random->integer(-10, 10));
-      } else {
-        weight.push_back(static_cast<int32_t>(1.0 - 10.0 * std::log(random->real())));
-        cost.push_back(std::max(1.0, std::floor(1000.0 / weight.back() - 10.0 * random->real())));
-      }
-      total += weight.back();
-    }
-    const auto capacity = static_cast<int32_t>(8 * total / (10 * agents));
-    agents_.push_back({std::move(weight), std::move(cost), Knapsack(capacity)});
-  }
-
   double price_agent(size_t k, const double *u, double v, std::vector<PricedColumn> *columns) {
-    Agent &agent = agents_[k];
+    const generalized_assignment::Agent &agent = instance_.agents[k];
     std::vector<double> profit(agent.cost.size());
     for (size_t j = 0; j < profit.size(); ++j) profit[j] = u[j] - agent.cost[j];
-    const std::vector<int32_t> once(profit.size(), 1);
-    std::vector<int32_t> chosen;
-    const double reduced_cost = -agent.knapsack.solve(agent.weight, once, profit, &chosen) - v;
+    knapsack_.solve(agent.weight, profit, agent.capacity);
+    const double reduced_cost = -knapsack_.value(agent.capacity) - v;
     if (reduced_cost < -kWorthAdding) {
       PricedColumn column = {0.0, {}};
-      for (size_t j = 0; j < chosen.size(); ++j) {
-        if (chosen[j] == 0) continue;
-        column.cost += agent.cost[j];
-        column.entries.emplace_back(static_cast<int32_t>(j), 1.0);
+      for (const int32_t j : knapsack_.tasks(agent.capacity)) {
+        column.cost += agent.cost[static_cast<size_t>(j)];
+        column.entries.emplace_back(j, 1.0);
       }
       column.entries.emplace_back(linking_rows + static_cast<int32_t>(k), 1.0);
       columns->push_back(std::move(column));
@@ -233,29 +145,8 @@ class Assignment : public MasterProblem {
     return reduced_cost;
   }
 
-  std::vector<Agent> agents_;
-};
-
-/// Sends standard output nowhere while it lives: the library reports on it after every answer.
-class SilentOutput {
- public:
-  SilentOutput() {
-    std::fflush(stdout);
-    kept_ = dup(STDOUT_FILENO);
-    const int nowhere = open("/dev/null", O_WRONLY);
-    dup2(nowhere, STDOUT_FILENO);
-    close(nowhere);
-  }
-  ~SilentOutput() {
-    std::fflush(stdout);
-    dup2(kept_, STDOUT_FILENO);
-    close(kept_);
-  }
-  SilentOutput(const SilentOutput &) = delete;
-  SilentOutput &operator=(const SilentOutput &) = delete;
-
- private:
-  int kept_;
+  generalized_assignment::Instance instance_;
+  generalized_assignment::Knapsack knapsack_;
 };
 
 struct Environment {
@@ -314,25 +205,12 @@ void keep_rmp(const QUARN_env &env, OracleState *state) {
 }
 
 void add_columns(const std::vector<PricedColumn> &columns, QUARN_env *env) {
-  std::vector<double> elt;
-  std::vector<int32_t> rw, start = {1};
+  examples::ColumnBatch batch(*env->G);
   for (const PricedColumn &column : columns) {
-    for (const auto &[i, a] : column.entries) {
-      rw.push_back(i + 1);
-      elt.push_back(a);
-    }
-    rw.push_back(env->G->m);
-    elt.push_back(column.cost);
-    start.push_back(static_cast<int32_t>(rw.size()) + 1);
+    batch.start_column(column.cost);
+    for (const auto &[i, a] : column.entries) batch.add_entry(i, a);
   }
-  QUARN_SMatrix_CW batch = {};
-  batch.m = env->G->m;
-  batch.n = static_cast<int32_t>(columns.size());
-  batch.nz = static_cast<int32_t>(rw.size());
-  batch.elt = elt.data();
-  batch.rw = rw.data();
-  batch.col_start = start.data();
-  QUARN_add_columns(env, &batch, nullptr);
+  batch.send(*env);
 }
 
 int16_t oracle(double *ub_term, double *lb_term, QUARN_env *env, void *user_data) {
@@ -377,22 +255,6 @@ void set_up(const MasterProblem &problem, const RunOptions &options, OracleState
   QUARN_set_max_cputime(env, options.seconds_limit);
 }
 
-}  // namespace
-
-Lehmer::Lehmer(int32_t seed) : x_(int64_t{1000003} * seed % 2147483647) {
-  for (int k = 0; k < 10; ++k) step();
-}
-
-int64_t Lehmer::step() { return x_ = 16807 * x_ % 2147483647; }
-
-int32_t Lehmer::integer(int32_t from, int32_t to) {
-  return from + static_cast<int32_t>(step() * (int64_t{to} - from + 1) / 2147483647);
-}
-
-double Lehmer::real() { return static_cast<double>(step()) / 2147483647.0; }
-
-namespace {
-
 /// Optima of the cutting stock masters, computed by simplex column generation with an exact integer
 /// knapsack; 0 where there is none.
 double known_cutting_stock(int32_t types, int32_t seed) {
@@ -411,29 +273,26 @@ double known_cutting_stock(int32_t types, int32_t seed) {
 
 }  // namespace
 
-std::unique_ptr<MasterProblem> cutting_stock(int32_t types, int32_t seed, int32_t per_call,
-                                             int32_t largest) {
-  auto problem = std::make_unique<CuttingStock>(draw_sizes(types, seed, largest), per_call);
+std::unique_ptr<MasterProblem> cutting_stock(int32_t types, int32_t seed, int32_t per_call) {
+  auto problem =
+      std::make_unique<CuttingStock>(::cutting_stock::generate_instance(types, seed), per_call);
   problem->name = "cutting_stock_m" + std::to_string(types) + "_s" + std::to_string(seed) + "_k" +
                   std::to_string(per_call);
-  if (largest == 7000) {
-    problem->known_value = known_cutting_stock(types, seed);
-  } else {
-    problem->name += "_to" + std::to_string(largest);
-  }
+  problem->known_value = known_cutting_stock(types, seed);
   return problem;
 }
 
 std::unique_ptr<MasterProblem> assignment(char problem_class, int32_t tasks, int32_t agents,
                                           int32_t seed) {
-  auto problem = std::make_unique<Assignment>(problem_class, tasks, agents, seed);
+  auto problem = std::make_unique<Assignment>(
+      generalized_assignment::generate_instance(problem_class, tasks, agents, seed));
   problem->name = "assignment_" + std::string(1, problem_class) + std::to_string(tasks) + "x" +
                   std::to_string(agents) + "_s" + std::to_string(seed);
   return problem;
 }
 
 RunReport run(MasterProblem *problem, const RunOptions &options, std::vector<RmpPair> *pairs) {
-  const SilentOutput silent;
+  const examples::QuietOutput silent(false);
   OracleState state;
   state.problem = problem;
   state.pairs = pairs;
@@ -456,32 +315,39 @@ RunReport run(MasterProblem *problem, const RunOptions &options, std::vector<Rmp
           state.seconds_pricing};
 }
 
+/// What fits into `left` of a dozen types drawn at random, which fill a roll nearly always.
+static std::vector<std::pair<int32_t, double>> random_pattern(
+    const ::cutting_stock::Instance &instance, examples::Lehmer *random) {
+  constexpr int32_t kDraws = 12;
+  int64_t left = instance.length;
+  std::vector<std::pair<int32_t, double>> pattern;
+  for (int32_t draw = 0; draw < kDraws; ++draw) {
+    const auto i = static_cast<int32_t>(random->draw(0, instance.size() - 1));
+    const int64_t size = instance.types[static_cast<size_t>(i)].size, fit = left / size;
+    const auto same = [i](const std::pair<int32_t, double> &entry) { return entry.first == i; };
+    if (fit == 0 || std::any_of(pattern.begin(), pattern.end(), same)) continue;
+    const int64_t count = random->draw(1, fit);
+    pattern.emplace_back(i, static_cast<double>(count));
+    left -= count * size;
+  }
+  std::sort(pattern.begin(), pattern.end());
+  return pattern;
+}
+
 LinearProgram random_rmp(int32_t types, int32_t columns, int32_t seed) {
-  const Sizes sizes = draw_sizes(types, seed, 7000);
-  Lehmer random(seed + 1);
+  const ::cutting_stock::Instance instance = ::cutting_stock::generate_instance(types, seed);
+  examples::Lehmer random(seed + 1);
   LinearProgram program;
-  for (const int32_t demand : sizes.demand) program.add_row(kGreaterEqual, demand);
+  for (const ::cutting_stock::ItemType &type : instance.types) {
+    program.add_row(kGreaterEqual, static_cast<double>(type.demand));
+  }
   for (int32_t i = 0; i < types; ++i) program.add_column(0.0, 0.0, kNoBound, {{i, -1.0}});
   for (int32_t i = 0; i < types; ++i) {
-    const int32_t fit = kCapacity / sizes.size[static_cast<size_t>(i)];
-    program.add_column(1.0 / fit, 0.0, kNoBound, {{i, 1.0}});
+    const int64_t fit = instance.length / instance.types[static_cast<size_t>(i)].size;
+    program.add_column(1.0 / static_cast<double>(fit), 0.0, kNoBound, {{i, 1.0}});
   }
-  // A dozen draws fill a roll nearly always; those that do not fit are passed over.
-  constexpr int32_t kDraws = 12;
   while (program.columns() < columns) {
-    int32_t left = kCapacity;
-    std::vector<std::pair<int32_t, double>> pattern;
-    for (int32_t draw = 0; draw < kDraws; ++draw) {
-      const int32_t i = random.integer(0, types - 1);
-      const int32_t fit = left / sizes.size[static_cast<size_t>(i)];
-      const auto same = [i](const std::pair<int32_t, double> &entry) { return entry.first == i; };
-      if (fit == 0 || std::any_of(pattern.begin(), pattern.end(), same)) continue;
-      const int32_t count = random.integer(1, fit);
-      pattern.emplace_back(i, count);
-      left -= count * sizes.size[static_cast<size_t>(i)];
-    }
-    std::sort(pattern.begin(), pattern.end());
-    program.add_column(1.0, 0.0, kNoBound, pattern);
+    program.add_column(1.0, 0.0, kNoBound, random_pattern(instance, &random));
   }
   return program;
 }

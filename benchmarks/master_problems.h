@@ -1,6 +1,6 @@
 /**
- * Master problems made by generators, with exact oracles, and runs of column generation on them
- * whose restricted master problems (RMPs) are kept for measuring.
+ * Master problems of the examples' generated instances, with the plainest exact oracles, and runs
+ * of column generation on them whose restricted master problems (RMPs) are kept for measuring.
  *
  * Cutting stock   min sum_p x_p, sum_p a_ip x_p >= d_i for each size i; a column is a pattern with
  *                 sum_i s_i a_i <= C and a_i <= d_i. With duals u the pricing is the bounded
@@ -23,19 +23,6 @@
 #include "benchmarks/linear_program.h"
 
 namespace benchmarks {
-
-/// x <- 16807 x mod (2^31 - 1), started with 1000003 seed, the first ten values thrown away:
-/// S. K. Park, K. W. Miller, Communications of the ACM 31 (1988).
-class Lehmer {
- public:
-  explicit Lehmer(int32_t seed);
-  int32_t integer(int32_t from, int32_t to);  ///< both ends included
-  double real();                              ///< in (0, 1)
-
- private:
-  int64_t step();
-  int64_t x_;
-};
 
 /// Columns as they are priced, rows from 0, the cost apart.
 struct PricedColumn {
@@ -60,13 +47,10 @@ class MasterProblem {
   double known_value = 0.0;                    ///< the master's optimum, 0 where nobody computed it
 };
 
-/// Capacity 10000, sizes in [100, largest], demands in [1, 100]; up to `per_call` columns an
-/// answer.
-std::unique_ptr<MasterProblem> cutting_stock(int32_t types, int32_t seed, int32_t per_call,
-                                             int32_t largest = 7000);
+/// The generated instance of the example; up to `per_call` columns an answer.
+std::unique_ptr<MasterProblem> cutting_stock(int32_t types, int32_t seed, int32_t per_call);
 
-/// Generalized assignment of class 'D' or 'E' (M. Yagiura, T. Ibaraki, F. Glover, INFORMS Journal
-/// on Computing 16 (2004)), one column per agent and answer.
+/// The generated instance of the example of class 'C', 'D' or 'E', one column per agent and answer.
 std::unique_ptr<MasterProblem> assignment(char problem_class, int32_t tasks, int32_t agents,
                                           int32_t seed);
 
