@@ -79,8 +79,9 @@ support::Environment make_record(const Master &master, support::Oracle *oracle, 
                                  support::Random &random);
 
 /// What is wrong with a record that QUARN_solve_MP left with this status; empty when nothing is.
+/// `continued`: the run began with bounds.
 std::string faults_of_run(const Master &master, const Optimum &optimum, QUARN_env *env,
-                          int32_t status);
+                          int32_t status, bool continued = false);
 
 /// By how much Ax misses the first `rows` rows, at most.
 double violation(const Master &master, const std::vector<double> &x, int32_t rows);

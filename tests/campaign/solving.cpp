@@ -48,7 +48,7 @@ class Run {
       copy_faults_ = "no copy\n";
       return;
     }
-    copy_faults_ = faults_of_run(master_, optimum_, copy.get(), pricer_.solve(copy.get()));
+    copy_faults_ = faults_of_run(master_, optimum_, copy.get(), pricer_.solve(copy.get()), true);
     if (!copy_faults_.empty()) copy_faults_ += " (a copy)\n";
   }
 
@@ -99,7 +99,7 @@ void round_decompositions(uint32_t seed) {
   EXPECT_TRUE(faults.empty()) << faults;
   // The duals that are left are those of the solution: they close the gap by themselves.
   const int32_t again = pricer.solve(env.get());
-  faults = faults_of_run(master, optimum, env.get(), again);
+  faults = faults_of_run(master, optimum, env.get(), again, true);
   EXPECT_TRUE(faults.empty()) << faults << ", solved again";
 }
 
