@@ -57,7 +57,7 @@ class EqualityProgram {
   Vector<double> value_, range_, rhs_, lower_, upper_;
 };
 
-/// (26)
+/// (27)
 std::shared_ptr<const ProblemForm> infeasibility_problem(const ProblemForm &form) {
   EqualityProgram program(form.rows());
   program.set_rhs(form.b);
@@ -74,7 +74,7 @@ std::shared_ptr<const ProblemForm> infeasibility_problem(const ProblemForm &form
   return program.form();
 }
 
-/// (27), over the columns named; the others are fixed.
+/// (28), over the columns named; the others are fixed.
 std::shared_ptr<const ProblemForm> ray_problem(const ProblemForm &form,
                                                const Vector<uint8_t> &named) {
   EqualityProgram program(form.rows());

@@ -1,15 +1,15 @@
 /**
  * Looks for a proof that a problem has no optimum, by two problems that always have one:
  *
- *   minimise e'(p + q)   subject to   A x + p - q = b,   x as in (1),   p, q >= 0,             (26)
+ *   minimise e'(p + q)   subject to   A x + p - q = b,   x as in (1),   p, q >= 0,             (27)
  *
- * the duals of which, where its value is above 0, prove by (24) that there is no feasible point,
+ * the duals of which, where its value is above 0, prove by (25) that there is no feasible point,
  * and
  *
- *   minimise c'd   subject to   A d = 0,   0 <= d_j <= 1 (|d_j| <= 1 where free),              (27)
+ *   minimise c'd   subject to   A d = 0,   0 <= d_j <= 1 (|d_j| <= 1 where free),              (28)
  *
  * over the columns without a width, the solution of which, where its value is below 0, is a ray for
- * (25).
+ * (26).
  */
 #ifndef INTERIOR_POINT_METHOD_CERTIFICATE_SEARCH_H
 #define INTERIOR_POINT_METHOD_CERTIFICATE_SEARCH_H

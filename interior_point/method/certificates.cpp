@@ -105,7 +105,7 @@ void clip_to_ray(const ProblemForm &form, Vector<double> *d) {
   for (const HugeBounds &bounds : form.huge_bounds) (*d)[bounds.column] = 0.0;
 }
 
-/// What column j takes from theta of (24), rounding included.
+/// What column j takes from theta of (25), rounding included.
 double taken_by(const ProblemForm &form, const Vector<double> &y, int32_t j, double most_x) {
   double s = 0.0;
   double terms = 0.0;

@@ -4,7 +4,7 @@
  * Infeasibility. With s = A'y, every x of the form (1) with x_j <= u_j (|x_j| <= u_j where free)
  * has
  *
- *   y'(b - A x) >= theta(y) = b'y - sum_j u_j max(s_j, 0)    (|s_j| where free),              (24)
+ *   y'(b - A x) >= theta(y) = b'y - sum_j u_j max(s_j, 0)    (|s_j| where free),              (25)
  *
  * so theta > sum_i |y_i| t_i proves that it misses some row i by more than t_i. u_j is the width
  * h_j, or 1e8 max|b| / max_i |a_ij| where that is less. J. Farkas, J. reine angew. Math. 124 (1902)
@@ -13,7 +13,7 @@
  * Unboundedness. For d >= 0 (of any sign where free) with d_j = 0 in columns of finite width, every
  * y of the dual (2) with l_i <= y_i <= u_i has, with its z >= 0 and a residual r_d of (2),
  *
- *   c'd = y'A d + z'd + r_d'd >= sum_i min(l_i (A d)_i, u_i (A d)_i) - sum_j |d_j| |r_d|_j,   (25)
+ *   c'd = y'A d + z'd + r_d'd >= sum_i min(l_i (A d)_i, u_i (A d)_i) - sum_j |d_j| |r_d|_j,   (26)
  *
  * so a c'd below the first sum by more than sum_j |d_j| t_j proves that it misses some column j by
  * more than t_j. l_i and u_i are what columns of one entry and no width imply, or -U and U where
@@ -34,11 +34,11 @@
 
 namespace interior_point {
 
-/// Whether y, per row and scaled, proves by (24) that the problem has no feasible point. Entries of
+/// Whether y, per row and scaled, proves by (25) that the problem has no feasible point. Entries of
 /// the wrong sign for their row are set to 0.
 bool proves_infeasibility(const ProblemForm &form, Vector<double> *y);
 
-/// Whether d, per column and scaled, proves by (25) that the problem has no dual solution. Entries
+/// Whether d, per column and scaled, proves by (26) that the problem has no dual solution. Entries
 /// that have no place in a ray are set to 0.
 bool proves_unboundedness(const ProblemForm &form, Vector<double> *d);
 
