@@ -89,7 +89,7 @@ Column Master::add_column(double cost, const std::vector<Entry> &entries, std::a
 Column Master::add_column(double cost, const std::vector<Entry> &entries, Bounds bounds,
                           std::any data) {
   Columns columns(*state_);
-  const Column column = columns.add(cost, entries, bounds, std::move(data));
+  Column column = columns.add(cost, entries, bounds, std::move(data));
   if (columns.added() == 0) {
     throw Mistake("new column: the same as column " + std::to_string(column.index()) +
                   ", of cost " + std::to_string(cost) + ", which is there already");
@@ -138,6 +138,7 @@ std::vector<Entry> Master::entries(const Column &column) const {
   std::vector<std::pair<int32_t, double>> there;
   state_->gather(state_->column_slot(column, "the entries of a column"), &there);
   std::vector<Entry> entries;
+  entries.reserve(there.size());
   for (const auto &[slot, value] : there) entries.push_back({state_->row_handle(slot), value});
   return entries;
 }

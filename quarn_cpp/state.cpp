@@ -311,9 +311,9 @@ double Column::cost() const {
 
 const std::any &Column::data() const {
   if (batch_ == nullptr) throw Mistake("the object of a column: the handle is of no column");
-  static const std::any kNothing;
+  static const std::any nothing;
   const auto position = static_cast<size_t>(position_);
-  return position < batch_->data.size() ? batch_->data[position] : kNothing;
+  return position < batch_->data.size() ? batch_->data[position] : nothing;
 }
 
 }  // namespace v1

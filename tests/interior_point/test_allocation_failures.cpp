@@ -160,7 +160,7 @@ TEST(AllocationFailure, InASparseProblemEndsInACodeAndLeaksNothing) {
 
 /// Short and parallel lines: a smaller problem is made, solved and extended.
 TEST(AllocationFailure, InAReducibleProblemEndsInACodeAndLeaksNothing) {
-  for (const uint64_t seed : {3, 5, 8}) {
+  for (const uint64_t seed : {3U, 5U, 8U}) {
     const LinearProgram program =
         random_programs::draw_known(random_programs::reducible(), seed).program;
     sweep(First::kOptimum, program, program);
