@@ -112,37 +112,6 @@ def test_ctrl_c_ends_the_run_and_leaves_the_master_usable(inside):
     check_goes_on(problem, master, rows, price)
 
 
-def test_other_threads_run_while_the_solver_works():
-    problem, master, rows, price = make()
-    ticks, done, seen = [0], threading.Event(), []
-
-    def tick():
-        while not done.is_set():
-            ticks[0] += 1
-            done.wait(0.0001)
-
-    def watched(duals, columns):
-        seen.append(ticks[0])
-        answer = price(duals, columns)
-        # From here on the other thread comes to its turn only if the solver lets it.
-        seen.append(ticks[0])
-        return answer
-
-    interval, ticker = sys.getswitchinterval(), threading.Thread(target=tick)
-    ticker.start()
-    sys.setswitchinterval(1000.0)
-    try:
-        for _ in range(20):
-            master.forget_bounds()
-            master.solve(watched, tolerance=TOLERANCE)
-    finally:
-        done.set()
-        sys.setswitchinterval(interval)
-        ticker.join()
-    before, after = np.array(seen[1:-1:2]), np.array(seen[2::2])
-    assert np.any(after > before)
-
-
 def test_two_masters_are_solved_side_by_side():
     meeting = threading.Barrier(2, timeout=60)
     outcomes = {}
