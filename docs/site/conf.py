@@ -36,8 +36,8 @@ if PYTHON_PACKAGE:
     import sys
 
     sys.path.insert(0, PYTHON_PACKAGE)
-    extensions += ["sphinx.ext.autodoc", "sphinx.ext.napoleon"]
-    autodoc_typehints = "description"
+    extensions += ["sphinx.ext.autodoc"]
+    autodoc_typehints = "none"
 
 
 def pages():
@@ -98,3 +98,30 @@ def bring_pages():
 
 bring_pages()
 exclude_patterns = [] if PYTHON_PACKAGE else ["reference/python.md"]
+if PYTHON_PACKAGE:
+    index = HERE / "index.md"
+    index.write_text(index.read_text().replace("reference/cpp\n", "reference/cpp\nreference/python\n"))
+
+
+ARGUMENT = re.compile(r"([a-z_]+(?:, [a-z_]+)*) {2,}(\S.*)")
+
+
+def list_arguments(app, what, name, thing, options, lines):
+    """Docstrings list arguments in columns, as help() shows them; here they become a list."""
+    if what not in ("function", "method"):
+        return
+    result = []
+    listing = False
+    for line in lines:
+        argument = ARGUMENT.fullmatch(line)
+        listing = argument is not None or (listing and line.startswith(" " * 6))
+        if argument:
+            result.append(f"- **{argument[1]}**: {argument[2]}")
+        else:
+            result.append("  " + line.strip() if listing else line)
+    lines[:] = result
+
+
+def setup(app):
+    if PYTHON_PACKAGE:
+        app.connect("autodoc-process-docstring", list_arguments)

@@ -153,18 +153,18 @@ class Columns:
 
 @dataclass(frozen=True)
 class Answer:
-    """What pricing proved, the value that an oracle returns. One of:
+    """What pricing proved, the value that an oracle returns.
 
-    Answer(bound=b)
-        a bound of the whole master's value: from below when minimising, from above when maximising.
-        An infinite one proves nothing.
-    Answer(best_reduced_costs={row: r, ...})
-        for each block, by its row, the best reduced cost of a column, the block's own dual included:
-        the least when minimising, the largest when maximising, or a bound of it. Every block is to
-        be named. The right-hand side of the row says how often the block is used. Infinite for a
-        block with a ray that improves without limit: the answer then proves nothing.
-    Answer.heuristic()
-        nothing is proved.
+    ``Answer(bound=b)``: a bound of the whole master's value, from below when minimising, from above
+    when maximising. An infinite one proves nothing.
+
+    ``Answer(best_reduced_costs={row: r, ...})``: for each block, by its row, the best reduced cost
+    of a column, the block's own dual included: the least when minimising, the largest when
+    maximising, or a bound of it. Every block is to be named. The right-hand side of the row says
+    how often the block is used. Infinite for a block with a ray that improves without limit: the
+    answer then proves nothing.
+
+    ``Answer.heuristic()``: nothing is proved.
     """
 
     bound: Optional[float] = None
