@@ -9,6 +9,7 @@
 #include <pybind11/pybind11.h>
 #include <pybind11/stl.h>
 
+#include <algorithm>
 #include <fstream>
 #include <memory>
 #include <string>
@@ -35,7 +36,10 @@ static quarn::RowOptions row_options(std::string name, bool block, double dual_l
 }
 
 static py::array to_array(const std::vector<double> &values) {
-  return py::array_t<double>(static_cast<py::ssize_t>(values.size()), values.data());
+  // Copied by hand: numpy would give the interpreter's lock away for it, once an iteration.
+  py::array_t<double> result(static_cast<py::ssize_t>(values.size()));
+  std::copy(values.begin(), values.end(), result.mutable_data());
+  return result;
 }
 
 static py::list to_list(const std::vector<quarn::ColumnValue> &solution) {

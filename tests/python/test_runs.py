@@ -6,6 +6,7 @@ import os
 import signal
 import sys
 import threading
+import time
 import traceback
 import weakref
 
@@ -110,6 +111,45 @@ def test_ctrl_c_ends_the_run_and_leaves_the_master_usable(inside):
     assert len(calls) <= 4
     assert np.isfinite(master.upper_bound) and np.isfinite(master.lower_bound)
     check_goes_on(problem, master, rows, price)
+
+
+def test_other_threads_run_while_the_solver_works():
+    master = quarn.Master()
+    row = master.add_row(">=", 1.0)
+    ticks, done, seen = [0], threading.Event(), []
+
+    def tick():
+        while not done.is_set():
+            ticks[0] += 1
+            done.wait(0.0001)
+
+    def watched(duals, columns):
+        # Nothing here gives the lock away, as a function of numpy may; between the last line and
+        # the next call the other thread comes to its turn only if the solver lets it.
+        seen.append(ticks[0])
+        columns.add(1.0 + 1.0 / (1.0 + duals.iteration), {row: 1.0})
+        seen.append(ticks[0])
+        return quarn.Answer.heuristic()
+
+    def ticked_between_oracle_calls():
+        seen.clear()
+        master.solve(watched, max_iterations=20)
+        return any(after > before for before, after in zip(seen[1:-1:2], seen[2::2]))
+
+    interval, ticker = sys.getswitchinterval(), threading.Thread(target=tick)
+    sys.setswitchinterval(1000.0)
+    ticker.start()
+    # A restricted master can be over before the other thread has woken up, so they are repeated; if
+    # the lock were held no repetition would help.
+    deadline = time.monotonic() + 20.0
+    try:
+        while not (ticked := ticked_between_oracle_calls()) and time.monotonic() < deadline:
+            pass
+    finally:
+        done.set()
+        sys.setswitchinterval(interval)
+        ticker.join()
+    assert ticked
 
 
 def test_two_masters_are_solved_side_by_side():
