@@ -14,6 +14,10 @@
 // There only in an instrumented build.
 extern "C" __attribute__((weak)) void __sanitizer_set_death_callback(void (*callback)());
 
+// ThreadSanitizer goes on after a finding by default, and the seed would be lost.
+extern "C" __attribute__((visibility("default"))) const char *__tsan_default_options();
+const char *__tsan_default_options() { return "halt_on_error=1"; }
+
 namespace campaign {
 namespace {
 
