@@ -18,4 +18,13 @@ void ProblemForm::derive() {
   }
 }
 
+void write_user_x(const ProblemForm &form, const Vector<double> &x, double *user_x) {
+  for (int32_t j = 0; j < form.structurals; ++j) {
+    user_x[form.user_column[j]] = form.shift[j] + form.sign[j] * x[j] * form.column_scale[j];
+  }
+  for (size_t k = 0; k < form.removed_user.size(); ++k) {
+    user_x[form.removed_user[k]] = form.removed_value[k];
+  }
+}
+
 }  // namespace interior_point

@@ -99,6 +99,10 @@ struct ProblemForm {
   int32_t columns() const { return A.columns(); }
 };
 
+/// Writes x, scaled and per column of the form, in the caller's units and order: an entry for each
+/// of the caller's columns that the form has or has taken out at a value.
+void write_user_x(const ProblemForm &form, const Vector<double> &x, double *user_x);
+
 }  // namespace interior_point
 
 #endif

@@ -99,13 +99,7 @@ Vector<double> duals(const Solver &solver) {
 Vector<double> values(const Solver &solver) {
   const ProblemForm &form = solver.form();
   Vector<double> x(static_cast<size_t>(form.user_columns), 0.0);
-  for (int32_t j = 0; j < form.structurals; ++j) {
-    x[form.user_column[j]] =
-        form.shift[j] + form.sign[j] * solver.point().x[j] * form.column_scale[j];
-  }
-  for (size_t k = 0; k < form.removed_user.size(); ++k) {
-    x[form.removed_user[k]] = form.removed_value[k];
-  }
+  write_user_x(form, solver.point().x, x.data());
   return x;
 }
 

@@ -1,0 +1,132 @@
+#include "interior_point/session.h"
+
+#include <utility>
+
+#include "interior_point/form/huge_bounds.h"
+#include "interior_point/linear_algebra/dense_kernel.h"
+#include "interior_point/method/certificates.h"
+#include "interior_point/presolve/presolve.h"
+
+namespace interior_point {
+
+namespace {
+
+// Criteria of the smaller problem say little less than those of the problem itself. Where that
+// little matters the smaller one is solved on, to this share of what was asked.
+constexpr int kAttempts = 2;
+constexpr double kTightening = 0.1;
+
+bool is_open(Code code) {
+  return code == Code::kStalled || code == Code::kIterationLimit || code == Code::kNumericalFailure;
+}
+
+}  // namespace
+
+Session::Session(ProblemForm form)
+    : form_(std::make_shared<const ProblemForm>(std::move(form))),
+      reducible_(worth_presolving(*form_)) {}
+
+void Session::prepare() {
+  if (!solver_) solver_ = std::make_unique<Solver>(form_);
+}
+
+Code Session::solve(const Request &request, Start start, const SavedPoint *saved,
+                    int32_t *iterations) {
+  const SingleThreadedBlas one_thread;
+  prepare();
+  if (start == Start::kCurrent && !solver_->has_point()) start = Start::kSaved;
+  certificate_ = Certificate();
+  Code code = solve_form(request, start, saved, iterations);
+  if (huge_bounds_matter(code)) {
+    tighten();
+    certificate_ = Certificate();
+    code = solve_form(request, Start::kCold, nullptr, iterations);
+  }
+  return judge(code, iterations);
+}
+
+Code Session::solve_form(const Request &request, Start start, const SavedPoint *saved,
+                         int32_t *iterations) {
+  const bool plain = start == Start::kCold && !request.keep_centred;
+  bool reduced_first = false;  // solved that way, but with digits lost
+  if (plain && reducible_) {
+    const Code code = solve_reduced(request, iterations);
+    reduced_first = code == Code::kSolved;
+    if (reduced_first ? solver_->keeps_digits() : !is_open(code)) return code;
+  }
+  const Code code = solver_->solve(request, start, saved);
+  *iterations += solver_->iterations();
+  // A few split columns or dependent rows may be all that stood in the way.
+  if (plain && is_open(code) && (reduced_first || !reducible_)) {
+    const Code reduced = solve_reduced(request, iterations);
+    if (!is_open(reduced)) return reduced;
+  }
+  return code;
+}
+
+Code Session::solve_reduced(const Request &request, int32_t *iterations) {
+  const Presolved presolved(*form_);
+  if (presolved.found_no_optimum()) {
+    const Code code =
+        look_for_certificate(Verdict::kInfeasible, Code::kNumericalFailure, iterations);
+    // What the solver holds, if anything, is the point of another solve.
+    if (!is_open(code)) solver_ = std::make_unique<Solver>(form_);
+    return code;
+  }
+  if (!presolved.reduced()) return Code::kNumericalFailure;
+  Solver small(presolved.reduced());
+  Request of_small = request;
+  Start start = Start::kCold;
+  for (int attempt = 0; attempt < kAttempts; ++attempt) {
+    const Code code = small.solve(of_small, start, nullptr);
+    *iterations += small.iterations();
+    // Short of its own tolerance the point may still be good enough here, where y is exact.
+    if (!small.has_point()) return Code::kNumericalFailure;
+    if (solver_->adopt(request, presolved.restore(small.point()), *iterations, small.unit())) {
+      return Code::kSolved;
+    }
+    if (code != Code::kSolved) return Code::kNumericalFailure;
+    of_small.tolerance *= kTightening;
+    of_small.feasibility *= kTightening;
+    start = Start::kCurrent;
+  }
+  return Code::kNumericalFailure;
+}
+
+bool Session::huge_bounds_matter(Code code) const {
+  if (form_->huge_bounds.empty() || code == Code::kInfeasible) return false;
+  return code != Code::kSolved || !keeps_to_huge_bounds(*form_, solver_->point().x);
+}
+
+void Session::tighten() {
+  // All is made before the first change: memory may run short.
+  const auto form = std::make_shared<const ProblemForm>(with_huge_bounds(*form_));
+  const bool reducible = worth_presolving(*form);
+  solver_ = std::make_unique<Solver>(form);
+  reducible_ = reducible;
+  form_ = form;
+}
+
+Code Session::judge(Code code, int32_t *iterations) {
+  if (is_open(code)) {
+    const bool more_dual = solver_->measures().dual > solver_->measures().primal;
+    const Verdict likely = more_dual ? Verdict::kUnbounded : Verdict::kInfeasible;
+    return look_for_certificate(likely, code, iterations);
+  }
+  if (code != Code::kSolved) return code;
+  const Verdict hidden = suspicion(*form_, solver_->point());
+  if (hidden == Verdict::kOpen) return code;
+  return look_for_certificate(hidden, code, iterations);
+}
+
+Code Session::look_for_certificate(Verdict first, Code code, int32_t *iterations) {
+  const Verdict second = first == Verdict::kUnbounded ? Verdict::kInfeasible : Verdict::kUnbounded;
+  for (const Verdict verdict : {first, second}) {
+    certificate_ = find_certificate(*form_, verdict, iterations);
+    if (certificate_.verdict == Verdict::kInfeasible) return Code::kInfeasible;
+    if (certificate_.verdict == Verdict::kUnbounded) return Code::kUnbounded;
+  }
+  return code;
+}
+
+}  // namespace interior_point
