@@ -97,6 +97,9 @@ def bring_pages():
 
 
 bring_pages()
+# What pages show of programs is read from where their links lead.
+PROGRAMS = Path("examples", "how_to")
+shutil.copytree(ROOT / PROGRAMS, HERE.parent / PROGRAMS, dirs_exist_ok=True)
 exclude_patterns = [] if PYTHON_PACKAGE else ["reference/python.md"]
 if PYTHON_PACKAGE:
     index = HERE / "index.md"

@@ -429,7 +429,9 @@ class Master:
         strategy              how restricted masters are solved: "warm_start", "centred" or
                               "standard".
         tolerance_dial        adapt the tolerance of each restricted master to how fast the answers
-                              close the gap; without, it is the gap over `degree_of_optimality`.
+                              close the gap; without, it is the gap over degree_of_optimality.
+        degree_of_optimality  the larger, the more sharply restricted masters are solved without the
+                              tolerance dial.
         penalty               cost of violating a row by one unit while no column satisfies it; any
                               dual must be smaller.
         first_duals           duals in the order of the rows: the oracle is called with these before
@@ -438,8 +440,11 @@ class Master:
                               as STOPPED.
         log, verbosity        a function that gets the text of the C library underneath, and how much
                               of it, 0 to 3.
-        save_file, save_every the master is written to this file at the end of the run and every so
-                              many seconds; `save_data` turns the data of a column into text.
+        save_file             the master is written to this file every save_every seconds and at the
+                              end of the run.
+        save_every            seconds between two saves.
+        save_data             turns the data of a column into text for the file, such as json.dumps;
+                              without it data is left out.
 
         What oracle and callbacks raise comes out as it is, and a Ctrl-C as KeyboardInterrupt between
         two iterations: the columns and bounds found so far stay, and the master can be solved again.
