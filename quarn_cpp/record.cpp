@@ -81,11 +81,12 @@ void Record::order_rows() {
 Bounds Record::box(const RowSlot &row, const Penalty &penalty) const {
   Bounds box = {row.is_equal() || row.is_range() || row.has_upper() ? -penalty.cost : 0.0,
                 row.is_equal() || row.is_range() || row.has_lower() ? penalty.cost : 0.0};
-  if (penalty.opens_boxes) return box;
   Bounds given = row.dual_bounds;
   if (state_.sense == Sense::maximize) given = {-given.upper, -given.lower};
-  if (given.lower > -kInfinity) box.lower = given.lower;
-  if (given.upper < kInfinity) box.upper = given.upper;
+  if (!penalty.opens_boxes && given.lower > -kInfinity) box.lower = given.lower;
+  if (!penalty.opens_boxes && given.upper < kInfinity) box.upper = given.upper;
+  if (penalty.guards_slacks && !row.has_upper()) box.lower = std::min(box.lower, -penalty.cost);
+  if (penalty.guards_slacks && !row.has_lower()) box.upper = std::max(box.upper, penalty.cost);
   return box;
 }
 

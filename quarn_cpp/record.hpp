@@ -27,6 +27,9 @@ namespace detail {
 struct Penalty {
   double cost;
   bool opens_boxes;  ///< also where the caller's dual bounds are closer
+  /// Also for what the slack of an inequality does: rounding takes a box column in use for a sign
+  /// that the rows cannot be met, and one at no cost shares the slack's value.
+  bool guards_slacks;
 };
 
 /// Column of the record that takes a part of a row's violation.

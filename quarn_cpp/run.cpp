@@ -98,7 +98,8 @@ bool Run::is_closed() const {
 
 void Run::open_record(bool opens_boxes, bool first) {
   const Penalty penalty = {
-      opens_boxes ? std::max(settings_.penalty, kWidePenalty) : settings_.penalty, opens_boxes};
+      opens_boxes ? std::max(settings_.penalty, kWidePenalty) : settings_.penalty, opens_boxes,
+      settings_.rounding};
   record_.reset();
   record_ = std::make_unique<Record>(state_, penalty,
                                      first ? settings_.first_duals : std::vector<double>(), this);

@@ -452,6 +452,26 @@ TEST(Solve, RoundsWhenAsked) {
   EXPECT_GE(covered, 4.0);
 }
 
+// What no rounding of the first solution covers is left to another one, in which the surplus of a
+// row must not be taken for a sign that the rows cannot be met.
+TEST(Solve, RoundsRowsThatAreCoveredMoreThanOnce) {
+  Master master;
+  std::vector<Row> rows;
+  for (int i = 0; i < 4; ++i) rows.push_back(master.add_row(RowSense::at_least, 1.0));
+  for (const auto &[i, j] : {std::pair(0, 1), std::pair(1, 2), std::pair(2, 0)}) {
+    master.add_column(
+        1.0,
+        {{rows[static_cast<size_t>(i)], 1.0}, {rows[static_cast<size_t>(j)], 1.0}, {rows[3], 2.0}});
+  }
+  Settings settings;
+  settings.rounding = true;
+  const Result result =
+      master.solve([](const Duals &, Columns &) { return Answer::bound(1.5); }, settings);
+  EXPECT_NEAR(result.upper_bound, 1.5, 1e-5);
+  EXPECT_EQ(result.integer_values.size(), 2u);
+  EXPECT_NEAR(result.integer_value, 2.0, 1e-9);
+}
+
 // Entries in a row that came later count when a column is recognised.
 TEST(Solve, KnowsColumnsByAllTheirEntries) {
   Master master;
