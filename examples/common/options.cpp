@@ -10,7 +10,8 @@
 #include <exception>
 #include <new>
 
-#include "examples/common/quiet_output.h"
+#include "examples/common/output.h"
+#include "quarn_cpp/errors.hpp"
 
 namespace examples {
 
@@ -36,6 +37,19 @@ void add_options(CLI::App &app, Options &options) {
       ->check(CLI::NonNegativeNumber)
       ->capture_default_str();
   app.add_option("--json", options.json_file, "write the result to this file")->type_name("FILE");
+  app.add_option("--history", options.history_file,
+                 "write a line for each iteration to this CSV file, for python -m quarn report")
+      ->type_name("FILE");
+  CLI::Option *save = app.add_option("--save", options.save_file,
+                                     "save the run to this file while it goes on, and at its end")
+                          ->type_name("FILE");
+  app.add_option("--every", options.save_every, "seconds between two saves")
+      ->check(CLI::NonNegativeNumber)
+      ->needs(save)
+      ->capture_default_str();
+  app.add_option("--resume", options.resume_file,
+                 "go on from this file of --save, with the same instance and options")
+      ->type_name("FILE");
   app.add_flag("--verbose", options.verbose, "print the library's own progress text as well");
   app.add_option("FILE", options.file, "the instance");
 }
@@ -84,6 +98,8 @@ int run_guarded(const std::function<int()> &body) {
   } catch (const InputError &error) {
     return complain(error, kBadInput);
   } catch (const OutputError &error) {
+    return complain(error, kBadInput);
+  } catch (const quarn::FileError &error) {
     return complain(error, kBadInput);
   } catch (const std::bad_alloc &) {
     std::fputs("out of memory\n", stderr);

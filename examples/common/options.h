@@ -23,6 +23,10 @@ struct Options {
   int columns_per_call = 0;  ///< most columns of one answer; 0: as many as are worth it
   double time_limit = 1e5;   ///< seconds
   std::string json_file;     ///< where the report goes as JSON; empty: nowhere
+  std::string history_file;  ///< where each iteration's line goes as CSV; empty: nowhere
+  std::string save_file;     ///< where the master goes; empty: nowhere
+  double save_every = 60.0;  ///< seconds between two saves
+  std::string resume_file;   ///< the saved master to go on from; empty: begin afresh
   bool verbose = false;      ///< let the library's own progress text through
   std::string file;          ///< the instance
 };
@@ -53,8 +57,9 @@ enum ExitStatus {
 };
 
 /// Runs `body` and returns its result; what it throws is reported in one line on standard error
-/// and becomes an exit status: kBadInput for an InputError and an OutputError, kNotSolved for
-/// anything else. Text on standard output that did not arrive is an OutputError as well.
+/// and becomes an exit status: kBadInput for an InputError, an OutputError and a quarn::FileError,
+/// kNotSolved for anything else. Text on standard output that did not arrive is an OutputError as
+/// well.
 int run_guarded(const std::function<int()> &body);
 
 }  // namespace examples

@@ -2,20 +2,10 @@
 #define EXAMPLES_COMMON_QUIET_OUTPUT_H
 
 #include <cstdio>
-#include <stdexcept>
-#include <string>
+
+#include "examples/common/output.h"
 
 namespace examples {
-
-/// Output that did not arrive; what() is the line "name: cannot be written: cause".
-class OutputError : public std::runtime_error {
- public:
-  /// `error` as in errno; with 0 the cause is left out.
-  OutputError(const std::string &name, int error);
-};
-
-/// Flushes; throws OutputError unless everything that was ever written to the stream arrived.
-void check_output(FILE *stream, const std::string &name);
 
 /**
  * Keeps the library's progress text, which goes to standard output whatever the verbosity, apart

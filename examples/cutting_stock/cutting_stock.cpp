@@ -6,12 +6,12 @@
 #include <string>
 #include <vector>
 
-#include "examples/common/master_run.h"
+#include "examples/common/master_solve.h"
 #include "examples/common/options.h"
-#include "examples/common/run_report.h"
+#include "examples/common/report.h"
 #include "examples/common/text_reader.h"
 #include "examples/cutting_stock/instance.h"
-#include "examples/cutting_stock/pattern_oracle.h"
+#include "examples/cutting_stock/master.h"
 #include "examples/cutting_stock/pattern_pricing.h"
 #include "examples/cutting_stock/rounding.h"
 
@@ -25,23 +25,14 @@ struct Settings : MasterSettings {
 
 constexpr const char *kGenerator = "TYPES,SEED";
 constexpr int64_t kMostPieces = 5000;
-constexpr double kLeastRolls = 1e-9;
 // What rounding errors may add to a lower bound, relative.
 constexpr double kBoundError = 1e-9;
 
-static Pattern pattern_of(const examples::MasterColumn &column) {
-  Pattern pattern;
-  for (const examples::Entry &entry : column.entries) {
-    pattern.push_back({entry.row, std::llround(entry.value)});
-  }
-  return pattern;
-}
-
 static CuttingPlan rounded_plan(const Instance &instance, const PatternPricer &pricer,
-                                QUARN_env &env) {
+                                const quarn::Master &master, const quarn::Result &result) {
   std::vector<PatternUse> solution;
-  for (const examples::MasterColumn &column : examples::master_solution(env, kLeastRolls)) {
-    solution.push_back({pattern_of(column), column.value});
+  for (const auto &[column, value] : result.values) {
+    solution.push_back({pattern_of(master, column), value});
   }
   CuttingPlan plan = round_up(instance, pricer, std::move(solution));
   verify(instance, plan, false);
@@ -49,10 +40,11 @@ static CuttingPlan rounded_plan(const Instance &instance, const PatternPricer &p
 }
 
 /// What the library's heuristic found; empty when it found nothing.
-static CuttingPlan heuristic_plan(const Instance &instance, bool exactly, QUARN_env &env) {
+static CuttingPlan heuristic_plan(const Instance &instance, bool exactly,
+                                  const quarn::Master &master, const quarn::Result &result) {
   CuttingPlan plan;
-  for (const examples::MasterColumn &column : examples::integer_solution(env)) {
-    plan.push_back({pattern_of(column), std::llround(column.value)});
+  for (const auto &[column, value] : result.integer_values) {
+    plan.push_back({pattern_of(master, column), std::llround(value)});
   }
   if (!plan.empty()) verify(instance, plan, exactly);
   return plan;
@@ -72,9 +64,10 @@ static void print_plan(const Instance &instance, const CuttingPlan &plan) {
 
 /// Prints the plan and returns its number of rolls.
 static std::optional<double> report_plan(const Instance &instance, const CuttingPlan &plan,
-                                         const examples::MasterResult &result) {
+                                         const quarn::Result &result) {
   const double least = std::ceil(std::max(0.0, result.lower_bound) * (1.0 - kBoundError));
-  if (result.gap_closed) std::printf("LP value        %.6f\n", result.upper_bound);
+  if (result.status == quarn::Status::optimal)
+    std::printf("LP value        %.6f\n", result.upper_bound);
   if (plan.empty()) {
     std::printf(
         "rolls           none: the rounding heuristic found no integer solution "
@@ -112,20 +105,23 @@ static Instance load(const Settings &settings) {
 static int solve(const Settings &settings) {
   if (!settings.generate.empty()) return generate(settings.generate);
   const Instance instance = load(settings);
-  PatternOracle oracle(instance, settings);
-  examples::MasterRun run(make_rows(instance, settings), oracle, settings);
-  oracle.prepare(run.env());
-  const examples::MasterResult result = settings.integer ? run.solve_integer() : run.solve();
-  examples::print_summary(stdout, result);
+  const PatternPricer pricer(instance);
+  quarn::Master master = examples::resumed(make_master(instance, pricer, settings), settings);
+  const Oracle oracle(instance, pricer, master, settings.columns_per_call);
+  quarn::Settings how = examples::settings_of(settings);
+  how.rounding = settings.integer;
+  const quarn::Result result = examples::solve(master, oracle, settings, how);
+  examples::print_summary(result);
   std::optional<double> integer_value;
-  if (result.status == 0) {
+  const int status = examples::exit_status(result);
+  if (status == examples::kSolved) {
     const CuttingPlan plan = settings.integer
-                                 ? heuristic_plan(instance, !settings.covering, run.env())
-                                 : rounded_plan(instance, oracle.pricer(), run.env());
+                                 ? heuristic_plan(instance, !settings.covering, master, result)
+                                 : rounded_plan(instance, pricer, master, result);
     integer_value = report_plan(instance, plan, result);
   }
   examples::write_json({settings.file, result, integer_value}, settings.json_file);
-  return examples::exit_status(result);
+  return status;
 }
 
 }  // namespace cutting_stock

@@ -10,16 +10,10 @@
 #include "examples/common/master_run.h"
 #include "examples/common/options.h"
 #include "examples/cutting_stock/instance.h"
+#include "examples/cutting_stock/master.h"
 #include "examples/cutting_stock/pattern_pricing.h"
 
 namespace cutting_stock {
-
-/// Which master problem, and how it is solved.
-struct MasterSettings : examples::Options {
-  bool default_box = false;  ///< the library's wide box in place of (3)
-  bool integer = false;      ///< the rows (4) in place of (1); the instance is piece by piece
-  bool covering = false;     ///< with `integer`: >= in (4)
-};
 
 /// The rows (1) with the box (3), or (4).
 examples::MasterRows make_rows(const Instance &instance, const MasterSettings &settings);

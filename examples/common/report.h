@@ -1,0 +1,33 @@
+#ifndef EXAMPLES_COMMON_REPORT_H
+#define EXAMPLES_COMMON_REPORT_H
+
+#include <optional>
+#include <string>
+
+#include "quarn_cpp/quarn.hpp"
+
+namespace examples {
+
+/// What a program has to say about one run.
+struct Report {
+  std::string instance;
+  const quarn::Result &result;
+  std::optional<double> integer_value;  ///< of the integer solution, where there is one
+};
+
+/// Prints how the run ended: status in words, bounds, iterations, columns, times.
+void print_summary(const quarn::Result &result);
+
+/// Writes the report as one JSON object with the keys instance, status (as the C library numbers
+/// them), lower_bound, upper_bound, relative_gap, outer_iterations, inner_iterations, columns,
+/// time_total, time_rmp, time_oracle and integer_value (null when there is none). An empty path
+/// writes nothing; a file that cannot be written becomes an OutputError.
+void write_json(const Report &report, const std::string &path);
+
+/// The program's exit status: a run that ends at its time limit is a success, with the gap it
+/// reports.
+int exit_status(const quarn::Result &result);
+
+}  // namespace examples
+
+#endif
