@@ -68,16 +68,4 @@ examples::MasterRows make_rows(const Instance &instance, double box) {
   return rows;
 }
 
-std::vector<double> first_duals(const Instance &instance) {
-  std::vector<double> duals(instance.tasks() + instance.agents.size(), 0.0);
-  if (instance.optional) return duals;
-  for (size_t j = 0; j < instance.tasks(); ++j) {
-    std::vector<double> costs;
-    for (const Agent &agent : instance.agents) costs.push_back(agent.cost[j]);
-    std::sort(costs.begin(), costs.end());
-    duals[j] = costs[std::min<size_t>(1, costs.size() - 1)];
-  }
-  return duals;
-}
-
 }  // namespace generalized_assignment

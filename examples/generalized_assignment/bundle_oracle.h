@@ -12,22 +12,15 @@
 #include "examples/common/options.h"
 #include "examples/generalized_assignment/bundle_search.h"
 #include "examples/generalized_assignment/instance.h"
+#include "examples/generalized_assignment/master.h"
 
 namespace generalized_assignment {
-
-/// How the master problem is solved.
-struct MasterSettings : examples::Options {
-  int32_t dual_vectors = 15;  ///< at which an answer looks for bundles
-};
 
 /// Half the width of the first box of the duals, which nearly always is wide enough.
 double first_box(const Instance &instance);
 
 /// The rows; a box column, which leaves a task undone, costs `box`.
 examples::MasterRows make_rows(const Instance &instance, double box);
-
-/// Duals for the first call: at the second lowest cost of a task one agent wants it, or few.
-std::vector<double> first_duals(const Instance &instance);
 
 /// Prices bundles; the tag of a column is its agent, from 0.
 class BundleOracle : public examples::Oracle {

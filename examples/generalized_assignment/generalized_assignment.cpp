@@ -1,23 +1,22 @@
 #include <CLI/CLI.hpp>
-#include <algorithm>
 #include <cstdint>
 #include <cstdio>
+#include <functional>
 #include <string>
 #include <vector>
 
-#include "examples/common/master_run.h"
+#include "examples/common/master_solve.h"
 #include "examples/common/options.h"
-#include "examples/common/run_report.h"
+#include "examples/common/report.h"
 #include "examples/common/text_reader.h"
-#include "examples/generalized_assignment/bundle_oracle.h"
 #include "examples/generalized_assignment/instance.h"
+#include "examples/generalized_assignment/master.h"
 
 namespace generalized_assignment {
 
 // The master problem, its pricing and its bound are derived in README.md.
 
-// What a box of the duals grows by when it was too narrow.
-constexpr double kBoxGrowth = 1000.0;
+constexpr double kLeastShare = 1e-4;  // of a bundle that is printed
 
 struct Settings : MasterSettings {
   std::string generate;  ///< what to generate; empty: read the file
@@ -39,40 +38,34 @@ static Instance load(const Settings &settings) {
                            fields.integer(3, "the seed", 1, 2147483646));
 }
 
-static void print_bundles(examples::MasterRun &run, const Instance &instance) {
+static void print_bundles(const quarn::Master &master, const quarn::Result &result, size_t tasks) {
   std::puts("\n    agent     share        cost  tasks");
-  for (const examples::MasterColumn &column : examples::master_solution(run.env(), 1e-4)) {
-    std::printf("%9d %9.6f %11g ", column.tag + 1, column.value, column.cost);
-    for (const examples::Entry &entry : column.entries) {
-      if (static_cast<size_t>(entry.row) < instance.tasks()) std::printf(" %d", entry.row + 1);
-    }
+  for (const auto &[column, share] : result.values) {
+    if (share <= kLeastShare) continue;
+    std::vector<int> rows;
+    for (const auto &[row, one] : master.entries(column)) rows.push_back(row.index());
+    std::printf("%9d %9.6f %11g ", rows.back() - static_cast<int>(tasks) + 1, share, column.cost());
+    rows.pop_back();
+    for (const int row : rows) std::printf(" %d", row + 1);
     std::printf("\n");
   }
 }
 
-static examples::MasterResult solve_in_box(const Instance &instance, const Settings &settings,
-                                           double box) {
-  BundleOracle oracle(instance, settings);
-  examples::MasterRun run(make_rows(instance, box), oracle, settings, first_duals(instance));
-  oracle.prepare(run.env());
-  const examples::MasterResult result = run.solve();
-  if (settings.bundles && result.status == 0) print_bundles(run, instance);
-  return result;
-}
-
 static int solve(const Settings &settings) {
   const Instance instance = load(settings);
-  double box = first_box(instance);
-  examples::MasterResult result = solve_in_box(instance, settings, box);
-  while (result.status == 5 && box < examples::MasterRows::kWideBox) {
-    box = std::min(kBoxGrowth * box, examples::MasterRows::kWideBox);
-    std::printf("\nonce more, with duals up to %g\n\n", box);
-    result = solve_in_box(instance, settings, box);
+  quarn::Master master = examples::resumed(make_master(instance), settings);
+  Oracle oracle(instance, master, settings);
+  quarn::Settings how = examples::settings_of(settings, first_duals(instance));
+  how.penalty = first_penalty(instance);
+  const quarn::Result result = examples::solve(master, std::ref(oracle), settings, how);
+  const int status = examples::exit_status(result);
+  if (settings.bundles && status == examples::kSolved) {
+    print_bundles(master, result, instance.tasks());
   }
-  examples::print_summary(stdout, result);
+  examples::print_summary(result);
   const std::string &name = settings.generate.empty() ? settings.file : settings.generate;
   examples::write_json({name, result, std::nullopt}, settings.json_file);
-  return examples::exit_status(result);
+  return status;
 }
 
 static void add_options(CLI::App &app, Settings &settings) {
