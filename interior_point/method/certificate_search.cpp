@@ -6,6 +6,7 @@
 
 #include "interior_point/form/form_builder.h"
 #include "interior_point/method/certificates.h"
+#include "interior_point/method/options.h"
 #include "interior_point/method/solver.h"
 
 namespace interior_point {
@@ -13,14 +14,7 @@ namespace interior_point {
 namespace {
 
 constexpr double kNone = 1e30;
-// A proof stands or falls with the residuals of what it is made of: those of a usual solve, 1e-9,
-// are multiplied with the largest x or y. With them 70 to 80 % of 300 programs without an optimum
-// were told, with these all but one or two.
-constexpr double kTolerance = 1e-8;
-constexpr double kFeasibility = 1e-3;
-// Of the largest entry of a proof: less is what the path leaves in entries that should be 0.
-constexpr double kLeastShares[] = {0.0, 1e-9, 1e-6};
-constexpr double kLeastPart = 1e-7;
+constexpr const CertificateOptions &kCertificates = kOptions.certificates;
 
 /// A problem over the rows of a form, all of them equalities, as load_Pb takes it.
 class EqualityProgram {
@@ -109,7 +103,7 @@ Certificate checked(const ProblemForm &form, Verdict verdict, Vector<double> pro
   for (const double e : proof) most = std::max(most, std::fabs(e));
   if (most == 0.0 || !std::isfinite(most)) return {};
   for (double &e : proof) e /= most;
-  for (const double share : kLeastShares) {
+  for (const double share : kCertificates.least_shares) {
     for (double &e : proof) e = std::fabs(e) < share ? 0.0 : e;
     const bool proven = verdict == Verdict::kInfeasible ? proves_infeasibility(form, &proof)
                                                         : proves_unboundedness(form, &proof);
@@ -123,8 +117,8 @@ Vector<double> solution(std::shared_ptr<const ProblemForm> problem, bool wants_d
                         int32_t *iterations) {
   Solver solver(std::move(problem));
   Request request;
-  request.tolerance = kTolerance;
-  request.feasibility = kFeasibility;
+  request.tolerance = kCertificates.search_tolerance;
+  request.feasibility = kCertificates.search_feasibility;
   solver.solve(request, Start::kCold, nullptr);
   *iterations += solver.iterations();
   return wants_duals ? duals(solver) : values(solver);
@@ -139,7 +133,8 @@ Certificate find_ray(const ProblemForm &form, int32_t *iterations) {
   // Columns of little part in the ray may bring huge costs and so duals: once more without them.
   double most = 0.0;
   for (const double e : d) most = std::max(most, std::fabs(e));
-  for (int32_t j = 0; j < form.columns(); ++j) named[j] = std::fabs(d[j]) > kLeastPart * most;
+  for (int32_t j = 0; j < form.columns(); ++j)
+    named[j] = std::fabs(d[j]) > kCertificates.least_part * most;
   d = solution(ray_problem(form, named), false, iterations);
   return checked(form, Verdict::kUnbounded, std::move(d));
 }

@@ -4,24 +4,17 @@
 #include <cmath>
 
 #include "interior_point/method/iterate.h"
+#include "interior_point/method/options.h"
 
 namespace interior_point {
 
 namespace {
 
-// Sizes of x and y without a bound: in largest right-hand sides and in costs of the ray; the last
-// in the largest of all costs, which beside a ray of cheap columns may be that of a penalty. With
-// 10 and 1 instead none of 4,000 programs with an optimum was refuted either.
-constexpr double kLargest = 1e8;
-constexpr double kLargestOfAll = 1e3;
-constexpr double kTolerance = 1e-8;    // relative to 1 + |b_i| and 1 + |c_j|
+constexpr const CertificateOptions &kCertificates = kOptions.certificates;
+
 constexpr double kRoundedRhs = 4e-15;  // of a sum, relative to its terms
 constexpr double kRoundedSum = 1e-14;
 constexpr double kRoundedCost = 1e-9;  // a solve allows dual infeasibilities of this size
-// From here on the hundredth of products in the measures' denominators outweighs right-hand sides
-// and costs, and what is allowed of a residual without them.
-constexpr double kFarOut = 1e3;
-constexpr double kUnsuspicious = 1e-5;
 
 double largest(const Vector<double> &v) {
   double most = 0.0;
@@ -166,11 +159,11 @@ bool proves_infeasibility(const ProblemForm &form, Vector<double> *y) {
   const Vector<double> magnitude = rhs_magnitudes(form);
   double theta = 0.0;
   for (int32_t i = 0; i < form.rows(); ++i) {
-    const double missed =
-        kTolerance * (form.row_scale[i] + std::fabs(form.b[i])) + kRoundedRhs * magnitude[i];
+    const double missed = kCertificates.tolerance * (form.row_scale[i] + std::fabs(form.b[i])) +
+                          kRoundedRhs * magnitude[i];
     theta += form.b[i] * (*y)[i] - missed * std::fabs((*y)[i]);
   }
-  const double most_x = kLargest * largest(form.b);
+  const double most_x = kCertificates.largest * largest(form.b);
   for (int32_t j = 0; j < form.columns() && theta > 0.0; ++j) {
     theta -= taken_by(form, *y, j, most_x);
   }
@@ -184,15 +177,15 @@ bool proves_unboundedness(const ProblemForm &form, Vector<double> *d) {
   double gain = 0.0;
   for (int32_t j = 0; j < form.columns(); ++j) {
     const double e = (*d)[j];
-    const double missed = kTolerance * (form.column_scale[j] + std::fabs(form.c[j]));
+    const double missed = kCertificates.tolerance * (form.column_scale[j] + std::fabs(form.c[j]));
     gain -= form.c[j] * e + missed * std::fabs(e);
     for (int32_t t = form.A.start[j]; t < form.A.start[j + 1]; ++t) {
       product[form.A.row[t]] += form.A.value[t] * e;
       terms[form.A.row[t]] += std::fabs(form.A.value[t] * e);
     }
   }
-  const double most_y =
-      std::max(kLargest * largest_price(form, d), kLargestOfAll * largest_price(form));
+  const double most_y = std::max(kCertificates.largest * largest_price(form, d),
+                                 kCertificates.largest_of_all * largest_price(form));
   const Vector<Range> ranges = dual_ranges(form);
   for (int32_t i = 0; i < form.rows() && gain > 0.0; ++i) {
     const double low = std::max(ranges[i].low, -most_y);
@@ -221,14 +214,16 @@ void find_unbounded_column(ProblemForm *form) {
 }
 
 Verdict suspicion(const ProblemForm &form, const Point &point) {
-  const bool y_may_be = largest(point.y) > kFarOut * largest(form.c);
-  const bool x_may_be = largest(point.x) > kFarOut * largest(form.b);
+  const bool y_may_be = largest(point.y) > kCertificates.far_out * largest(form.c);
+  const bool x_may_be = largest(point.x) > kCertificates.far_out * largest(form.b);
   if (!y_may_be && !x_may_be) return Verdict::kOpen;
   Residuals residuals;
   residuals.resize(form);
   compute_residuals(form, point, &residuals);
-  if (y_may_be && dual_residual(form, residuals) > kUnsuspicious) return Verdict::kUnbounded;
-  if (x_may_be && primal_residual(form, residuals) > kUnsuspicious) return Verdict::kInfeasible;
+  if (y_may_be && dual_residual(form, residuals) > kCertificates.unsuspicious)
+    return Verdict::kUnbounded;
+  if (x_may_be && primal_residual(form, residuals) > kCertificates.unsuspicious)
+    return Verdict::kInfeasible;
   return Verdict::kOpen;
 }
 

@@ -3,28 +3,17 @@
 #include <algorithm>
 #include <cmath>
 
+#include "interior_point/method/options.h"
 #include "interior_point/vector.h"
 
 namespace interior_point {
 
 namespace {
 
-constexpr double kBackwardShare = 0.01;  // weight of the backward errors in (7)
-// The objective below which the gap is measured absolutely: what column generation adds to its own
-// denominator, and less where all costs are smaller than 1. It must not grow with the costs. While
-// a master problem has nothing but penalty columns of cost 1e10, a share of 1e-5 of the least cost
-// let a gap of 1.5 pass for one of 1e-5, and the same point came back for ever.
-constexpr double kObjectiveFloor = 1e-10;
-// An optimum of 0 has no relative gap. Where the digits of p cancel, the gap is measured by this
-// share of the least cost or of the terms, whichever is less: terms grow with y where the dual has
-// no interior, and the costs may be those of penalty columns that carry nothing.
-constexpr double kTermsFloor = 1e-5;
-// The floor where p is what is left of the constant that shifts of columns gave: its rounding error
-// is not to be closed.
-constexpr double kConstantFloor = 1e-6;
+constexpr const MeasureOptions &kMeasures = kOptions.measures;
+
+// Of a sum of many terms, relative to their sizes.
 constexpr double kSummationError = 2e-15;
-// Rounding errors are forgiven up to this share of the objective: beyond, a gap says nothing.
-constexpr double kMostForgiven = 1e-7;
 // A residual this small is the rounding error of b - A x and says nothing of the point.
 constexpr double kRoundedPrimal = 1e-14;
 
@@ -48,7 +37,7 @@ double primal_measure(const ProblemForm &form, const Residuals &r, const double 
   const double common = 1.0 + form.largest_rhs;
   double worst = 0.0;
   for (int32_t i = 0; i < form.rows(); ++i) {
-    const double denominator = common + (backward ? kBackwardShare * backward[i] : 0.0);
+    const double denominator = common + (backward ? kMeasures.backward_share * backward[i] : 0.0);
     worst = std::max(worst, std::fabs(r.primal[i]) * form.row_unit[i] / denominator);
   }
   return worst;
@@ -58,8 +47,8 @@ double dual_measure(const ProblemForm &form, const Residuals &r, const double *b
   double worst = 0.0;
   for (int32_t j = 0; j < form.columns(); ++j) {
     const double unit = form.column_unit[j];
-    const double denominator =
-        1.0 + std::fabs(form.c[j]) * unit + (backward ? kBackwardShare * backward[j] : 0.0);
+    const double denominator = 1.0 + std::fabs(form.c[j]) * unit +
+                               (backward ? kMeasures.backward_share * backward[j] : 0.0);
     worst = std::max(worst, std::fabs(r.dual[j]) * unit / denominator);
   }
   return worst;
@@ -91,11 +80,13 @@ void measure_objectives(const ProblemForm &form, const Point &point, double roun
   m->objective = p + form.objective_constant;
   m->dual_objective = d + form.objective_constant;
   m->rounded = kSummationError * size;
-  m->unit = std::max({std::fabs(m->objective), kObjectiveFloor * std::min(1.0, form.least_cost),
-                      kConstantFloor * std::fabs(form.objective_constant)});
-  m->unit_of_terms = std::max(m->unit, kTermsFloor * std::min(size, form.least_cost));
+  m->unit =
+      std::max({std::fabs(m->objective), kMeasures.objective_floor * std::min(1.0, form.least_cost),
+                kMeasures.constant_floor * std::fabs(form.objective_constant)});
+  m->unit_of_terms = std::max(m->unit, kMeasures.terms_floor * std::min(size, form.least_cost));
   if (unit == Unit::kTerms) m->unit = m->unit_of_terms;
-  const double forgiven = std::min(rounded + kSummationError * size, kMostForgiven * m->unit);
+  const double forgiven =
+      std::min(rounded + kSummationError * size, kMeasures.most_forgiven * m->unit);
   m->gap = std::max(std::fabs(p - d) - forgiven, 0.0) / m->unit;
 }
 

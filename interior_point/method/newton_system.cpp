@@ -3,50 +3,19 @@
 #include <algorithm>
 #include <cmath>
 
+#include "interior_point/method/options.h"
 #include "interior_point/vector.h"
 
 namespace interior_point {
 
 namespace {
 
-// delta is this fraction of the median of the diagonal of A Theta A', and never above the second
-// value. An absolute constant fails where penalty columns make all of theta tiny.
-constexpr double kDeltaFraction = 1e-12;
-constexpr double kLargestDelta = 1e-8;
-// rho bounds theta, and with it the condition of M, where x grows without limit because the dual
-// has no interior. Penalty columns that carry weight have a theta beyond it in their small unit.
-constexpr double kRho = 1e-10;
-constexpr double kRhoOfPenalties = 1e-13;
-// A proximal term that takes back this share of the residual which a step removes is weakened.
-constexpr double kDominantShare = 0.1;
-constexpr double kWeaken = 0.01;
-// rho of a column is at fault where rho dx is at least this share of what the column has left.
-// Weakened for such columns alone it can go as far as they need: on degenerate programs whose
-// optimum is far out, x takes hundreds of steps of r_d / rho to get there (3 instead of 13 failures
-// among 650 transformed netlib programs, 16.3 instead of 17.8 iterations in the mean of all).
-constexpr double kBlamed = 0.5;
-// A free column has no barrier; theta = x^2 / mu within these limits takes its place. A full step
-// leaves dx / theta of its dual residual: with a theta of the other columns' size the residuals of
-// many free columns would come back with every step.
-constexpr double kLeastFreeTheta = 1e4;
-constexpr double kMostFreeTheta = 1e10;
-// A column that leaves this share of the largest dual residual gets a theta larger by the factor,
-// at most the last value. Random programs of 400 and 2000 rows with 15 % free columns and entries
-// from 1e-4 to 1e2, which hung at dual infeasibilities above 1e-5, take 36 and 56 iterations. A
-// factor of 100 worsens the condition for columns that settle without (11 instead of 8 failures
-// among 175 transformed netlib programs).
-constexpr double kLeavingShare = 0.1;
-constexpr double kLoosen = 10.0;
-constexpr double kLoosestTheta = 1e14;
-// Shift of the diagonal before Cholesky, its growth on a breakdown, and the last one tried.
-constexpr double kFirstShift = 1e-13;
-constexpr double kShiftGrowth = 100.0;
-constexpr double kLastShift = 1e-4;
-// A direction is corrected so many times, as long as that takes a good part of its error away.
-constexpr int kRefinements = 3;
-constexpr double kSlowRefinement = 0.5;
-// The error that a correction aims at, as a share of the one that is allowed.
-constexpr double kOvershoot = 0.5;
+constexpr const RegularisationOptions &kRegularisation = kOptions.regularisation;
+constexpr const FreeColumnOptions &kFreeColumns = kOptions.free_columns;
+constexpr const LinearSolveOptions &kLinearSolve = kOptions.linear_solve;
+
+// mu may underflow where the last product vanishes.
+constexpr double kLeastMu = 1e-300;
 
 double largest(const Vector<double> &v) {
   double most = 0.0;
@@ -66,7 +35,7 @@ void Products::resize(const ProblemForm &form) {
 }
 
 NewtonSystem::NewtonSystem(const ProblemForm &form) : form_(form) {
-  reset_terms();
+  reset_regularisation();
   const size_t rows = static_cast<size_t>(form.rows());
   const size_t columns = static_cast<size_t>(form.columns());
   theta_.resize(columns);
@@ -87,38 +56,41 @@ void NewtonSystem::analyse(const Factorisation *last) {
   if (!factorisation_) factorisation_ = make_factorisation(form_.A, last, &form_.is_free);
 }
 
-void NewtonSystem::reset_terms() {
+void NewtonSystem::reset_regularisation() {
   delta_factor_ = 1.0;
-  least_free_theta_.assign(static_cast<size_t>(form_.columns()), kLeastFreeTheta);
-  rho_.assign(static_cast<size_t>(form_.columns()), form_.has_penalties ? kRhoOfPenalties : kRho);
+  least_free_theta_.assign(static_cast<size_t>(form_.columns()), kFreeColumns.least_theta);
+  rho_.assign(static_cast<size_t>(form_.columns()),
+              form_.has_penalties ? kRegularisation.rho_of_penalties : kRegularisation.rho);
 }
 
-void NewtonSystem::weaken_primal_term(const Direction &direction, double largest_residual) {
-  if (delta_ * largest(direction.y) > kDominantShare * largest_residual) {
-    delta_factor_ *= kWeaken;
+void NewtonSystem::lower_dual_regularisation(const Direction &direction, double largest_residual) {
+  if (delta_ * largest(direction.y) > kRegularisation.dominant_share * largest_residual) {
+    delta_factor_ *= kRegularisation.lowering;
   }
 }
 
-void NewtonSystem::weaken_dual_terms(const Residuals &residuals, const Point &point,
-                                     const Direction &direction, const Blame &blame) {
-  if (std::isinf(blame.residual) && std::isinf(blame.defect)) return;
+void NewtonSystem::lower_primal_regularisation(const Residuals &residuals, const Point &point,
+                                               const Direction &direction,
+                                               const DualViolation &violation) {
+  if (std::isinf(violation.residual) && std::isinf(violation.defect)) return;
   for (int32_t j = 0; j < form_.columns(); ++j) {
     const double left = std::fabs(residuals.dual[j]);
-    if (left > kDominantShare * blame.residual ||
-        left * std::fabs(point.x[j]) > kDominantShare * blame.defect) {
-      if (rho_[j] * std::fabs(direction.x[j]) > kBlamed * left) rho_[j] *= kWeaken;
+    if (left > kRegularisation.dominant_share * violation.residual ||
+        left * std::fabs(point.x[j]) > kRegularisation.dominant_share * violation.defect) {
+      if (rho_[j] * std::fabs(direction.x[j]) > kRegularisation.responsible_share * left)
+        rho_[j] *= kRegularisation.lowering;
     }
   }
 }
 
-void NewtonSystem::loosen_free_columns(const Point &point, const Direction &direction,
-                                       const Blame &blame) {
+void NewtonSystem::raise_free_theta(const Point &point, const Direction &direction,
+                                    const DualViolation &violation) {
   for (int32_t j = 0; j < form_.columns(); ++j) {
     if (!form_.is_free[j]) continue;
     const double left = std::fabs(direction.x[j]) / theta_[j];
-    if (left > kLeavingShare * blame.residual ||
-        left * std::fabs(point.x[j]) > kLeavingShare * blame.defect) {
-      least_free_theta_[j] = std::min(kLoosen * theta_[j], kLoosestTheta);
+    if (left > kFreeColumns.leaving_share * violation.residual ||
+        left * std::fabs(point.x[j]) > kFreeColumns.leaving_share * violation.defect) {
+      least_free_theta_[j] = std::min(kFreeColumns.growth * theta_[j], kFreeColumns.last_theta);
     }
   }
 }
@@ -143,8 +115,8 @@ bool NewtonSystem::prepare(const Point &point, double mu) {
   }
   for (int32_t j = 0; j < form_.columns(); ++j) {
     if (form_.is_free[j]) {
-      const double natural = point.x[j] * point.x[j] / std::max(mu, 1e-300);
-      theta_[j] = std::max(std::min(natural, kMostFreeTheta), least_free_theta_[j]);
+      const double natural = point.x[j] * point.x[j] / std::max(mu, kLeastMu);
+      theta_[j] = std::max(std::min(natural, kFreeColumns.largest_theta), least_free_theta_[j]);
     } else {
       theta_[j] = 1.0 / (theta_[j] + rho_[j]);
     }
@@ -172,10 +144,12 @@ bool NewtonSystem::factorise() {
   added_ = diagonal_;
   const auto middle = added_.begin() + static_cast<int64_t>(added_.size() / 2);
   std::nth_element(added_.begin(), middle, added_.end());
-  delta_ = std::min(kDeltaFraction * *middle, kLargestDelta) * delta_factor_;
+  delta_ = std::min(kRegularisation.delta_share * *middle, kRegularisation.largest_delta) *
+           delta_factor_;
   // Numbers that are held elsewhere stay as they are: they get new ones of their own.
   if (factorisation_.use_count() > 1) factorisation_ = factorisation_->sibling();
-  for (double shift = kFirstShift; shift <= kLastShift; shift *= kShiftGrowth) {
+  for (double shift = kRegularisation.first_shift; shift <= kRegularisation.last_shift;
+       shift *= kRegularisation.shift_growth) {
     for (size_t i = 0; i < added_.size(); ++i) added_[i] = delta_ + shift * diagonal_[i];
     factorised_ = factorisation_->compute(theta_.data(), added_.data());
     if (factorised_) return true;
@@ -183,7 +157,6 @@ bool NewtonSystem::factorise() {
   return false;
 }
 
-/// residual_ = r_p - A dx - delta dy, and its largest entry in the caller's units
 double NewtonSystem::residual_of(const Residuals *residuals, const Direction &direction) {
   std::fill(image_.begin(), image_.end(), 0.0);
   add_product(form_.A, direction.x.data(), image_.data());
@@ -199,12 +172,11 @@ double NewtonSystem::residual_of(const Residuals *residuals, const Direction &di
 
 /// Corrections of (9) with the factorisation as approximate inverse. They are added to dx itself: a
 /// small dy gives them with full relative accuracy, while theta (A'dy - g) anew would bring back
-/// the rounding error of the large dy. True when the direction was clean as it came; it stays where
-/// no correction improves it.
+/// the rounding error of the large dy.
 bool NewtonSystem::refine(const Residuals *residuals, Direction *direction) {
   double error = residual_of(residuals, *direction);
   if (error <= accuracy_) return true;
-  for (int round = 0; round < kRefinements && error > accuracy_; ++round) {
+  for (int round = 0; round < kLinearSolve.refinements && error > accuracy_; ++round) {
     if (!find_correction()) return false;
     add_search(1.0, direction);
     const double next_error = residual_of(residuals, *direction);
@@ -212,14 +184,12 @@ bool NewtonSystem::refine(const Residuals *residuals, Direction *direction) {
       add_search(-1.0, direction);
       return false;
     }
-    if (next_error > kSlowRefinement * error) return false;
+    if (next_error > kLinearSolve.slow_refinement * error) return false;
     error = next_error;
   }
   return false;
 }
 
-/// The dy and dx that take most of residual_ away, to search_ and search_x_. Residuals are compared
-/// in the caller's units.
 bool NewtonSystem::find_correction() {
   for (size_t i = 0; i < residual_.size(); ++i) residual_[i] *= form_.row_unit[i];
   if (!corrections_.start(residual_)) return false;
@@ -231,14 +201,13 @@ bool NewtonSystem::find_correction() {
     factorisation_->solve_augmented(search_.data(), search_.data() + rows);
     form_image();
   } while (corrections_.add(search_, image_) &&
-           corrections_.residual_norm() > kOvershoot * accuracy_);
+           corrections_.residual_norm() > kLinearSolve.overshoot * accuracy_);
   if (corrections_.size() == 0) return false;
   corrections_.combine(&search_);
   form_search_x();
   return are_finite(search_) && are_finite(search_x_);
 }
 
-/// dx for the dy of search_, whose last entries are those of the augmented columns.
 void NewtonSystem::form_search_x() {
   for (int32_t j = 0; j < form_.columns(); ++j) {
     search_x_[j] = theta_[j] * column_product(form_.A, j, search_.data());
@@ -246,7 +215,6 @@ void NewtonSystem::form_search_x() {
   set_augmented(search_.data() + residual_.size(), &search_x_);
 }
 
-/// image_ = A dx + delta dy of search_ in the caller's units.
 void NewtonSystem::form_image() {
   form_search_x();
   for (size_t i = 0; i < image_.size(); ++i) image_[i] = delta_ * search_[i];
@@ -263,7 +231,6 @@ void NewtonSystem::add_search(double length, Direction *direction) {
   for (size_t i = 0; i < direction->y.size(); ++i) direction->y[i] += length * search_[i];
 }
 
-/// g of (9).
 void NewtonSystem::form_gradient(const Point &point, const Residuals *residuals,
                                  const Products &products) {
   for (size_t j = 0; j < gradient_.size(); ++j) gradient_[j] = -products.xz[j] * inverse_x_[j];
@@ -276,8 +243,6 @@ void NewtonSystem::form_gradient(const Point &point, const Residuals *residuals,
   }
 }
 
-/// dy and dx of (9). Where columns are unknowns beside dy, theta g of theirs is left to the
-/// factorisation, and their dx comes from it.
 void NewtonSystem::solve_normal_equations(const Residuals *residuals, Direction *direction) {
   const Vector<int32_t> &augmented = factorisation_->augmented_columns();
   std::fill(rhs_.begin(), rhs_.end(), 0.0);
@@ -298,7 +263,6 @@ void NewtonSystem::solve_normal_equations(const Residuals *residuals, Direction 
   set_augmented(augmented_x_.data(), &direction->x);
 }
 
-/// product_ = A'dy
 void NewtonSystem::form_product(const Direction &direction) {
   for (int32_t j = 0; j < form_.columns(); ++j) {
     product_[j] = column_product(form_.A, j, direction.y.data());

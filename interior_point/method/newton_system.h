@@ -21,9 +21,12 @@
  * r_d a full step leaves dx_j / theta_j. Theta starts moderate, for the sake of the condition of
  * the matrix, and grows for the columns whose leavings hold the dual infeasibility up.
  *
- * delta and rho are proximal terms: they keep (9) solvable when rows depend on each other or force
- * variables to zero, and vanish from the limit because they act on the step alone. rho is a number
- * per column: a column that has far to go is held back by it and none of the others.
+ * delta is the dual regularisation, rho the primal one, a number per column. As proximal terms they
+ * keep (9) solvable when rows depend on each other or force variables to zero, and vanish from the
+ * limit because they act on the step alone. A column that has a long way to go
+ * is held back by its own rho alone. M. P. Friedlander and D. Orban, A primal-dual
+ * regularized interior-point method for convex quadratic programs, Math. Program. Comput. 4 (2012)
+ * 71-107.
  */
 #ifndef INTERIOR_POINT_METHOD_NEWTON_SYSTEM_H
 #define INTERIOR_POINT_METHOD_NEWTON_SYSTEM_H
@@ -48,9 +51,9 @@ struct Products {
   void resize(const ProblemForm &form);
 };
 
-/// What the residual of a single column is held against: the largest one, and |x'r_d|. Infinite
-/// where that is not too large.
-struct Blame {
+/// The dual infeasibility that a step has left and should not have: the largest residual, and
+/// |x'r_d|. Infinite where that is not too large. Single columns are held against it.
+struct DualViolation {
   double residual = kInfinity;
   double defect = kInfinity;
 };
@@ -79,14 +82,16 @@ class NewtonSystem {
 
   /// A full step leaves delta dy of r_p. Where that is a good part of its largest entry, lowers
   /// delta for the rest of the solve.
-  void weaken_primal_term(const Direction &direction, double largest_residual);
+  void lower_dual_regularisation(const Direction &direction, double largest_residual);
   /// The same of rho dx and r_d, column by column.
-  void weaken_dual_terms(const Residuals &residuals, const Point &point, const Direction &direction,
-                         const Blame &blame);
-  /// Raises theta of the free columns, for the rest of the solve, of which a full step leaves what
-  /// is to blame.
-  void loosen_free_columns(const Point &point, const Direction &direction, const Blame &blame);
-  void reset_terms();
+  void lower_primal_regularisation(const Residuals &residuals, const Point &point,
+                                   const Direction &direction, const DualViolation &violation);
+  /// Raises theta, for the rest of the solve, of the free columns that leave a good part of
+  /// the violation.
+  void raise_free_theta(const Point &point, const Direction &direction,
+                        const DualViolation &violation);
+  /// Regularisation and theta of free columns as at the start of a solve.
+  void reset_regularisation();
 
   /// The factorisation of the last prepare, for others to keep; null before the first one, after
   /// one that failed, and after that of the starting point.
@@ -102,17 +107,33 @@ class NewtonSystem {
   void solve_normal(double *r) const { factorisation_->solve(r); }
 
  private:
+  /// Factorises A Theta A' + delta I, the diagonal raised as far as that needs. False when even the
+  /// last raise does not do.
   bool factorise();
+  /// diagonal_ = that of A Theta A'.
   void form_diagonal();
+  /// gradient_ = g of (9).
   void form_gradient(const Point &point, const Residuals *residuals, const Products &products);
+  /// dy and dx of (9). Where columns are unknowns beside dy, theta g of theirs is left to the
+  /// factorisation, and their dx comes from it.
   void solve_normal_equations(const Residuals *residuals, Direction *direction);
+  /// product_ = A'dy.
   void form_product(const Direction &direction);
+  /// residual_ = r_p - A dx - delta dy, and its largest entry in the caller's units.
   double residual_of(const Residuals *residuals, const Direction &direction);
+  /// Corrects dx and dy until their residual is allowed. True when the direction was clean as it
+  /// came; it stays where no correction improves it.
   bool refine(const Residuals *residuals, Direction *direction);
+  /// The dy and dx that take most of residual_ away, to search_ and search_x_. Residuals are
+  /// compared in the caller's units.
   bool find_correction();
+  /// search_x_ = dx for the dy of search_, whose last entries are those of the augmented columns.
   void form_search_x();
+  /// image_ = A dx + delta dy of search_ in the caller's units.
   void form_image();
+  /// Writes the entries of the augmented columns to their places in x.
   void set_augmented(const double *augmented_x, Vector<double> *x) const;
+  /// direction += length times the correction.
   void add_search(double length, Direction *direction);
 
   const ProblemForm &form_;

@@ -39,6 +39,7 @@
 #ifndef INTERIOR_POINT_METHOD_SOLVER_H
 #define INTERIOR_POINT_METHOD_SOLVER_H
 
+#include "interior_point/method/options.h"
 #include "interior_point/method/step.h"
 #include "interior_point/method/warm_start.h"
 
@@ -61,12 +62,6 @@ struct Request {
   double feasibility = 1.0;      ///< share of the usual infeasibilities to allow
   bool keep_centred = false;     ///< aim at the middle of the path
   bool must_be_centred = false;  ///< accept only products within the neighbourhood
-};
-
-/// A solve goes on while its worst criterion falls by `factor` within `patience` iterations.
-struct Pace {
-  double factor;
-  int32_t patience;
 };
 
 enum class Start { kCold, kSaved, kCurrent };
@@ -103,34 +98,71 @@ class Solver {
  private:
   enum class Missing { kNothing, kCentrality, kMore };
 
+  // Around the loop.
+
+  /// Limits of gap and infeasibilities that the request comes to.
   void set_limits(const Request &request);
+  /// Puts the point to (10). False when A A' could not be factorised.
   bool start_cold();
+  /// Another start from scratch, at the far end of the path. What the first one ended with stays
+  /// where it is of use and this one ends with nothing better.
   Code retry_from_penalties(const Request &request, Code first);
+  /// The main loop: from the point as it is to a code.
   Code iterate(const Request &request);
-  void evaluate();
-  Missing missing(const Request &request) const;
-  double infeasibility(const Measures &m) const;
-  double defect_limit(const Measures &m) const;
-  double distance() const;
-  bool meets_in_terms(const Request &request);
+  /// Ends the loop with the best point met. The code is softened where that point is of use.
+  Code give_up(const Request &request, Code code);
   void remember_if_best(double distance);
   void recall_best();
-  Code give_up(const Request &request, Code code);
 
+  // Criteria.
+
+  /// Residuals and measures of the point.
+  void evaluate();
+  /// What keeps the point from being accepted.
+  Missing missing(const Request &request) const;
+  /// How far the worst criterion of feasibility is from its limit: at most 1 when all are met.
+  double infeasibility(const Measures &m) const;
+  /// The same of all criteria but centrality.
+  double distance() const;
+  /// The largest |y'r_p| with which p may still serve as an upper bound.
+  double defect_limit(const Measures &m) const;
+  /// Where p and d cancel down to next to nothing, whether they agree as far as their terms let
+  /// them. That is then what the gap is measured by.
+  bool meets_in_terms(const Request &request);
+
+  // A step.
+
+  /// Factorises, finds the direction and moves. False when no factorisation was found.
   bool advance(const Request &request, bool centring_only);
+  /// What a linear solve may leave of r_p in the caller's units.
   double allowed_error() const;
+  /// The direction to the centre at the present mu, infeasibilities included.
   void centring_direction();
+  /// The direction of an ordinary iteration: predictor, weighted corrector, centrality correctors.
   void predictor_corrector_direction(const Request &request);
+  /// mu_t of (12), and with it the stop.
   double target(const Request &request, const StepLengths &predictor);
+  /// direction += weight * (solution for mu_t - alpha_p alpha_d dx dz), weight 1 or min(alpha)^2.
   void add_weighted_corrector(double target, const StepLengths &predictor);
+  /// Adds correctors towards the neighbourhood of mu_t as long as they lengthen the steps.
   void add_centrality_correctors(double target, bool keep_centred);
+  /// Goes a share of the way to the boundary, at most the whole direction.
   void move(const Request &request);
+
+  // After a step.
+
+  /// Whether dual residuals may go into z and v.
   bool absorbs_residuals() const;
+  /// Residuals that are small against z or v go there: no step is needed where a product may change
+  /// by that much.
   void absorb_dual_residuals();
-  void watch_proximal_terms();
-  void watch_interior();
+  /// Lowers the regularisation that held the step back, if any did.
+  void watch_regularisation();
+  /// Lowers the stop where infeasibility or gap no longer fall close to it.
+  void watch_stop();
   void lower_stop(double factor);
-  double least_relief() const;
+  /// What keeps the mu to stop at a multiple of the rounding error of p.
+  double least_stop_factor() const;
 
   std::shared_ptr<const ProblemForm> shared_form_;
   const ProblemForm &form_;
@@ -142,14 +174,15 @@ class Solver {
   Direction direction_, corrector_, trial_;
   Products products_;
   double best_distance_ = kInfinity;
-  Pace pace_ = {0.9, 25};
+  StallRule stall_rule_ = kOptions.stall.cold;
   int32_t short_steps_ = 0;  // in a row, and how many are put up with
   int32_t short_steps_allowed_ = 0;
-  double relief_ = 1.0;   // lowers the mu to stop at
-  int32_t reliefs_ = 0;   // how often that was done
-  double stop_mu_ = 0.0;  // the second entry of the maximum in (12)
+  double stop_factor_ = 1.0;    // lowers the mu to stop at
+  int32_t stop_lowerings_ = 0;  // how often that was done
+  double stop_mu_ = 0.0;        // the second entry of the maximum in (12)
   double factorisation_mu_ = 0.0;
-  MadeFactorisation carried_;  // of an earlier problem with these rows, until the first iteration
+  SavedFactorisation
+      warm_factorisation_;  // of an earlier problem with these rows, until the first iteration
   Unit unit_ = Unit::kObjective;  // of the gap
   double tolerance_ = 1e-8;       // of the gap
   double feasibility_ = 1e-9;     // of the infeasibilities

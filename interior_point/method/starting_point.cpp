@@ -4,14 +4,12 @@
 #include <cmath>
 
 #include "interior_point/form/huge_bounds.h"
+#include "interior_point/method/options.h"
 #include "interior_point/vector.h"
 
 namespace interior_point {
 
 namespace {
-
-constexpr double kViolationShift = 1.5;  // shift by this many times the largest violation
-constexpr double kLeastShift = 1e-3;     // when x or z of (10) is zero all over
 
 /// x + w = h with |x|^2 + |w|^2 least among the near boxes: theta is 1/2 there, x is measured from
 /// h/2. The other columns have theta 1.
@@ -84,8 +82,12 @@ void complete_huge_boxes(const ProblemForm &form, const Vector<uint8_t> &huge, d
 void shift_into_interior(const ProblemForm &form, const Vector<uint8_t> &huge, Point *point) {
   const double least_x = least_value(form, huge, point->x, point->w);
   const double least_z = least_value(form, huge, point->z, point->v);
-  add_constant(form, std::max(-kViolationShift * least_x, kLeastShift), &point->x, &point->w);
-  add_constant(form, std::max(-kViolationShift * least_z, kLeastShift), &point->z, &point->v);
+  add_constant(form,
+               std::max(-kOptions.start.violation_shift * least_x, kOptions.start.least_shift),
+               &point->x, &point->w);
+  add_constant(form,
+               std::max(-kOptions.start.violation_shift * least_z, kOptions.start.least_shift),
+               &point->z, &point->v);
   double products = 0.0;
   double sum_x = 0.0;
   double sum_z = 0.0;
@@ -145,7 +147,7 @@ void make_penalty_point(const ProblemForm &form, Point *point) {
 
 bool make_starting_point(const ProblemForm &form, NewtonSystem *newton, Point *point) {
   point->resize(form);
-  newton->reset_terms();
+  newton->reset_regularisation();
   const Vector<uint8_t> huge = huge_boxes(form);
   if (!newton->prepare_least_squares(huge)) return false;
   least_squares_x(form, *newton, huge, point);

@@ -4,50 +4,35 @@
 #include <cmath>
 #include <numeric>
 
+#include "interior_point/method/options.h"
 #include "interior_point/vector.h"
 
 namespace interior_point {
 
 namespace {
 
-// Beyond this depth (in half-widths of the dual ellipsoid) the point is worth less than a start
-// from scratch; below 20 it is what ordinary runs show.
-constexpr double kDeepestCut = 60.0;
-// Many cuts at once do the same when the root of the sum of their squared depths is above this: in
-// runs of lot sizing and assignment most starts between 250 and 300 paid, and two of the six above
-// 500 did.
-constexpr double kDeepestCuts = 400.0;
-// The box counts as active where a penalty column has less than this share of its cost as slack.
-constexpr double kBoxActive = 0.5;
-// A new column whose duals exceed its cost by this factor meets rows that lived on the box.
-constexpr double kPenaltyCut = 1e3;
-// A column whose cost was raised keeps at least this share of mu as its product.
-constexpr double kLeastProduct = 0.5;
-
-// A removed column that carried this share of the right-hand side takes the point's feasibility
-// along.
-constexpr double kMissed = 0.05;
+constexpr const WarmStartOptions &kWarmStart = kOptions.warm_start;
 
 constexpr int32_t kNew = -1;
 
 /// For each structural column of the form its place among the saved ones, or kNew.
 Vector<int32_t> match_columns(const SavedPoint &saved, const ProblemForm &form) {
   const int32_t columns = form.structurals;
-  const int32_t kept = static_cast<int32_t>(saved.fingerprint.size());
+  const int32_t old_columns = static_cast<int32_t>(saved.fingerprint.size());
   Vector<int32_t> match(static_cast<size_t>(columns), kNew);
   int32_t prefix = 0;
-  while (prefix < std::min(columns, kept) &&
+  while (prefix < std::min(columns, old_columns) &&
          saved.fingerprint[prefix] == form.fingerprint[prefix]) {
     match[prefix] = prefix;
     ++prefix;
   }
   // The rest by fingerprint; equal ones in their order.
-  Vector<int32_t> order(static_cast<size_t>(kept - prefix));
+  Vector<int32_t> order(static_cast<size_t>(old_columns - prefix));
   std::iota(order.begin(), order.end(), prefix);
   std::stable_sort(order.begin(), order.end(), [&](int32_t a, int32_t b) {
     return saved.fingerprint[a] < saved.fingerprint[b];
   });
-  Vector<uint8_t> used(static_cast<size_t>(kept), 0);
+  Vector<uint8_t> used(static_cast<size_t>(old_columns), 0);
   for (int32_t j = prefix; j < columns; ++j) {
     auto at = std::lower_bound(order.begin(), order.end(), form.fingerprint[j],
                                [&](int32_t a, uint64_t f) { return saved.fingerprint[a] < f; });
@@ -62,13 +47,13 @@ Vector<int32_t> match_columns(const SavedPoint &saved, const ProblemForm &form) 
 /// True when a column is gone that the saved point cannot do without.
 bool misses_columns(const SavedPoint &saved, const ProblemForm &form,
                     const Vector<int32_t> &match) {
-  Vector<uint8_t> found(saved.reach.size(), 0);
+  Vector<uint8_t> found(saved.largest_activity.size(), 0);
   for (const int32_t s : match) {
     if (s != kNew) found[s] = 1;
   }
-  const double limit = kMissed * (1.0 + form.largest_rhs);
+  const double limit = kWarmStart.missed_share * (1.0 + form.largest_rhs);
   for (size_t s = 0; s < found.size(); ++s) {
-    if (!found[s] && saved.reach[s] > limit) return true;
+    if (!found[s] && saved.largest_activity[s] > limit) return true;
   }
   return false;
 }
@@ -90,7 +75,7 @@ bool place_old(const SavedPoint &saved, const ProblemForm &form, int32_t j, int3
   if (raise != 0.0 && !form.is_free[j]) {
     const double moved = z + raise;
     if (moved <= 0.0) return false;
-    x = std::max(x * z / moved, kLeastProduct * saved.mu / moved);
+    x = std::max(x * z / moved, kWarmStart.least_product * saved.mu / moved);
     z = moved;
   }
   if (!form.is_free[j] && !(x > 0.0 && z > 0.0)) return false;
@@ -107,14 +92,15 @@ Vector<double> dual_widths(const SavedPoint &saved, const ProblemForm &form,
     for (int32_t t = form.A.start[j]; t < form.A.start[j + 1]; ++t) {
       const int32_t i = form.A.row[t];
       columns.row.push_back(i);
-      columns.value.push_back(form.A.value[t] / form.row_scale[i] * saved.made.row_scale[i]);
+      columns.value.push_back(form.A.value[t] / form.row_scale[i] *
+                              saved.factorisation.row_scale[i]);
     }
     columns.start.push_back(static_cast<int32_t>(columns.row.size()));
   }
   Vector<double> t(fresh.size());
-  saved.made.factorisation->quadratic_forms(columns, t.data());
+  saved.factorisation.factor->quadratic_forms(columns, t.data());
   // sqrt(mu t) with the factorisation's own mu, in the scaled unit of the column.
-  for (double &e : t) e = std::sqrt(std::max(e, 0.0) * saved.made.mu);
+  for (double &e : t) e = std::sqrt(std::max(e, 0.0) * saved.factorisation.mu);
   return t;
 }
 
@@ -122,7 +108,7 @@ Vector<double> dual_widths(const SavedPoint &saved, const ProblemForm &form,
 bool box_is_active(const ProblemForm &form, const Point &point, const Vector<int32_t> &match) {
   for (int32_t j = 0; j < form.structurals; ++j) {
     if (match[j] == kNew || form.A.length(j) != 1 || !(form.c[j] > 0.0)) continue;
-    if (point.z[j] < kBoxActive * form.c[j]) return true;
+    if (point.z[j] < kWarmStart.active_box * form.c[j]) return true;
   }
   return false;
 }
@@ -176,14 +162,15 @@ bool place_new(const SavedPoint &saved, const ProblemForm &form, const Vector<in
     depth = std::max(depth, own);
     squares += own * own;
   }
-  if (!stay && (depth > kDeepestCut || std::sqrt(squares) > kDeepestCuts)) return false;
+  if (!stay && (depth > kWarmStart.deepest_cut || std::sqrt(squares) > kWarmStart.deepest_cuts))
+    return false;
   const double pull_back = std::max(1.0, depth);
   const Vector<int32_t> slack_of = slacks_by_row(form);
   for (size_t k = 0; k < fresh.size(); ++k) {
     const int32_t j = fresh[k];
     if (form.is_free[j]) continue;
     if (stay && form.has_penalties && form.c[j] > 0.0 &&
-        -reduced_cost[k] > kPenaltyCut * form.c[j] && is_absorbed(form, slack_of, j)) {
+        -reduced_cost[k] > kWarmStart.penalty_cut * form.c[j] && is_absorbed(form, slack_of, j)) {
       place_absorbed(form, slack_of, saved.mu, j, point);
       continue;
     }
@@ -243,7 +230,7 @@ bool is_interior(const ProblemForm &form, const Point &point) {
 }  // namespace
 
 SavedPoint save_point(const ProblemForm &form, const Point &point, double mu,
-                      MadeFactorisation made) {
+                      SavedFactorisation factorisation) {
   SavedPoint saved;
   const size_t structurals = static_cast<size_t>(form.structurals);
   saved.fingerprint = form.fingerprint;
@@ -251,7 +238,7 @@ SavedPoint save_point(const ProblemForm &form, const Point &point, double mu,
   saved.x.resize(structurals);
   saved.z.resize(structurals);
   saved.w.assign(structurals, 0.0);
-  saved.reach.resize(structurals);
+  saved.largest_activity.resize(structurals);
   saved.v.assign(structurals, 0.0);
   const size_t rows = static_cast<size_t>(form.rows());
   saved.user_row = form.user_row;
@@ -273,7 +260,7 @@ SavedPoint save_point(const ProblemForm &form, const Point &point, double mu,
     for (int32_t t = form.A.start[j]; t < form.A.start[j + 1]; ++t) {
       most = std::max(most, std::fabs(form.A.value[t]) / form.row_scale[form.A.row[t]]);
     }
-    saved.reach[j] = most * point.x[j];
+    saved.largest_activity[j] = most * point.x[j];
   }
   for (size_t k = 0; k < form.boxed.size(); ++k) {
     const int32_t j = form.boxed[k];
@@ -285,7 +272,7 @@ SavedPoint save_point(const ProblemForm &form, const Point &point, double mu,
   }
   for (size_t i = 0; i < rows; ++i) saved.y[i] = point.y[i] * form.row_scale[i];
   saved.mu = mu;
-  saved.made = std::move(made);
+  saved.factorisation = std::move(factorisation);
   return saved;
 }
 
@@ -294,7 +281,7 @@ bool same_rows(const SavedPoint &saved, const ProblemForm &form) {
 }
 
 bool restore_point(const SavedPoint &saved, const ProblemForm &form, Point *point) {
-  if (!same_rows(saved, form) || !saved.made.factorisation || !(saved.mu > 0.0)) return false;
+  if (!same_rows(saved, form) || !saved.factorisation.factor || !(saved.mu > 0.0)) return false;
   point->resize(form);
   for (int32_t i = 0; i < form.rows(); ++i) point->y[i] = saved.y[i] / form.row_scale[i];
   Vector<int32_t> match = match_columns(saved, form);

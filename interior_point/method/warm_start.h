@@ -29,9 +29,9 @@
 
 namespace interior_point {
 
-/// A factorisation, the row scale it was made in, and the mu of its theta.
-struct MadeFactorisation {
-  std::shared_ptr<const Factorisation> factorisation;
+/// A factorisation, the row scale it belongs to, and the mu of its theta.
+struct SavedFactorisation {
+  std::shared_ptr<const Factorisation> factor;
   Vector<double> row_scale;
   double mu = 0.0;
 };
@@ -40,17 +40,17 @@ struct SavedPoint {
   // Per structural column of the problem it comes from, in the caller's units.
   Vector<uint64_t> fingerprint;
   Vector<double> cost, x, z, w, v;
-  Vector<double> reach;  ///< max_i |a_ij| x_j: what the column does to the largest row
+  Vector<double> largest_activity;  ///< max_i |a_ij| x_j: what the column does to the largest row
   // Per row of that problem.
   Vector<int32_t> user_row, row_type;
   Vector<double> y, slack_x, slack_z, slack_w, slack_v;
   double mu = 0.0;
-  MadeFactorisation made;  ///< the last one
+  SavedFactorisation factorisation;  ///< the last one
 };
 
 /// Copies the point out of its form. Throws std::bad_alloc.
 SavedPoint save_point(const ProblemForm &form, const Point &point, double mu,
-                      MadeFactorisation made);
+                      SavedFactorisation factorisation);
 
 /// True when the saved point is of a problem with the rows of this form, in its order.
 bool same_rows(const SavedPoint &saved, const ProblemForm &form);

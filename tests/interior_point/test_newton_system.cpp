@@ -185,7 +185,7 @@ TEST(NewtonSystem, KeepsProductsOfBasicColumnsAndDualRowsOfTheOthers) {
   }
 }
 
-/// delta and rho of a column go down where they are to blame, and theta of free columns up.
+/// delta and rho of a column go down where they are to violation, and theta of free columns up.
 TEST(NewtonSystem, WeakensItsProximalTermsWhereTheyHoldAResidualUp) {
   for (uint64_t seed = 1; seed <= 20; ++seed) {
     const ProblemForm form = draw_form(seed);
@@ -197,12 +197,12 @@ TEST(NewtonSystem, WeakensItsProximalTermsWhereTheyHoldAResidualUp) {
     Direction direction;
     direction.resize(form);
     std::fill(direction.x.begin(), direction.x.end(), 1.0);
-    newton.loosen_free_columns(point, direction, {1e-6, HUGE_VAL});
+    newton.raise_free_theta(point, direction, {1e-6, HUGE_VAL});
     ASSERT_TRUE(newton.prepare(point, 1.0));
     for (int32_t j = 0; j < form.columns(); ++j) {
       EXPECT_NEAR(newton.theta()[j] / before[j], form.is_free[j] ? 10.0 : 1.0, 1e-9);
     }
-    newton.reset_terms();
+    newton.reset_regularisation();
     ASSERT_TRUE(newton.prepare(point, 1.0));
     EXPECT_EQ(newton.theta(), before);
     // Where z / x is nothing beside rho; a residual of 1 is held up by rho dx of 10, not by less.
@@ -215,7 +215,7 @@ TEST(NewtonSystem, WeakensItsProximalTermsWhereTheyHoldAResidualUp) {
     residuals.resize(form);
     std::fill(residuals.dual.begin(), residuals.dual.end(), 1.0);
     for (int32_t j = 0; j < form.columns(); ++j) direction.x[j] = j % 2 ? 10.0 * bounded[j] : 1.0;
-    newton.weaken_dual_terms(residuals, flat, direction, {1.0, HUGE_VAL});
+    newton.lower_primal_regularisation(residuals, flat, direction, {1.0, HUGE_VAL});
     ASSERT_TRUE(newton.prepare(flat, 1.0));
     for (int32_t j = 0; j < form.columns(); ++j) {
       const bool weakened = j % 2 && !form.is_free[j];

@@ -262,7 +262,7 @@ TEST(WarmStart, LetsSlacksTakeUpColumnsThatRelieveThePenalties) {
     const ProblemForm form = forms::form_of(full);
     Point point;
     const SavedPoint saved = solver.save();
-    EXPECT_NE(saved.made.mu, saved.mu) << "the factorisation is that of the point before";
+    EXPECT_NE(saved.factorisation.mu, saved.mu) << "the factorisation is that of the point before";
     ASSERT_TRUE(restore_point(saved, form, &point));
     interior_point::Residuals residuals;
     residuals.resize(form);
