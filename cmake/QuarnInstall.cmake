@@ -27,6 +27,29 @@ foreach(header errors handles master pricing quarn result settings visibility)
           DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}/quarn_cpp"
           COMPONENT development)
 endforeach()
+
+# Sets of their own: who looks for the package may lack oneTBB or MPI, and need neither.
+foreach(library IN LISTS QUARN_BLOCK_LIBRARIES)
+  install(
+    TARGETS quarn_${library}
+    EXPORT quarn_${library}
+    ARCHIVE DESTINATION "${CMAKE_INSTALL_LIBDIR}" COMPONENT development
+    LIBRARY DESTINATION "${CMAKE_INSTALL_LIBDIR}"
+            COMPONENT runtime
+            NAMELINK_COMPONENT development
+    RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}" COMPONENT runtime)
+  install(
+    EXPORT quarn_${library}
+    FILE quarn_${library}.cmake
+    NAMESPACE quarn::
+    DESTINATION "${quarn_package_dir}"
+    COMPONENT development)
+endforeach()
+foreach(header IN LISTS QUARN_BLOCK_HEADERS)
+  install(FILES "${PROJECT_SOURCE_DIR}/block_pricing/${header}.hpp"
+          DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}/block_pricing"
+          COMPONENT development)
+endforeach()
 install(
   FILES "${PROJECT_SOURCE_DIR}/LICENSE" "${PROJECT_SOURCE_DIR}/THIRD_PARTY_NOTICES.md"
   DESTINATION "${CMAKE_INSTALL_DOCDIR}"

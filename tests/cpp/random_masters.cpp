@@ -16,7 +16,7 @@ class Maker {
 
   Program make() {
     linking_ = static_cast<size_t>(whole(2, 9));
-    blocks_ = static_cast<size_t>(whole(1, 5));
+    blocks_ = static_cast<size_t>(features_.blocks > 0 ? features_.blocks : whole(1, 5));
     for (size_t i = 0; i < linking_ + blocks_; ++i) duals_.push_back(0.0);
     make_columns();
     std::vector<double> left(duals_.size(), 0.0);
@@ -38,7 +38,7 @@ class Maker {
   bool chance(double share) { return real(0.0, 1.0) < share; }
 
   void make_columns() {
-    const int count = whole(20, 80);
+    const int count = std::max(whole(20, 80), 6 * static_cast<int>(blocks_));
     for (int j = 0; j < count; ++j) {
       ProgramColumn column;
       const bool ray = features_.rays && chance(0.1);

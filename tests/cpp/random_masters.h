@@ -36,6 +36,7 @@ struct Program {
 /// What random programs may have.
 struct Features {
   bool ranges = true, rays = true, bounds = true;
+  int blocks = 0;  ///< 0: one to five
 };
 
 /// Made around an optimal pair: reduced costs are 0 where the solution is between its bounds, rows

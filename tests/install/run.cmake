@@ -14,10 +14,15 @@ file(
   RELATIVE "${prefix}/include"
   "${prefix}/include/*")
 set(expected interior_point/interior_point.h priority_queue/priority_queue.h quarn/quarn.h)
+string(REPLACE "|" ";" block_headers "${BLOCK_HEADERS}")
+foreach(header IN LISTS block_headers)
+  list(APPEND expected block_pricing/${header}.hpp)
+endforeach()
 foreach(header errors handles master pricing quarn result settings visibility)
   list(APPEND expected quarn_cpp/${header}.hpp)
 endforeach()
 list(SORT headers)
+list(SORT expected)
 if(NOT headers STREQUAL expected)
   message(FATAL_ERROR "installed headers: ${headers}")
 endif()
@@ -29,7 +34,8 @@ foreach(file LICENSE THIRD_PARTY_NOTICES.md)
 endforeach()
 
 configure("${consumer}" "${WORK_DIR}/consumer" "-DCMAKE_BUILD_TYPE=${CONFIG}"
-          "-DCMAKE_PREFIX_PATH=${prefix}" "-DLINEAR_ALGEBRA=${LINEAR_ALGEBRA}")
+          "-DCMAKE_PREFIX_PATH=${prefix}" "-DLINEAR_ALGEBRA=${LINEAR_ALGEBRA}"
+          "-DBLOCK_LIBRARIES=${BLOCK_LIBRARIES}")
 run(${CMAKE_COMMAND} --build "${WORK_DIR}/consumer" --config "${CONFIG}")
 run(${CMAKE_CTEST_COMMAND} --test-dir "${WORK_DIR}/consumer" -C "${CONFIG}" --output-on-failure)
 

@@ -1,0 +1,45 @@
+# Looks for what pricing in blocks runs on: oneTBB for threads, MPI for the ranks of a job.
+#
+# Sets QUARN_TBB_LEFT_OUT and QUARN_MPI_LEFT_OUT: why each is left out; empty when it is there. And
+# QUARN_BLOCKS_NEED_TBB, TRUE or FALSE, for the package configuration.
+
+include_guard(GLOBAL)
+
+set(QUARN_TBB_LEFT_OUT "")
+if(NOT QUARN_WITH_TBB)
+  set(QUARN_TBB_LEFT_OUT "QUARN_WITH_TBB is OFF")
+else()
+  find_package(TBB QUIET)
+  if(NOT TARGET TBB::tbb)
+    set(QUARN_TBB_LEFT_OUT "oneTBB was not found")
+  elseif(TBB_VERSION VERSION_LESS 2021)
+    set(QUARN_TBB_LEFT_OUT "TBB ${TBB_VERSION} is older than oneTBB")
+  endif()
+endif()
+
+set(QUARN_MPI_LEFT_OUT "")
+if(NOT QUARN_WITH_MPI)
+  set(QUARN_MPI_LEFT_OUT "QUARN_WITH_MPI is OFF")
+elseif(QUARN_SANITIZE MATCHES "thread")
+  set(QUARN_MPI_LEFT_OUT "MPI libraries are not instrumented for ThreadSanitizer")
+else()
+  find_package(MPI QUIET COMPONENTS CXX)
+  if(NOT TARGET MPI::MPI_CXX)
+    set(QUARN_MPI_LEFT_OUT "MPI was not found")
+  elseif(MPI_CXX_VERSION VERSION_LESS 3)
+    set(QUARN_MPI_LEFT_OUT "the MPI found is of version ${MPI_CXX_VERSION}, not 3")
+  endif()
+endif()
+
+if(QUARN_TBB_LEFT_OUT)
+  set(QUARN_BLOCKS_NEED_TBB FALSE)
+  message(STATUS "Pricing of blocks by threads: left out, ${QUARN_TBB_LEFT_OUT}")
+else()
+  set(QUARN_BLOCKS_NEED_TBB TRUE)
+  message(STATUS "Pricing of blocks by threads: with oneTBB ${TBB_VERSION}")
+endif()
+if(QUARN_MPI_LEFT_OUT)
+  message(STATUS "Pricing of blocks over ranks: left out, ${QUARN_MPI_LEFT_OUT}")
+else()
+  message(STATUS "Pricing of blocks over ranks: with MPI ${MPI_CXX_VERSION}")
+endif()
