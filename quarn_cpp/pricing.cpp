@@ -62,6 +62,8 @@ Column Columns::add(double cost, const std::vector<Entry> &entries, Bounds bound
   const int32_t known = state_.find_equal(cost, slots.data(), values.data(), length, &hash);
   if (known >= 0) return state_.column_handle(known);
   ++added_;
+  // What was feasible may not be any more, and the record has to be made to tell.
+  if (bounds.lower > 0.0) state_.note(detail::Edit::rows_added, false, true);
   return state_.column_handle(
       state_.append(cost, slots.data(), values.data(), length, bounds, std::move(data), hash));
 }

@@ -79,8 +79,7 @@ void Record::order_rows() {
 
 /// Bounds of the dual of a linking row, as one that minimises.
 Bounds Record::box(const RowSlot &row, const Penalty &penalty) const {
-  Bounds box = {row.is_equal() || row.is_range() || row.has_upper() ? -penalty.cost : 0.0,
-                row.is_equal() || row.is_range() || row.has_lower() ? penalty.cost : 0.0};
+  Bounds box = {-penalty.cost, penalty.cost};
   Bounds given = row.dual_bounds;
   if (state_.sense == Sense::maximize) given = {-given.upper, -given.lower};
   if (!penalty.opens_boxes && given.lower > -kInfinity) box.lower = given.lower;
@@ -134,6 +133,25 @@ void Record::note_reliefs(const std::vector<double> &lower, const std::vector<do
   }
 }
 
+/// By slot: the block rows that the caller's columns may leave unmet. The others, at any value of a
+/// column that has to be used nowhere, can be met while the boxes take what linking rows miss.
+std::vector<bool> Record::rows_to_relieve() const {
+  std::vector<bool> relieved(state_.rows.size());
+  for (size_t i = 0; i < relieved.size(); ++i) relieved[i] = state_.rows[i].has_lower();
+  std::vector<std::pair<int32_t, double>> entries;
+  for (size_t j = 0; j < state_.columns.size(); ++j) {
+    const ColumnSlot &column = state_.columns[j];
+    if (column.removed) continue;
+    if (column.bounds.lower != 0.0) return std::vector<bool>(relieved.size(), true);
+    if (!column.given || column.is_bounded()) continue;
+    state_.gather(static_cast<int32_t>(j), &entries);
+    for (const auto &[row, value] : entries) {
+      if (value > 0.0) relieved[at(row)] = false;
+    }
+  }
+  return relieved;
+}
+
 void Record::add_auxiliary_columns(const Penalty &penalty) {
   RecordBatch batch(env_->G->m);
   std::vector<double> widths;
@@ -146,9 +164,10 @@ void Record::add_auxiliary_columns(const Penalty &penalty) {
     }
   }
   const int32_t first = env_->G->n;
+  const std::vector<bool> relieved = rows_to_relieve();
   for (const int32_t slot : row_slots_) {
     const RowSlot &row = state_.rows[at(slot)];
-    if (!row.identity->block) continue;
+    if (!row.identity->block || !relieved[at(slot)]) continue;
     for (const double unit : {1.0, -1.0}) {
       if (unit > 0.0 ? !row.has_lower() : !row.has_upper()) continue;
       reliefs_.push_back({slot, first + batch.size(), penalty.cost});

@@ -6,7 +6,8 @@
  * the master's columns, besides the box columns of the linking rows, auxiliary ones:
  *
  *   slack columns       a x - s = lower, 0 <= s <= upper - lower, for a row with a range
- *   artificial columns  +1 and -1 in a block row, where they help to satisfy it, at the penalty
+ *   artificial columns  +1 and -1 in a block row, where they help to satisfy it, at the penalty;
+ *                       left out of rows that a column given by the caller can satisfy
  */
 #ifndef QUARN_CPP_RECORD_HPP
 #define QUARN_CPP_RECORD_HPP
@@ -27,8 +28,8 @@ namespace detail {
 struct Penalty {
   double cost;
   bool opens_boxes;  ///< also where the caller's dual bounds are closer
-  /// Also for what the slack of an inequality does: rounding takes a box column in use for a sign
-  /// that the rows cannot be met, and one at no cost shares the slack's value.
+  /// The boxes are wide on the side of an inequality's slack: rounding takes a box column in use
+  /// for a sign that the rows cannot be met, and one at no cost shares the slack's value.
   bool guards_slacks;
 };
 
@@ -95,6 +96,7 @@ class Record {
   Bounds box(const RowSlot &row, const Penalty &penalty) const;
   void make(const Penalty &penalty, const std::vector<double> &first_duals, void *user_data);
   void add_auxiliary_columns(const Penalty &penalty);
+  std::vector<bool> rows_to_relieve() const;
   void note_reliefs(const std::vector<double> &lower, const std::vector<double> &upper);
   void send_first_columns();
   void send(const std::vector<int32_t> &slots);

@@ -76,7 +76,7 @@ struct ColumnData {
   int32_t length;
 };
 
-/// What has happened to the master since a run asked.
+/// What has happened to the master since a run asked. A column that has to be used is as a row.
 enum class Edit { none, rows_added, changed };
 
 struct State {

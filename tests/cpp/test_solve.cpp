@@ -452,6 +452,26 @@ TEST(Solve, RoundsWhenAsked) {
   EXPECT_GE(covered, 4.0);
 }
 
+TEST(Solve, ColumnsThatHaveToBeUsedMayBeTooManyForTheirBlock) {
+  for (const bool too_many : {false, true}) {
+    Master master;
+    const Row row = master.add_row(RowSense::at_least, 1.0);
+    const Row block = master.add_block(RowSense::at_most, 3.0, "block");
+    master.add_column(5.0, {{row, 1.0}, {block, 1.0}});
+    const Result result = master.solve([&](const Duals &, Columns &columns) {
+      const double least = too_many ? 4.0 : 2.0;
+      columns.add(1.0, {{row, 0.25}, {block, 1.0}}, quarn::Bounds{least, least});
+      return Answer::bound(too_many ? 4.0 : 4.5);
+    });
+    EXPECT_EQ(result.status, too_many ? Status::infeasible : Status::optimal) << result.message;
+    if (too_many) {
+      EXPECT_EQ(result.unmet_rows.front().first, block);
+    } else {
+      EXPECT_NEAR(result.upper_bound, 4.5, 1e-4);
+    }
+  }
+}
+
 // What no rounding of the first solution covers is left to another one, in which the surplus of a
 // row must not be taken for a sign that the rows cannot be met.
 TEST(Solve, RoundsRowsThatAreCoveredMoreThanOnce) {
