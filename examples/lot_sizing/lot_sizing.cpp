@@ -1,19 +1,22 @@
 #include <CLI/CLI.hpp>
 #include <cstdint>
 #include <cstdio>
+#include <functional>
 #include <string>
 #include <vector>
 
-#include "examples/common/master_run.h"
+#include "examples/common/master_solve.h"
 #include "examples/common/options.h"
-#include "examples/common/run_report.h"
+#include "examples/common/report.h"
 #include "examples/common/text_reader.h"
 #include "examples/lot_sizing/instance.h"
-#include "examples/lot_sizing/plan_oracle.h"
+#include "examples/lot_sizing/master.h"
 
 namespace lot_sizing {
 
 // The master problem, its pricing and its bound are derived in README.md.
+
+constexpr double kLeastShare = 1e-4;  // of a plan that is printed
 
 struct Settings : MasterSettings {
   std::string generate;  ///< what to generate; empty: read the file
@@ -35,16 +38,20 @@ static Instance load(const Settings &settings) {
       fields.integer(3, "the seed", 1, 2147483646));
 }
 
-static void print_plans(examples::MasterRun &run, const Instance &instance) {
+static void print_plans(const quarn::Master &master, const quarn::Result &result,
+                        const Instance &instance) {
   std::puts("\n     item     share        cost  quantity in each period");
-  for (const examples::MasterColumn &column : examples::master_solution(run.env(), 1e-4)) {
-    const Item &item = instance.items[static_cast<size_t>(column.tag)];
+  for (const auto &[column, share] : result.values) {
+    if (share <= kLeastShare) continue;
+    std::vector<quarn::Entry> entries = master.entries(column);
+    const int32_t i = entries.back().first.index() - instance.periods;
+    entries.pop_back();
+    const Item &item = instance.items[static_cast<size_t>(i)];
     std::vector<double> made(instance.horizon(), 0.0);
-    for (const examples::Entry &entry : column.entries) {
-      if (entry.row >= instance.periods) continue;
-      made[static_cast<size_t>(entry.row)] = (entry.value - item.setup_use) / item.unit_use;
+    for (const auto &[row, use] : entries) {
+      made[static_cast<size_t>(row.index())] = (use - item.setup_use) / item.unit_use;
     }
-    std::printf("%9d %9.6f %11.3f ", column.tag + 1, column.value, column.cost);
+    std::printf("%9d %9.6f %11.3f ", i + 1, share, column.cost());
     for (const double quantity : made) std::printf(" %g", quantity);
     std::printf("\n");
   }
@@ -66,15 +73,16 @@ static void add_options(CLI::App &app, Settings &settings) {
 
 static int solve(const Settings &settings) {
   const Instance instance = load(settings);
-  PlanOracle oracle(instance, settings);
-  examples::MasterRun run(make_rows(instance), oracle, settings, first_duals(instance));
-  oracle.prepare(run.env());
-  const examples::MasterResult result = run.solve();
-  examples::print_summary(stdout, result);
-  if (settings.plans && result.status == 0) print_plans(run, instance);
+  quarn::Master master = examples::resumed(make_master(instance), settings);
+  Oracle oracle(instance, master, settings);
+  const quarn::Settings how = examples::settings_of(settings, first_duals(instance));
+  const quarn::Result result = examples::solve(master, std::ref(oracle), settings, how);
+  examples::print_summary(result);
+  const int status = examples::exit_status(result);
+  if (settings.plans && status == examples::kSolved) print_plans(master, result, instance);
   const std::string &name = settings.generate.empty() ? settings.file : settings.generate;
   examples::write_json({name, result, std::nullopt}, settings.json_file);
-  return examples::exit_status(result);
+  return status;
 }
 
 }  // namespace lot_sizing

@@ -63,8 +63,4 @@ examples::MasterRows make_rows(const Instance &instance) {
   return rows;
 }
 
-std::vector<double> first_duals(const Instance &instance) {
-  return std::vector<double>(instance.horizon() + instance.items.size(), 0.0);
-}
-
 }  // namespace lot_sizing

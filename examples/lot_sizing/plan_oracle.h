@@ -13,20 +13,13 @@
 #include "examples/common/master_run.h"
 #include "examples/common/options.h"
 #include "examples/lot_sizing/instance.h"
+#include "examples/lot_sizing/master.h"
 #include "examples/lot_sizing/plan.h"
 #include "examples/lot_sizing/plan_search.h"
 
 namespace lot_sizing {
 
-/// How the master problem is solved.
-struct MasterSettings : examples::Options {
-  int32_t price_vectors = 5;  ///< at which an answer looks for plans
-};
-
 examples::MasterRows make_rows(const Instance &instance);
-
-/// Duals of 0: the oracle's first call is one for the cheapest plans of all.
-std::vector<double> first_duals(const Instance &instance);
 
 /// Prices plans; the tag of a column is its item, from 0.
 class PlanOracle : public examples::Oracle {
