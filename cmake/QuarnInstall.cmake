@@ -10,7 +10,7 @@ include(CMakePackageConfigHelpers)
 set(quarn_package_dir "${CMAKE_INSTALL_LIBDIR}/cmake/quarn")
 
 install(
-  TARGETS quarn quarn_core quarn_cpp quarn_cpp_core quarn_interior_point quarn_priority_queue
+  TARGETS quarn quarn_core quarn_cpp quarn_cpp_core quarn_branch_and_price quarn_interior_point quarn_priority_queue
   EXPORT quarnTargets
   ARCHIVE DESTINATION "${CMAKE_INSTALL_LIBDIR}" COMPONENT development
   LIBRARY DESTINATION "${CMAKE_INSTALL_LIBDIR}"
@@ -48,6 +48,11 @@ endforeach()
 foreach(header IN LISTS QUARN_BLOCK_HEADERS)
   install(FILES "${PROJECT_SOURCE_DIR}/block_pricing/${header}.hpp"
           DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}/block_pricing"
+          COMPONENT development)
+endforeach()
+foreach(header branch_and_price branching problem search)
+  install(FILES "${PROJECT_SOURCE_DIR}/branch_and_price/${header}.hpp"
+          DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}/branch_and_price"
           COMPONENT development)
 endforeach()
 install(
