@@ -95,6 +95,18 @@ void NewtonSystem::raise_free_theta(const Point &point, const Direction &directi
   }
 }
 
+double NewtonSystem::unfelt_delta(const Point &point) const {
+  double most = 0.0;
+  for (int32_t j = 0; j < form_.columns(); ++j) {
+    const double xj = std::fabs(point.x[j]);
+    for (int32_t t = form_.A.start[j]; t < form_.A.start[j + 1]; ++t) {
+      most = std::max(most, std::fabs(form_.A.value[t]) * xj);
+    }
+  }
+  const double y = largest(point.y);
+  return y > 0.0 ? kRegularisation.rounded_share * most / y : 0.0;
+}
+
 void NewtonSystem::form_diagonal() {
   std::fill(diagonal_.begin(), diagonal_.end(), 0.0);
   for (int32_t j = 0; j < form_.columns(); ++j) {
@@ -121,10 +133,12 @@ bool NewtonSystem::prepare(const Point &point, double mu) {
       theta_[j] = 1.0 / (theta_[j] + rho_[j]);
     }
   }
+  least_delta_ = std::min(unfelt_delta(point), kRegularisation.largest_delta);
   return factorise();
 }
 
 bool NewtonSystem::prepare_least_squares(const Vector<uint8_t> &huge) {
+  least_delta_ = 0.0;
   std::fill(theta_.begin(), theta_.end(), 1.0);
   for (size_t k = 0; k < huge.size(); ++k) {
     if (!huge[k]) theta_[form_.boxed[k]] = 0.5;
@@ -146,6 +160,7 @@ bool NewtonSystem::factorise() {
   std::nth_element(added_.begin(), middle, added_.end());
   delta_ = std::min(kRegularisation.delta_share * *middle, kRegularisation.largest_delta) *
            delta_factor_;
+  delta_ = std::max(delta_, least_delta_);
   // Numbers that are held elsewhere stay as they are: they get new ones of their own.
   if (factorisation_.use_count() > 1) factorisation_ = factorisation_->sibling();
   for (double shift = kRegularisation.first_shift; shift <= kRegularisation.last_shift;

@@ -112,6 +112,8 @@ class NewtonSystem {
   bool factorise();
   /// diagonal_ = that of A Theta A'.
   void form_diagonal();
+  /// The delta whose delta dy stays within the rounding error of r_p for a dy no larger than y.
+  double unfelt_delta(const Point &point) const;
   /// gradient_ = g of (9).
   void form_gradient(const Point &point, const Residuals *residuals, const Products &products);
   /// dy and dx of (9). Where columns are unknowns beside dy, theta g of theirs is left to the
@@ -142,7 +144,8 @@ class NewtonSystem {
   Vector<double> least_free_theta_;  // per column
   double delta_ = 0.0;
   double delta_factor_ = 1.0;
-  Vector<double> rho_;  // per column
+  double least_delta_ = 0.0;  // not to be felt, and enough to hold y
+  Vector<double> rho_;        // per column
   double accuracy_ = 0.0;
   bool factorised_ = false;
   bool trusted_ = false;  // the first solution with this factorisation was clean
