@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cstdint>
 
+#include "quarn/complaints.h"
 #include "quarn/duplicate_index.h"
 #include "quarn/edit_arrays.h"
 #include "quarn/edit_checks.h"
@@ -20,10 +21,22 @@ namespace quarn {
 // ---- batches of new columns ---------------------------------------------------------------------
 
 /// A batch that an addition takes up: an empty one, or one with sound entries in the rows of G.
-static bool is_acceptable(const QUARN_env *env, const QUARN_SMatrix_CW *batch) {
+static bool is_acceptable(const QUARN_env *env, const QUARN_SMatrix_CW *batch,
+                          const char *function) {
   if (env == nullptr || batch == nullptr) return false;
   if (batch->n < 1) return true;
-  return is_well_formed({batch->col_start, batch->rw, batch->elt, batch->n}, batch->nz, env->G->m);
+  const Lists columns = {batch->col_start, batch->rw, batch->elt, batch->n};
+  const Fault fault = first_fault(columns, batch->nz, env->G->m);
+  complaints::batch(Log(*env), {function, "column", "row"}, columns, fault, env->G->m);
+  return fault.flaw == Flaw::none;
+}
+
+static bool is_acceptable(const QUARN_env &env, const DenseColumns &columns, const char *function) {
+  int64_t where = 0;
+  if (is_well_formed(columns, env.G->m, &where)) return true;
+  complaints::dense_entry(Log(env), function, static_cast<int32_t>(where % columns.m),
+                          static_cast<int32_t>(where / columns.m), columns.values[where], env.G->m);
+  return false;
 }
 
 static void report_columns(const Log &log, const QUARN_SMatrix_CW &batch, const char *function,
@@ -139,29 +152,33 @@ static double *cost_entry(QUARN_SMatrix_CW *G, int32_t j) {
 }
 
 /// A duplicate of column j was offered: the matrix keeps the cheaper cost. Auxiliary columns have
-/// no tag to take over.
-static void take_cheaper_cost(QUARN_env *env, int32_t j, double cost, const int32_t *tags,
+/// no tag to take over. False when the duplicate is not cheaper.
+static bool take_cheaper_cost(QUARN_env *env, int32_t j, double cost, const int32_t *tags,
                               int32_t c) {
   double *known_cost = cost_entry(env->G, j);
-  if (known_cost == nullptr || !(*known_cost > cost)) return;
+  if (known_cost == nullptr || !(*known_cost > cost)) return false;
   *known_cost = cost;
   if (j >= env->ncols_aux) set_tag(env, j, tags, c);
   accept_column(env);
+  return true;
 }
 
 /// Appends the columns that are not in G yet; equal columns within the batch are all new.
 static bool append_distinct(QUARN_env *env, const QUARN_SMatrix_CW &batch, const int32_t *tags) {
   DuplicateIndex index(*env->G, env->m);
   if (!index) return false;
+  int32_t first = 0, first_known = 0, refused = 0;
   for (int32_t c = 0; c < batch.n; ++c) {
     double cost = 0.0;
     const int32_t known = index.find(column(batch, c), &cost);
-    if (known >= 0) {
-      take_cheaper_cost(env, known, cost, tags, c);
-    } else {
+    if (known < 0) {
       append_generated(env, batch, c, tags);
+    } else if (!take_cheaper_cost(env, known, cost, tags, c) && refused++ == 0) {
+      first = c;
+      first_known = known;
     }
   }
+  complaints::known_columns(Log(*env), first, first_known - env->ncols_aux, refused);
   return true;
 }
 
@@ -210,7 +227,7 @@ static void keep_columns(const QUARN_env &env, const int32_t *keep, int32_t nkee
 // ---- column addition ----------------------------------------------------------------------------
 
 int32_t QUARN_add_columns(QUARN_env *env, const QUARN_SMatrix_CW *batch, const int32_t *tags) {
-  if (!quarn::is_acceptable(env, batch)) return -1;
+  if (!quarn::is_acceptable(env, batch, __func__)) return -1;
   if (!quarn::fits_index_range(*env->G, *batch, quarn::kGeneratedGrowth)) return -1;
   const quarn::InvariantGuard guard(env);
   if (env->verbosity > 1) {
@@ -234,7 +251,7 @@ int32_t QUARN_add_dense_columns(QUARN_env *env, const double *dense, const int32
                                 int32_t dense_m, int32_t dense_n) {
   if (env == nullptr) return -1;
   const quarn::DenseColumns columns = {dense, dense_m, dense_n};
-  if (columns.is_usable() && !quarn::is_well_formed(columns, env->G->m)) return -1;
+  if (columns.is_usable() && !quarn::is_acceptable(*env, columns, __func__)) return -1;
   env->ncols_last = 0;
   const int64_t nz = columns.is_usable() ? quarn::count_stored(columns) : 0;
   if (nz == 0) return 0;
@@ -244,7 +261,7 @@ int32_t QUARN_add_dense_columns(QUARN_env *env, const double *dense, const int32
 }
 
 int32_t QUARN_add_auxiliary_columns(QUARN_env *env, const QUARN_SMatrix_CW *batch) {
-  if (!quarn::is_acceptable(env, batch)) return -1;
+  if (!quarn::is_acceptable(env, batch, __func__)) return -1;
   if (!quarn::fits_index_range(*env->G, *batch, quarn::kAuxiliaryGrowth)) return -1;
   const quarn::InvariantGuard guard(env);
   if (env->verbosity != 0) {
@@ -273,7 +290,7 @@ int32_t QUARN_add_auxiliary_columns_dense(QUARN_env *env, const double *dense, i
   if (env == nullptr) return -1;
   const quarn::DenseColumns columns = {dense, dense_m, dense_n};
   if (!columns.is_usable()) return 0;
-  if (!quarn::is_well_formed(columns, env->G->m)) return -1;
+  if (!quarn::is_acceptable(*env, columns, __func__)) return -1;
   const int64_t nz = quarn::count_stored(columns);
   if (nz == 0) return 0;
   quarn::OwnedColumns batch;
@@ -301,7 +318,12 @@ int32_t QUARN_reset_lambda_bounds(QUARN_env *env, int32_t length) {
 int32_t QUARN_remove_columns(QUARN_env *env, const int32_t *keep, int32_t nkeep) {
   if (env == nullptr) return -1;
   QUARN_SMatrix_CW *old = env->G;
-  if (!quarn::is_selection(keep, nkeep, old->n - env->ncols_aux)) return -1;
+  const int32_t generated = old->n - env->ncols_aux;
+  int32_t where = 0;
+  if (!quarn::is_selection(keep, nkeep, generated, &where)) {
+    quarn::complaints::keep_list(quarn::Log(*env), __func__, "column", keep, where, generated);
+    return -1;
+  }
   const quarn::InvariantGuard guard(env);
   quarn::OwnedColumns matrix;
   quarn::Scratch<QUARN_SMatrix_CW> record(1);

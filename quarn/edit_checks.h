@@ -15,21 +15,27 @@ namespace quarn {
 
 constexpr double kDropTolerance = 1e-10;  // dense values up to this magnitude are not stored
 
-/// Whether `count` lists with nz entries have rising starts from 1 to nz+1, indices within
-/// 1 .. max_index and finite values.
-inline bool is_well_formed(const Lists &lists, int32_t nz, int32_t max_index) {
-  if (lists.start == nullptr || lists.start[0] != 1) return false;
+/// What is wrong with the lists of a batch, and at which list or entry, from 0.
+enum class Flaw { none, first_start, falling_start, last_start, no_entries, index, value };
+struct Fault {
+  Flaw flaw = Flaw::none;
+  int32_t position = 0;
+};
+
+/// The first flaw of `count` lists with nz entries, which are to have rising starts from 1 to nz+1,
+/// indices within 1 .. max_index and finite values.
+inline Fault first_fault(const Lists &lists, int32_t nz, int32_t max_index) {
+  if (lists.start == nullptr || lists.start[0] != 1) return {Flaw::first_start, 0};
   for (int32_t t = 0; t < lists.count; ++t) {
-    if (lists.start[t + 1] < lists.start[t]) return false;
+    if (lists.start[t + 1] < lists.start[t]) return {Flaw::falling_start, t};
   }
-  if (int64_t{lists.start[lists.count]} != int64_t{nz} + 1) return false;
-  if (nz > 0 && (lists.index == nullptr || lists.elt == nullptr)) return false;
+  if (int64_t{lists.start[lists.count]} != int64_t{nz} + 1) return {Flaw::last_start, 0};
+  if (nz > 0 && (lists.index == nullptr || lists.elt == nullptr)) return {Flaw::no_entries, 0};
   for (int32_t k = 0; k < nz; ++k) {
-    if (lists.index[k] < 1 || lists.index[k] > max_index || !std::isfinite(lists.elt[k])) {
-      return false;
-    }
+    if (lists.index[k] < 1 || lists.index[k] > max_index) return {Flaw::index, k};
+    if (!std::isfinite(lists.elt[k])) return {Flaw::value, k};
   }
-  return true;
+  return {};
 }
 
 inline bool is_stored(double value) { return std::fabs(value) > kDropTolerance; }
@@ -45,12 +51,12 @@ struct DenseColumns {
   double at(int32_t i, int32_t j) const { return values[int64_t{j} * m + i]; }
 };
 
-/// Whether every value is finite and no stored one lies below the rows of the matrix.
-inline bool is_well_formed(const DenseColumns &dense, int32_t rows) {
-  for (int32_t j = 0; j < dense.n; ++j) {
-    for (int32_t i = 0; i < dense.m; ++i) {
-      if (!std::isfinite(dense.at(i, j)) || (i >= rows && is_stored(dense.at(i, j)))) return false;
-    }
+/// Whether every value is finite and no stored one lies below the rows of the matrix; `where`, when
+/// not, is the position of the first that is at fault.
+inline bool is_well_formed(const DenseColumns &dense, int32_t rows, int64_t *where) {
+  for (*where = 0; *where < dense.size(); ++*where) {
+    const double value = dense.values[*where];
+    if (!std::isfinite(value) || (*where % dense.m >= rows && is_stored(value))) return false;
   }
   return true;
 }
@@ -60,11 +66,14 @@ inline int64_t count_stored(const DenseColumns &dense) {
 }
 
 /// Whether the list names `length` different indices from 0 to count-1; false also without memory.
-inline bool is_selection(const int32_t *keep, int32_t length, int32_t count) {
-  if (length < 0 || length > count || (length > 0 && keep == nullptr)) return false;
+/// `where`, when not, is the position of the first that is at fault, -1 when it is none of them.
+inline bool is_selection(const int32_t *keep, int32_t length, int32_t count, int32_t *where) {
+  *where = -1;
+  if (length < 0 || (length > 0 && keep == nullptr)) return false;
   Scratch<int8_t> named(count);
   if (!named) return false;
   for (int32_t t = 0; t < length; ++t) {
+    *where = t;
     if (keep[t] < 0 || keep[t] >= count || named[keep[t]] != 0) return false;
     named[keep[t]] = 1;
   }

@@ -36,6 +36,9 @@ class Log {
     va_end(values);
   }
 
+  /// Whether the text goes to a function of the caller's, which takes more than standard output.
+  bool is_callers() const { return sink_ != nullptr && sink_ != QUARN_log_nothing; }
+
   void flush() const {
     if (sink_ == nullptr) std::fflush(stdout);
   }

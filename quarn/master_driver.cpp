@@ -5,6 +5,7 @@
 
 #include <cmath>
 
+#include "quarn/complaints.h"
 #include "quarn/dual_box.h"
 #include "quarn/environment.h"
 #include "quarn/messages.h"
@@ -53,6 +54,7 @@ static int16_t examine_final_solution(QUARN_env *env) {
     if (!refresh_lambda(env)) return kOracleOrMemory;
     const BoxColumnInUse use = box_column_in_use(*env);
     if (use.column >= 0) {
+      complaints::unmet_row(Log(*env), use.row, env->lambda[use.column]);
       if (env->verbosity != 0) {
         messages::dual_at_its_bound(Log(*env), use.row, dual_of_row(*env, use.row), use.column,
                                     env->lambda[use.column], std::fabs(use.product),

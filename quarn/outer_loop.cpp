@@ -23,9 +23,11 @@
 
 #include <algorithm>
 #include <cfloat>
+#include <cmath>
 
 #include "quarn/bounds.h"
 #include "quarn/clock.h"
+#include "quarn/complaints.h"
 #include "quarn/internal.h"
 #include "quarn/messages.h"
 #include "quarn/sparse_matrix.h"
@@ -82,6 +84,17 @@ static void calculate_gaps(QUARN_env *env, const Run &run) {
 static bool oracle_answers(QUARN_env *env, QUARN_oracle oracle, Run *run, timeval *asked_at) {
   *asked_at = read_clock();
   env->oracle_status = oracle(&run->ub_term, &run->lb_term, env, env->user_data);
+  const Log log(*env);
+  if (env->oracle_status < 0) {
+    complaints::oracle_gave_up(log, env->outer_iterations, env->oracle_status);
+  } else {
+    if (std::isnan(run->lb_term)) {
+      complaints::term_is_no_number(log, env->outer_iterations, "lb_term");
+    }
+    if (std::isnan(run->ub_term)) {
+      complaints::term_is_no_number(log, env->outer_iterations, "ub_term");
+    }
+  }
   return env->oracle_status >= 0;
 }
 
@@ -227,12 +240,17 @@ static bool lower_bound_conflicts(const QUARN_env &env, const Run &run) {
 /// Hands the duals to the oracle and updates bounds, gaps and time from its answer.
 static int16_t ask_oracle(QUARN_env *env, QUARN_oracle oracle, Run *run) {
   env->matrix_changed = 0;
+  const double lb_term = run->lb_term;
   timeval asked_at;
   if (!oracle_answers(env, oracle, run, &asked_at)) return kOracleOrMemory;
   env->cputime_oracle += seconds_between(asked_at, read_clock());
   if (env->oracle_status > 0) update_bounds(env, *run);
   if (lower_bound_conflicts(*env, *run)) return kBoundConflict;
   calculate_gaps(env, *run);
+  if (env->oracle_status > 0 && env->matrix_changed == 0 && run->lb_term == lb_term &&
+      env->rel_gap > env->delta) {
+    complaints::empty_answer(Log(*env), env->outer_iterations, lb_term, env->rel_gap);
+  }
   const double elapsed = seconds_between(run->start, read_clock());
   messages::after_oracle(Log(*env), lower_figures(*env, *run), upper_figures(*env, *run),
                          env->rel_gap, run_figures(*env, elapsed, run->cputime_before + elapsed));

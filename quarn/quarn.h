@@ -301,8 +301,10 @@ const char *QUARN_version(void);
  * Where the text of this record goes from now on; copies inherit it.
  *
  *   function  called with each piece of text as it is written: part of a line, a line or several.
- *             The pieces one after the other are what standard output would show. It must not throw
- *             or call the library. Null: standard output; QUARN_log_nothing: nowhere.
+ *             The pieces one after the other are what standard output would show, and lines beside
+ *             that name a mistake: the column or row that was refused, the answer that contradicts
+ *             another. It must not throw or call the library. Null: standard output, without these
+ *             lines; QUARN_log_nothing: nowhere.
  *   data      borrowed; the function's second argument.
  *
  * QUARN_print_Matrix has no record and always writes to standard output.

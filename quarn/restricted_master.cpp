@@ -39,6 +39,7 @@
 
 #include <algorithm>
 
+#include "quarn/complaints.h"
 #include "quarn/internal.h"
 #include "quarn/messages.h"
 
@@ -313,6 +314,25 @@ static int32_t run_fallback(QUARN_env *env, const MasterData &data, int32_t relo
   return QUARN_solve_RMP_STD(env);
 }
 
+/// Says why the problem that is loaded was not solved, as far as the solver has proved it. Without
+/// memory for that, it says the code.
+static void complain(const QUARN_env &env, int32_t code) {
+  constexpr int32_t kInfeasible = 4, kUnbounded = 5;
+  const Log log(env);
+  if (!log.is_callers()) return;
+  Scratch<double> values(std::max(env.Pb->ncols, env.G->m));
+  if (!values || (code != kInfeasible && code != kUnbounded)) {
+    complaints::unsolved(log, code);
+  } else if (code == kInfeasible) {
+    get_dual_solution(env.Pb, values.get());
+    complaints::contradictory_rows(log, values.get(), env.G->m - 1);
+  } else {
+    double unused_1 = 0.0, unused_2 = 0.0;
+    get_opt_solution(env.Pb, &unused_1, &unused_2, values.get(), nullptr, nullptr, nullptr);
+    complaints::unbounded_column(log, values.get(), env.Pb->ncols, env.ncols_aux);
+  }
+}
+
 /// Reads the duals and the two values that follow from them. False when there is no room for the
 /// duals, which a caller may have released for a cold start.
 static bool read_results(QUARN_env *env, const MasterData &data, double *rmp_dual_value,
@@ -379,7 +399,10 @@ int32_t QUARN_solve_RMP(QUARN_env *env, QUARN_SMatrix_CW *G, double *RHS, double
     code = quarn::run_strategy(env);
   }
   if (code != 0) code = quarn::run_fallback(env, data, quarn::kPlainLoad);
-  if (code != 0) return -1;
+  if (code != 0) {
+    quarn::complain(*env, code);
+    return -1;
+  }
   return quarn::read_results(env, data, rmp_dual_value, rmp_primal_value) ? 0 : -1;
 }
 
@@ -391,6 +414,9 @@ int32_t IQUARN_solve_RMP(QUARN_env *env, QUARN_SMatrix_CW *G, double *RHS, doubl
   const bool warm = env->WS_strategy == 1 && env->outer_iterations >= 2;
   int32_t code = warm ? QUARN_solve_RMP_WS(env) : quarn::run_centred(env);
   if (code != 0) code = quarn::run_fallback(env, data, quarn::kReload);
-  if (code != 0) return -1;
+  if (code != 0) {
+    quarn::complain(*env, code);
+    return -1;
+  }
   return quarn::read_results(env, data, rmp_dual_value, rmp_primal_value) ? 0 : -1;
 }

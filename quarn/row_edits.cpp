@@ -2,9 +2,11 @@
 // edits allocate what they need before they change the first field.
 
 #include <algorithm>
+#include <cmath>
 #include <cstdint>
 #include <cstring>
 
+#include "quarn/complaints.h"
 #include "quarn/edit_arrays.h"
 #include "quarn/edit_checks.h"
 #include "quarn/edit_messages.h"
@@ -14,14 +16,29 @@
 
 namespace quarn {
 
+static bool are_numbers(const QUARN_env &env, const char *what, const double *values,
+                        int32_t count) {
+  for (int32_t i = 0; i < count; ++i) {
+    if (!std::isnan(values[i])) continue;
+    complaints::row_number(Log(env), what, i);
+    return false;
+  }
+  return true;
+}
+
 static bool is_acceptable(const QUARN_env *env, const NewRows &rows) {
   if (env == nullptr || rows.R == nullptr || rows.R->m < 0) return false;
   if (rows.R->m == 0 && rows.R->row_start == nullptr) return rows.R->nz == 0;
   const bool values = rows.rhs != nullptr && rows.types != nullptr && rows.dual_lower != nullptr &&
                       rows.dual_upper != nullptr;
-  return (values || rows.R->m == 0) &&
-         is_well_formed({rows.R->row_start, rows.R->cl, rows.R->elt, rows.R->m}, rows.R->nz,
-                        env->G->n - env->ncols_aux);
+  if (!values && rows.R->m > 0) return false;
+  const Lists lists = {rows.R->row_start, rows.R->cl, rows.R->elt, rows.R->m};
+  const int32_t generated = env->G->n - env->ncols_aux;
+  const Fault fault = first_fault(lists, rows.R->nz, generated);
+  complaints::batch(Log(*env), {"QUARN_add_rows", "row", "column"}, lists, fault, generated);
+  return fault.flaw == Flaw::none && are_numbers(*env, "right-hand side", rows.rhs, rows.R->m) &&
+         are_numbers(*env, "dual's lower limit", rows.dual_lower, rows.R->m) &&
+         are_numbers(*env, "dual's upper limit", rows.dual_upper, rows.R->m);
 }
 
 static void report_new_rows(const QUARN_env &env, const QUARN_SMatrix_RW &R) {
@@ -93,9 +110,16 @@ static void install_rows(QUARN_env *env, QUARN_SMatrix_CW matrix, int32_t m, int
 
 static bool is_row_selection(const QUARN_env *env, const int32_t *keep, int32_t nkeep,
                              int32_t new_m, int32_t new_p) {
-  if (env == nullptr || new_m < 0 || new_p < 0) return false;
-  if (int64_t{new_m} + new_p + 1 != nkeep) return false;
-  return is_selection(keep, nkeep, env->G->m) && keeps_row_layout(*env, keep, new_m, new_p);
+  if (env == nullptr) return false;
+  int32_t where = 0;
+  const bool counts = new_m >= 0 && new_p >= 0 && int64_t{new_m} + new_p + 1 == nkeep;
+  if (counts && !is_selection(keep, nkeep, env->G->m, &where)) {
+    complaints::keep_list(Log(*env), "QUARN_remove_rows", "row", keep, where, env->G->m);
+    return false;
+  }
+  if (counts && keeps_row_layout(*env, keep, new_m, new_p)) return true;
+  complaints::row_layout(Log(*env), new_m, new_p);
+  return false;
 }
 
 static void append_row(const QUARN_SMatrix_RW &R, int32_t row, QUARN_SMatrix_RW *out) {

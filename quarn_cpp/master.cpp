@@ -29,7 +29,7 @@ Sense Master::sense() const { return state_->sense; }
 
 static Bounds sides_of(RowSense sense, double rhs, const std::string &what) {
   if (!std::isfinite(rhs) || std::fabs(rhs) >= kInfinity) {
-    throw Mistake(what + ": the right-hand side is " + std::to_string(rhs));
+    throw Mistake(what + ": the right-hand side is " + detail::to_text(rhs));
   }
   return {sense == RowSense::at_most ? -kInfinity : rhs,
           sense == RowSense::at_least ? kInfinity : rhs};
@@ -54,7 +54,8 @@ Row Master::add_block(RowSense sense, double times, std::string name) {
 void Master::remove_row(const Row &row) { state_->remove_row(row); }
 
 void Master::set_rhs(const Row &row, double rhs) {
-  const Bounds sides = sides_of(RowSense::equal, rhs, "new right-hand side");
+  const int32_t slot = state_->row_slot(row, "new right-hand side");
+  const Bounds sides = sides_of(RowSense::equal, rhs, state_->row_name(slot));
   state_->set_sides(row, sides, true);
 }
 
@@ -91,8 +92,9 @@ Column Master::add_column(double cost, const std::vector<Entry> &entries, Bounds
   Columns columns(*state_);
   Column column = columns.add(cost, entries, bounds, std::move(data));
   if (columns.added() == 0) {
-    throw Mistake("new column: the same as column " + std::to_string(column.index()) +
-                  ", of cost " + std::to_string(cost) + ", which is there already");
+    throw Mistake("new column " + std::to_string(state_->columns.size()) +
+                  " is the same as column " + std::to_string(column.index()) + ", of cost " +
+                  detail::to_text(cost) + ", which is there already");
   }
   state_->columns[at(column.index())].given = true;
   if (!state_->running) state_->note(detail::Edit::none, true, false);

@@ -25,20 +25,24 @@ static double elapsed(std::chrono::steady_clock::time_point from,
 }
 
 void check_settings(const State &state, const Settings &settings) {
-  const auto check = [](bool meant, const char *text) {
-    if (!meant) throw Mistake(text);
+  const auto check = [](bool meant, const std::string &name, double value, const char *rule) {
+    if (!meant) throw Mistake(name + " is " + to_text(value) + ", it has to be " + rule);
   };
-  check(settings.tolerance > 0.0 && settings.tolerance < 1.0, "the tolerance is not in (0, 1)");
-  check(settings.time_limit >= 0.0, "the time limit is negative or not a number");
-  check(settings.max_iterations >= 0, "the limit of iterations is negative");
-  check(settings.max_columns > 0, "the limit of columns is not positive");
-  check(settings.degree_of_optimality > 0.0, "the degree of optimality is not positive");
-  check(settings.penalty > 0.0 && settings.penalty < kInfinity, "the penalty is not positive");
-  check(settings.save_every >= 0.0, "the time between two saves is negative or not a number");
+  const double tolerance = settings.tolerance, penalty = settings.penalty;
+  check(tolerance > 0.0 && tolerance < 1.0, "tolerance", tolerance, "between 0 and 1");
+  check(settings.time_limit >= 0.0, "time_limit", settings.time_limit, "0 or more");
+  check(settings.max_iterations >= 0, "max_iterations", settings.max_iterations, "0 or more");
+  check(settings.max_columns > 0, "max_columns", settings.max_columns, "1 or more");
+  check(settings.degree_of_optimality > 0.0, "degree_of_optimality", settings.degree_of_optimality,
+        "above 0");
+  check(penalty > 0.0 && penalty < kInfinity, "penalty", penalty, "above 0 and below 1e30");
+  check(settings.save_every >= 0.0, "save_every", settings.save_every, "0 or more");
+  const auto duals = static_cast<double>(settings.first_duals.size());
   check(settings.first_duals.empty() || settings.first_duals.size() == state.rows.size(),
-        "the first duals are not one for each row");
-  for (const double dual : settings.first_duals) {
-    check(std::isfinite(dual), "one of the first duals is not finite");
+        "the number of first_duals", duals, "that of the rows");
+  for (size_t i = 0; i < settings.first_duals.size(); ++i) {
+    check(std::isfinite(settings.first_duals[i]), "first_duals[" + std::to_string(i) + "]",
+          settings.first_duals[i], "finite");
   }
 }
 
@@ -170,23 +174,27 @@ Result Run::solve() {
       opens_boxes = true;
       continue;
     }
-    if (end == End::closed && is_clean()) polish();
+    if (end == End::closed && is_clean()) {
+      // It may be a false bound of an earlier answer that has closed the gap.
+      if (polish()) check_bound(state_.lower);
+    }
     return result(end);
   }
 }
 
 /// The gap may be closed by a bound or a solution from before, and the last restricted master be
-/// solved loosely: solves it once more, sharply.
-void Run::polish() {
+/// solved loosely: solves it once more, sharply. False when that fails.
+bool Run::polish() {
   const double scale = std::max(std::fabs(state_.upper), solution_.magnitude);
   const double allowed = std::max(10.0 * settings_.tolerance * scale, kAbsoluteGap);
-  if (value_ - state_.upper <= allowed && value_ - dual_value_ <= allowed) return;
+  if (value_ - state_.upper <= allowed && value_ - dual_value_ <= allowed) return true;
   QUARN_env &env = record_->env();
   QUARN_set_rel_gap(&env, 2.0 * settings_.tolerance);
   QUARN_set_degree_of_optimality(&env, ToleranceDial::kMostDivisor);
   env.max_outer_iterations = env.outer_iterations + 1;
-  if (QUARN_solve_MP_core(&env, nullptr) != 0) return;
+  if (QUARN_solve_MP_core(&env, nullptr) != 0) return false;
   read_restricted_master();
+  return true;
 }
 
 // One call of the oracle
@@ -293,7 +301,10 @@ int16_t Run::ask(double *ub_term, double *lb_term) {
 double Run::proved(const Answer &answer) const {
   if (answer.kind_ == Answer::Kind::nothing) return -kInfinity;
   if (answer.kind_ == Answer::Kind::bound) {
-    if (std::isnan(answer.bound_)) throw Mistake("the oracle's bound is not a number");
+    if (std::isnan(answer.bound_)) {
+      throw Mistake("iteration " + std::to_string(iterations_) +
+                    ": the oracle's bound is not a number");
+    }
     return clamped(state_.sign() * answer.bound_);
   }
   const double blocks = blocks_part(answer);
@@ -331,20 +342,27 @@ double Run::blocks_part(const Answer &answer) const {
   return part;
 }
 
-/// A bound above the value of a sharply solved restricted master cannot be one. Above a loose one's
-/// it tells that the value was not reached.
+/// A bound above the value of a sharply solved restricted master cannot be one.
+void Run::check_bound(double lower) {
+  const double scale = std::max(std::fabs(state_.upper), solution_.magnitude);
+  const double allowed = std::max(settings_.tolerance * scale, kAbsoluteGap);
+  if (!(lower > value_ + 1e-6 * scale + 10.0 * allowed)) return;
+  const double sign = state_.sign();
+  state_.lower = -kInfinity;  // whichever answer it came from, a further run starts afresh
+  throw Mistake("iteration " + std::to_string(iterations_) + ": the oracle's bound " +
+                to_text(sign * lower) + " contradicts the value " + to_text(sign * value_) +
+                " that the columns reach");
+}
+
+/// Above the value of a loosely solved restricted master a bound tells that the value was not
+/// reached.
 void Run::take_bound(double lower) {
   const double upper = state_.upper;
   const double scale = std::max(std::fabs(upper), solution_.magnitude);
   const double allowed = std::max(settings_.tolerance * scale, kAbsoluteGap);
   if (solved_ && upper < kInfinity && lower > upper + allowed) {
     const bool sharp = record_->env().opt_tol <= settings_.tolerance && is_clean();
-    if (sharp && lower > value_ + 1e-6 * scale + 10.0 * allowed) {
-      const double sign = state_.sign();
-      throw Mistake("iteration " + std::to_string(iterations_) + ": the oracle's bound " +
-                    std::to_string(sign * lower) + " contradicts the value " +
-                    std::to_string(sign * value_) + " that the columns reach");
-    }
+    if (sharp) check_bound(lower);
     state_.upper = is_clean() && sharp ? value_ : kInfinity;
     tighten_ = true;
   }

@@ -59,7 +59,7 @@ class Run {
   void open_record(bool opens_boxes, bool first);
   End run_record();
   bool boxes_can_open() const;
-  void polish();
+  bool polish();
 
   // One call of the oracle
   void read_restricted_master();
@@ -68,6 +68,7 @@ class Run {
   double proved(const Answer &answer) const;
   double blocks_part(const Answer &answer) const;
   void take_bound(double lower);
+  void check_bound(double lower);
   void note_progress(const Columns &columns, double lower_before);
   void steer(double proved_bound);
   int16_t reply(double proved_bound, bool first, double *ub_term, double *lb_term);

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdio>
 
 namespace quarn {
 inline namespace v1 {
@@ -12,6 +13,12 @@ constexpr size_t kLargestBatch = 65536;
 
 static size_t at(int32_t index) { return static_cast<size_t>(index); }
 
+std::string to_text(double value) {
+  char text[32];
+  std::snprintf(text, sizeof text, "%.8g", value);
+  return text;
+}
+
 double clamped(double value) { return std::clamp(value, -kInfinity, kInfinity); }
 
 Bounds checked_bounds(Bounds bounds, const std::string &what) {
@@ -19,8 +26,8 @@ Bounds checked_bounds(Bounds bounds, const std::string &what) {
     throw Mistake(what + ": a bound is not a number");
   }
   if (bounds.lower > bounds.upper || bounds.lower >= kInfinity || bounds.upper <= -kInfinity) {
-    throw Mistake(what + ": nothing lies between the bounds " + std::to_string(bounds.lower) +
-                  " and " + std::to_string(bounds.upper));
+    throw Mistake(what + ": nothing lies between the bounds " + to_text(bounds.lower) + " and " +
+                  to_text(bounds.upper));
   }
   return {clamped(bounds.lower), clamped(bounds.upper)};
 }
@@ -110,8 +117,12 @@ Row State::add_row(Bounds sides, const RowOptions &options) {
     throw Mistake(what + ": there is a row of this name already");
   }
   for (const auto &[column, value] : options.entries) {
-    if (!std::isfinite(value)) throw Mistake(what + ": an entry is not finite");
-    if (value != 0.0) row.late.push_back({column_slot(column, what), value});
+    const int32_t column_of_entry = column_slot(column, what);
+    if (!std::isfinite(value)) {
+      throw Mistake(what + ": the entry in column " + std::to_string(column_of_entry) + " is " +
+                    to_text(value));
+    }
+    if (value != 0.0) row.late.push_back({column_of_entry, value});
   }
   std::sort(row.late.begin(), row.late.end());
   for (size_t k = 1; k < row.late.size(); ++k) {
@@ -191,7 +202,7 @@ void State::gather(int32_t slot, std::vector<std::pair<int32_t, double>> *entrie
 
 void State::check_column(const std::string &what, double cost, const int32_t *slots,
                          const double *values, int64_t length) {
-  if (!std::isfinite(cost)) throw Mistake(what + ": the cost is " + std::to_string(cost));
+  if (!std::isfinite(cost)) throw Mistake(what + ": the cost is " + to_text(cost));
   stamp_.resize(rows.size(), 0);
   ++checked_;
   for (int64_t t = 0; t < length; ++t) {
@@ -201,7 +212,7 @@ void State::check_column(const std::string &what, double cost, const int32_t *sl
     }
     if (rows[at(slot)].removed) throw Mistake(what + ": " + row_name(slot) + " was removed");
     if (!std::isfinite(values[t])) {
-      throw Mistake(what + ": the entry in " + row_name(slot) + " is " + std::to_string(values[t]));
+      throw Mistake(what + ": the entry in " + row_name(slot) + " is " + to_text(values[t]));
     }
     if (stamp_[at(slot)] == checked_) throw Mistake(what + ": " + row_name(slot) + " comes twice");
     stamp_[at(slot)] = checked_;

@@ -145,6 +145,9 @@ struct State {
   int64_t checked_ = 0;
 };
 
+/// A number in a message.
+std::string to_text(double value);
+
 /// A bound that callers may give as any infinite or huge number.
 double clamped(double value);
 

@@ -8,6 +8,7 @@
 #include <string>
 
 #include "quarn_cpp/quarn.hpp"
+#include "tests/support/mistakes_page.h"
 
 namespace {
 
@@ -55,6 +56,10 @@ class Mistakes : public testing::Test {
     options.dual_bounds = dual_bounds;
     options.entries = std::move(entries);
     return options;
+  }
+
+  std::string added(double cost, const std::vector<quarn::Entry> &entries) {
+    return complaint([&] { master.add_column(cost, entries); });
   }
 
   std::string answered(const std::function<Answer(const Duals &, Columns &)> &oracle) {
@@ -206,15 +211,80 @@ TEST_F(Mistakes, OfTheOracleEndTheRun) {
     const std::string text = answered(oracle);
     EXPECT_NE(text.find(names), std::string::npos) << names << ": " << text;
   }
+  // One false bound is found out later, when the answers are right again.
+  int calls = 0;
+  const std::string later =
+      answered([&](const Duals &, Columns &) { return Answer::bound(++calls == 1 ? 7.0 : 4.0); });
+  EXPECT_NE(later.find("bound 7"), std::string::npos) << later;
   // The master can be solved after all of them, and the false bound is forgotten.
-  master.forget_bounds();
   const quarn::Result result =
       master.solve([](const Duals &, Columns &) { return Answer::bound(4.0); });
   EXPECT_EQ(result.status, quarn::Status::optimal) << result.message;
 }
 
+TEST_F(Mistakes, AreSaidAsThePageQuotesThem) {
+  const auto heuristic = [](const Duals &, Columns &) { return Answer::heuristic(); };
+  Master hopeless;
+  hopeless.add_row(RowSense::at_least, 5.0, {"hopeless"});
+  const struct {
+    const char *sentence;
+    std::function<std::string()> said;
+  } cases[] = {
+      {"new column 1: the handle is of no row",
+       [&] {
+         return added(1.0, {{Row(), 1.0}});
+       }},
+      {"new column 1: row 'foreign' is of another master",
+       [&] {
+         return added(1.0, {{foreign, 1.0}});
+       }},
+      {"new column 1: row 'gone' was removed",
+       [&] {
+         return added(1.0, {{gone, 1.0}});
+       }},
+      {"new column 1: the entry in row 'demand' is nan",
+       [&] {
+         return added(1.0, {{demand, kNan}});
+       }},
+      {"new column 1: row 'demand' comes twice",
+       [&] {
+         return added(1.0, {{demand, 1.0}, {demand, 1.0}});
+       }},
+      {"column 0 of the batch: there is no row 9",
+       [&] { return complaint([&] {
+               master.add_columns({1.0}, {0, 1}, {9}, {2.0});
+             }); }},
+      {"new column 1 is the same as column 0, of cost 1, which is there already",
+       [&] {
+         return added(1.0, {{demand, 1.0}, {block, 1.0}});
+       }},
+      {"the oracle is empty", [&] { return answered(nullptr); }},
+      {"iteration 1: the oracle's bound is not a number",
+       [&] { return answered([](const Duals &, Columns &) { return Answer::bound(kNan); }); }},
+      {"the oracle's best reduced costs lack row 'block'",
+       [&] {
+         return answered([](const Duals &, Columns &) { return Answer::best_reduced_costs({}); });
+       }},
+      {"iteration ~: the oracle's bound 7 contradicts the value ~ that the columns reach",
+       [&] { return answered([](const Duals &, Columns &) { return Answer::bound(7.0); }); }},
+      {"new row 'demand': there is a row of this name already",
+       [&] { return complaint([&] { master.add_row(RowSense::equal, 1.0, {"demand"}); }); }},
+      {"infeasible: no columns satisfy row 'hopeless'",
+       [&] { return hopeless.solve(heuristic).message; }},
+      {"the oracle finds no further column, but what it proves leaves the gap open: after ~ "
+       "iterations, the gap is ~",
+       [&] { return master.solve(heuristic).message; }},
+  };
+  for (const auto &[sentence, said] : cases) {
+    const std::string text = said();
+    EXPECT_TRUE(support::is_said(sentence, text)) << sentence << "\n" << text;
+    EXPECT_TRUE(support::is_on_mistakes_page(sentence)) << sentence;
+  }
+}
+
 TEST_F(Mistakes, OfTheSettings) {
-  EXPECT_NE(set([](Settings &s) { s.tolerance = 0.0; }), "");
+  EXPECT_EQ(set([](Settings &s) { s.tolerance = 0.0; }),
+            "tolerance is 0, it has to be between 0 and 1");
   EXPECT_NE(set([](Settings &s) { s.tolerance = kNan; }), "");
   EXPECT_NE(set([](Settings &s) { s.time_limit = -1.0; }), "");
   EXPECT_NE(set([](Settings &s) { s.max_iterations = -1; }), "");

@@ -1,5 +1,8 @@
 """Each mistake is refused with a sentence that names the culprit, and the master stays usable."""
 
+import pathlib
+import re
+
 import numpy as np
 import pytest
 
@@ -125,6 +128,72 @@ def test_a_mistake_names_its_culprit_and_changes_nothing(name):
     result = shop.run()
     assert result.status is quarn.Status.OPTIMAL
     assert result.upper_bound == pytest.approx(12.5, rel=1e-5)
+
+
+def forgetful(duals, columns):
+    pass
+
+
+class Example:
+    """The master that the page on mistakes speaks of."""
+
+    def __init__(self):
+        self.master = quarn.Master()
+        self.demand = self.master.add_row(">=", 4.0, name="demand")
+        self.block = self.master.add_row("<=", 10.0, name="block", block=True)
+        self.gone = self.master.add_row("<=", 1.0, name="gone")
+        self.master.remove_row(self.gone)
+        self.master.add_column(1.0, {self.demand: 1.0, self.block: 1.0})
+        self.foreign = quarn.Master().add_row(">=", 1.0, name="foreign")
+
+    def answered(self, answer):
+        return self.master.solve(lambda duals, columns: answer)
+
+
+#: What the page quotes, where ~ stands for a number that shows the solver's last digits.
+QUOTED = {
+    "entries are {row: value}, and 'demand' is no row": lambda e: e.master.add_column(
+        1.0, {"demand": 1.0}
+    ),
+    "new column 1: row 'foreign' is of another master": lambda e: e.master.add_column(
+        1.0, {e.foreign: 1.0}
+    ),
+    "new column 1: row 'gone' was removed": lambda e: e.master.add_column(1.0, {e.gone: 1.0}),
+    "new column 1: the entry in row 'demand' is nan": lambda e: e.master.add_column(
+        1.0, {e.demand: NAN}
+    ),
+    "column 0 of the batch: there is no row 9": lambda e: e.master.add_columns(
+        [1.0], [0], [9], [2.0]
+    ),
+    "new column 1 is the same as column 0, of cost 1, which is there already": (
+        lambda e: e.master.add_column(1.0, {e.demand: 1.0, e.block: 1.0})
+    ),
+    "the oracle has to be a function, not None": lambda e: e.master.solve(None),
+    "the oracle forgetful returned None; it has to return a quarn.Answer, Answer.heuristic() if "
+    "nothing is proved": lambda e: e.master.solve(forgetful),
+    "iteration 1: the oracle's bound is not a number": lambda e: e.answered(
+        quarn.Answer(bound=NAN)
+    ),
+    "iteration ~: the oracle's bound 7 contradicts the value ~ that the columns reach": (
+        lambda e: e.answered(quarn.Answer(bound=7.0))
+    ),
+    "the oracle's best reduced costs lack row 'block'": lambda e: e.answered(
+        quarn.Answer(best_reduced_costs={})
+    ),
+    "new row 'demand': there is a row of this name already": lambda e: e.master.add_row(
+        "==", 1.0, name="demand"
+    ),
+}
+
+
+@pytest.mark.parametrize("sentence", QUOTED)
+def test_mistakes_are_said_as_the_page_quotes_them(sentence):
+    number = "[-+.0-9e]+"
+    pattern = number.join(map(re.escape, sentence.split("~")))
+    page = pathlib.Path(__file__).resolve().parents[2] / "docs" / "mistakes.md"
+    assert re.search(f"`{pattern}`", page.read_text(encoding="utf-8"))
+    with pytest.raises((quarn.Mistake, TypeError), match=f"^{pattern}$"):
+        QUOTED[sentence](Example())
 
 
 def test_columns_are_not_taken_once_the_oracle_has_returned():

@@ -1,0 +1,168 @@
+/// Each mistake of a caller is named in one sentence, on the sink that he has set, and nowhere
+/// else; the page on mistakes shows that sentence.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <functional>
+#include <limits>
+#include <memory>
+#include <string>
+
+#include "quarn/quarn.h"
+#include "tests/support/captured_output.h"
+#include "tests/support/mistakes_page.h"
+
+namespace {
+
+constexpr int32_t kAnyStatus = 99;
+constexpr double kNan = std::numeric_limits<double>::quiet_NaN();
+
+using Record = std::unique_ptr<QUARN_env, void (*)(QUARN_env *)>;
+
+struct Caller {
+  std::string text;
+  std::function<int16_t(double *ub_term, double *lb_term, QUARN_env *env)> price;
+
+  static void keep(const char *text, void *caller) { static_cast<Caller *>(caller)->text += text; }
+  static int16_t ask(double *ub_term, double *lb_term, QUARN_env *env, void *caller) {
+    return static_cast<Caller *>(caller)->price(ub_term, lb_term, env);
+  }
+};
+
+/// One linking row, >= 4, one further row, <= 10, and a column of cost 1 with 1 in both.
+Record make(Caller *caller) {
+  const double rhs[] = {4.0, 10.0, 0.0}, lower[] = {0.0}, upper[] = {1e3};
+  const int16_t types[] = {2, 3, 1};
+  Record env(QUARN_set_data(1, 1, 3, 0, 100, nullptr, rhs, types, lower, upper, caller),
+             QUARN_destroy);
+  const double column[] = {1.0, 1.0, 1.0};
+  QUARN_set_log(env.get(), QUARN_log_nothing, nullptr);
+  EXPECT_EQ(QUARN_add_dense_columns(env.get(), column, nullptr, 3, 1), 1);
+  return env;
+}
+
+/// Adds a column with an entry in this row, from 1, beside its cost.
+int32_t add_column(QUARN_env *env, int32_t row, double value) {
+  double elt[] = {value, 1.0};
+  int32_t rw[] = {row, 3}, start[] = {1, 3};
+  const QUARN_SMatrix_CW batch = {3, 1, 2, 3, 1, 2, elt, rw, start, nullptr, nullptr};
+  return QUARN_add_columns(env, &batch, nullptr);
+}
+
+/// Adds a row with an entry in the first column and this right-hand side.
+int32_t add_row(QUARN_env *env, double value, double rhs) {
+  int32_t cl[] = {1}, start[] = {1, 2};
+  const QUARN_SMatrix_RW rows = {1, 1, 1, 1, 1, 1, &value, start, cl, nullptr, nullptr};
+  const int32_t type = 2;
+  const double lower = 0.0, upper = 1e3;
+  return QUARN_add_rows(env, &rows, &rhs, &type, &lower, &upper, nullptr);
+}
+
+/// Solves with an oracle that answers `status` with this term and adds nothing.
+int16_t solve(QUARN_env *env, double lb_term, int16_t status = 1) {
+  static_cast<Caller *>(env->user_data)->price = [=](double *, double *term, QUARN_env *) {
+    *term = lb_term;
+    return status;
+  };
+  return QUARN_solve_MP(env, Caller::ask);
+}
+
+/// In a sentence ~ stands for a number that the solver's last digits show in.
+const struct {
+  const char *mistake;
+  const char *sentence;
+  int32_t result;
+  std::function<int32_t(QUARN_env *)> make;
+} kMistakes[] = {
+    {"no row", "QUARN_add_columns: column 1 has an entry in row 7, the last row is 3", -1,
+     [](QUARN_env *env) { return add_column(env, 7, 1.0); }},
+    {"not a number", "QUARN_add_columns: the entry of column 1 in row 2 is nan", -1,
+     [](QUARN_env *env) { return add_column(env, 2, kNan); }},
+    {"not a number, dense",
+     "QUARN_add_dense_columns: the entry of column 1 in row 3 is inf, the last row is 3", -1,
+     [](QUARN_env *env) {
+       const double column[] = {1.0, 1.0, INFINITY};
+       return QUARN_add_dense_columns(env, column, nullptr, 3, 1);
+     }},
+    {"column twice", "QUARN_add_columns: column 1 is there already, as column 0 from 0, no dearer",
+     0,
+     [](QUARN_env *env) {
+       const double column[] = {1.0, 1.0, 1.0};
+       return QUARN_add_dense_columns(env, column, nullptr, 3, 1);
+     }},
+    {"row of numbers that are none", "QUARN_add_rows: the right-hand side of row 1 is not a number",
+     -1, [](QUARN_env *env) { return add_row(env, 1.0, kNan); }},
+    {"row with no column", "QUARN_add_rows: the starts are missing, or do not begin at 1", -1,
+     [](QUARN_env *env) {
+       const QUARN_SMatrix_RW rows = {1,       1,       1,       1,       1,      1,
+                                      nullptr, nullptr, nullptr, nullptr, nullptr};
+       const double number = 0.0;
+       const int32_t type = 2;
+       return QUARN_add_rows(env, &rows, &number, &type, &number, &number, nullptr);
+     }},
+    {"no column to keep", "QUARN_remove_columns: there is no column 4, they are 0 to 0", -1,
+     [](QUARN_env *env) {
+       const int32_t keep[] = {4};
+       return QUARN_remove_columns(env, keep, 1);
+     }},
+    {"row kept twice", "QUARN_remove_rows: row 0 is named twice", -1,
+     [](QUARN_env *env) {
+       const int32_t keep[] = {0, 0, 2};
+       return QUARN_remove_rows(env, keep, 3, 1, 1);
+     }},
+    {"oracle gives up", "iteration 1: the oracle returned -4, which ends the run", 2,
+     [](QUARN_env *env) { return solve(env, 0.0, -4); }},
+    {"oracle returns nothing",
+     "iteration 1: the oracle added no column and left lb_term at 0, the gap is ~", kAnyStatus,
+     [](QUARN_env *env) {
+       static_cast<Caller *>(env->user_data)->price = [](double *, double *, QUARN_env *) {
+         return int16_t{1};
+       };
+       return QUARN_solve_MP(env, Caller::ask);
+     }},
+    {"bound not a number", "iteration 1: the oracle's lb_term is not a number", kAnyStatus,
+     [](QUARN_env *env) { return solve(env, kNan); }},
+    {"bound contradicts", "iteration ~: the lower bound ~ contradicts the upper bound ~",
+     kAnyStatus,
+     [](QUARN_env *env) {
+       env->max_outer_iterations = 3;
+       return solve(env, 50.0);
+     }},
+    {"infeasible linking row",
+     "the row of u[0] is missed by ~: no columns satisfy it, or its dual's limits cut", 5,
+     [](QUARN_env *env) {
+       QUARN_remove_columns(env, nullptr, 0);
+       return solve(env, 0.0);
+     }},
+    {"infeasible further row", "no columns satisfy the rows of u[1]", 3,
+     [](QUARN_env *env) {
+       env->RHS[1] = -1.0;
+       return solve(env, 0.0);
+     }},
+    {"unbounded", "the restricted master is unbounded along generated column 1 from 0", 3,
+     [](QUARN_env *env) {
+       const double column[] = {1.0, 0.0, -1.0};
+       QUARN_add_dense_columns(env, column, nullptr, 3, 1);
+       return solve(env, 0.0);
+     }},
+};
+
+TEST(Mistakes, AreNamedOnTheSinkOfTheCaller) {
+  for (const auto &[mistake, sentence, result, act] : kMistakes) {
+    SCOPED_TRACE(mistake);
+    Caller caller;
+    const Record env = make(&caller);
+    QUARN_set_log(env.get(), Caller::keep, &caller);
+    const int32_t given = act(env.get());
+    EXPECT_TRUE(given == result || result == kAnyStatus) << given;
+    EXPECT_TRUE(support::is_said(sentence, caller.text)) << caller.text;
+    EXPECT_TRUE(support::is_on_mistakes_page(sentence));
+
+    const Record silent = make(&caller);
+    QUARN_set_log(silent.get(), nullptr, nullptr);
+    const std::string shown = support::flushed_output([&] { act(silent.get()); });
+    EXPECT_FALSE(support::is_said(sentence, shown)) << shown;
+  }
+}
+
+}  // namespace
