@@ -8,11 +8,7 @@
 namespace interior_point {
 
 DualBounds::DualBounds(const ReducibleProgram &program)
-    : low_(program.low.size(), -kInfinity),
-      high_(program.low.size(), kInfinity),
-      gives_bound_(program.lower.size(), 0) {
-  Vector<int32_t> low_by(program.low.size(), ReducibleProgram::kNone),
-      high_by(program.low.size(), ReducibleProgram::kNone);
+    : low_(program.low.size(), -kInfinity), high_(program.low.size(), kInfinity) {
   for (int32_t i = 0; i < program.rows(); ++i) {
     if (std::isinf(program.high[i])) low_[i] = 0.0;
     if (std::isinf(program.low[i])) high_[i] = 0.0;
@@ -24,18 +20,12 @@ DualBounds::DualBounds(const ReducibleProgram &program)
     }
     const ReducibleProgram::Entry &e = program.entry(program.first_in_column(j));
     const double bound = program.cost[j] / e.value;
-    if (std::isinf(e.value > 0.0 ? program.upper[j] : program.lower[j]) && bound < high_[e.row]) {
-      high_[e.row] = bound;
-      high_by[e.row] = j;
+    if (std::isinf(e.value > 0.0 ? program.upper[j] : program.lower[j])) {
+      high_[e.row] = std::min(high_[e.row], bound);
     }
-    if (std::isinf(e.value > 0.0 ? program.lower[j] : program.upper[j]) && bound > low_[e.row]) {
-      low_[e.row] = bound;
-      low_by[e.row] = j;
+    if (std::isinf(e.value > 0.0 ? program.lower[j] : program.upper[j])) {
+      low_[e.row] = std::max(low_[e.row], bound);
     }
-  }
-  for (int32_t i = 0; i < program.rows(); ++i) {
-    if (low_by[i] != ReducibleProgram::kNone) gives_bound_[low_by[i]] = 1;
-    if (high_by[i] != ReducibleProgram::kNone) gives_bound_[high_by[i]] = 1;
   }
 }
 

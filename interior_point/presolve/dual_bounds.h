@@ -12,22 +12,19 @@ namespace interior_point {
 /// A reduced cost is of one sign when it is this far from 0, relative to the terms of its sum.
 constexpr double kSureSign = 1e-7;
 
-/// Bounds of the duals as the program is now. They hold while the columns that they rest on stay.
+/// Bounds of the duals as the program is now. Each holds while the columns whose costs it rests on
+/// stay; these are not taken out by it, their reduced cost being 0 at the bound that they give.
 class DualBounds {
  public:
   /// Throws std::bad_alloc.
   explicit DualBounds(const ReducibleProgram &program);
-
-  /// True when a bound rests on column j, which must stay while others are taken out by it.
-  bool rest_on(int32_t j) const { return gives_bound_[j] != 0; }
 
   /// 1 or -1 where the reduced cost of column j has that sign for all duals within their bounds (or
   /// is 0, while only the signs of duals were used), 0 where it may have either.
   int sign_of_reduced_cost(const ReducibleProgram &program, int32_t j) const;
 
  private:
-  Vector<double> low_, high_;    // per row
-  Vector<uint8_t> gives_bound_;  // per column
+  Vector<double> low_, high_;  // per row
 };
 
 }  // namespace interior_point

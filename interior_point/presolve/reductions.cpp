@@ -396,7 +396,7 @@ Reducer::Outcome Reducer::look_at_column(int32_t j) {
 void Reducer::look_for_dominated() {
   const DualBounds duals(p_);
   for (int32_t j = 0; j < p_.columns(); ++j) {
-    if (!p_.column_alive[j] || duals.rest_on(j)) continue;
+    if (!p_.column_alive[j]) continue;
     const int sign = duals.sign_of_reduced_cost(p_, j);
     if (sign == 0) continue;
     const double value = sign > 0 ? p_.lower[j] : p_.upper[j];

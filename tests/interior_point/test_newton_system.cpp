@@ -185,8 +185,8 @@ TEST(NewtonSystem, KeepsProductsOfBasicColumnsAndDualRowsOfTheOthers) {
   }
 }
 
-/// delta and rho of a column go down where they are to violation, and theta of free columns up.
-TEST(NewtonSystem, WeakensItsProximalTermsWhereTheyHoldAResidualUp) {
+/// rho of a column goes down where it held the column back, and theta of free columns up.
+TEST(NewtonSystem, LowersRegularisationWhereItHoldsAResidualUp) {
   for (uint64_t seed = 1; seed <= 20; ++seed) {
     const ProblemForm form = draw_form(seed);
     Random random(seed);
@@ -218,8 +218,8 @@ TEST(NewtonSystem, WeakensItsProximalTermsWhereTheyHoldAResidualUp) {
     newton.lower_primal_regularisation(residuals, flat, direction, {1.0, HUGE_VAL});
     ASSERT_TRUE(newton.prepare(flat, 1.0));
     for (int32_t j = 0; j < form.columns(); ++j) {
-      const bool weakened = j % 2 && !form.is_free[j];
-      EXPECT_NEAR(newton.theta()[j] / bounded[j], weakened ? 100.0 : 1.0, 1.0);
+      const bool lowered = j % 2 && !form.is_free[j];
+      EXPECT_NEAR(newton.theta()[j] / bounded[j], lowered ? 100.0 : 1.0, 1.0);
     }
   }
 }
