@@ -18,6 +18,7 @@ void LocalTeam::price(const detail::RoundTask &task, detail::RoundReport *report
   const std::vector<uint32_t> order =
       detail::starting_order(task.costs, task.last_priced, task.enough_columns > 0);
   runner_->run(task.oracle, watch.watched(task.duals), order, watch, report);
+  watch.rethrow();
 }
 
 }  // namespace v1

@@ -4,7 +4,7 @@
 
 #include <chrono>
 #include <condition_variable>
-#include <exception>
+#include <optional>
 
 #include "block_pricing/block_team.hpp"
 #include "block_pricing/round.hpp"
@@ -54,22 +54,15 @@ class SharedList {
     if (--working_ == 0) done_.notify_all();
   }
 
-  /// Until no thread is at work. What looking throws comes out then.
+  /// Until no thread is at work.
   std::optional<Failure> wait() {
-    std::exception_ptr thrown;
     std::unique_lock<std::mutex> lock(mutex_);
     while (working_ > 0) {
       done_.wait_for(lock, kLookEvery);
       lock.unlock();
-      try {
-        if (!thrown) watch_.ended();
-      } catch (...) {
-        thrown = std::current_exception();
-        watch_.stop();
-      }
+      watch_.ended();
       lock.lock();
     }
-    if (thrown) std::rethrow_exception(thrown);
     return failure_;
   }
 

@@ -9,7 +9,12 @@ namespace detail {
 
 bool Watch::ended() {
   if (stop_.load(std::memory_order_relaxed)) return true;
-  if (std::this_thread::get_id() != owner_ || !look_ || !look_()) return false;
+  if (std::this_thread::get_id() != owner_ || !look_) return false;
+  try {
+    if (!look_()) return false;
+  } catch (...) {
+    thrown_ = std::current_exception();
+  }
   stop();
   return true;
 }

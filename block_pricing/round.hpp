@@ -8,6 +8,7 @@
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
+#include <exception>
 #include <functional>
 #include <memory>
 #include <mutex>
@@ -66,8 +67,8 @@ struct RoundReport {
  */
 class QUARN_CPP_PUBLIC Watch {
  public:
-  /// `look` is called by the thread that makes the watch; true ends the round. `enough_columns` as
-  /// in RoundTask.
+  /// `look` is called by the thread that makes the watch; true ends the round, and so does what it
+  /// throws. `enough_columns` as in RoundTask.
   Watch(const std::function<bool()> &look, size_t enough_columns)
       : look_(look), enough_(enough_columns), owner_(std::this_thread::get_id()) {}
 
@@ -80,6 +81,10 @@ class QUARN_CPP_PUBLIC Watch {
   void stop() { stop_.store(true, std::memory_order_relaxed); }
   /// Whether the round should end; the owner looks first.
   bool ended();
+  /// Throws what looking threw. By the owner, once no block is being priced any more.
+  void rethrow() const {
+    if (thrown_) std::rethrow_exception(thrown_);
+  }
   void count(size_t columns);
   size_t columns() const { return columns_.load(std::memory_order_relaxed); }
 
@@ -87,6 +92,7 @@ class QUARN_CPP_PUBLIC Watch {
   const std::function<bool()> &look_;
   size_t enough_;
   std::thread::id owner_;
+  std::exception_ptr thrown_;
   std::atomic<bool> stop_{false};
   std::atomic<size_t> columns_{0};
 };
@@ -96,8 +102,7 @@ class Runner {
  public:
   virtual ~Runner() = default;
   /// Prices the blocks in this order until the watch ends it; a block that has begun is ended.
-  /// Appends to the batches of the report, and sets its failure when a block threw. What
-  /// the look of the watch throws comes out, once no block is being priced any more.
+  /// Appends to the batches of the report, and sets its failure when a block threw.
   virtual void run(BlockOracle &oracle, const BlockDuals &duals,
                    const std::vector<uint32_t> &blocks, Watch &watch, RoundReport *report) = 0;
 };
