@@ -20,9 +20,9 @@ constexpr double kMostCells = 1 << 20;
 constexpr double kCoarseCells = 1 << 14;
 constexpr double kAccuracy = 1e-10;
 
-BoundedKnapsack::BoundedKnapsack(int64_t capacity, const std::vector<KnapsackItem> &items,
-                                 Tables tables)
-    : capacity_(capacity), items_(items), used_(items.size(), 0) {
+void BoundedKnapsack::reset(const std::vector<KnapsackItem> &items, Tables tables) {
+  items_ = items;
+  used_.assign(items.size(), 0);
   make_parts();
   make_tables(tables);
 }
@@ -55,41 +55,77 @@ void BoundedKnapsack::make_parts() {
             [](const Part &a, const Part &b) { return a.size > b.size; });
 }
 
-void BoundedKnapsack::add_part(const Part &part, const Table &before, Table &after) const {
-  const size_t shift = std::min(cell(part.size), before.size());
-  const double value = part.value;
-  std::copy_n(before.begin(), shift, after.begin());
-  for (size_t c = shift; c < before.size(); ++c) {
-    const double with = before[c - shift] + value;
-    after[c] = with > before[c] ? with : before[c];
+/// to[c] := max { to[c], from[c] + value } for `cells` cells; the two do not overlap.
+static void improve(const double *__restrict from, double value, size_t cells,
+                    double *__restrict to) {
+  for (size_t c = 0; c < cells; ++c) {
+    const double with = from[c] + value;
+    to[c] = with > to[c] ? with : to[c];
+  }
+}
+
+/// In the last cell and in those up to `reach`, long lengths first: the shorter ones are read.
+void BoundedKnapsack::add_part(const Part &part, size_t reach, Table &table) const {
+  const size_t shift = cell(part.size);
+  improve(&table[table.size() - 1 - shift], part.value, 1, &table.back());
+  if (shift == 0) {
+    for (size_t c = 0; c <= reach; ++c) table[c] += part.value;
+    return;
+  }
+  for (size_t end = reach + 1; end > shift;) {
+    const size_t begin = std::max(shift, end - std::min(end, shift));
+    improve(&table[begin - shift], part.value, end - begin, &table[begin]);
+    end = begin;
+  }
+}
+
+void BoundedKnapsack::choose_cells(Tables tables) {
+  const double affordable = kTableWork / static_cast<double>(parts_.size() + 1);
+  const double most_cells =
+      tables == kCoarse ? kCoarseCells : std::clamp(affordable, kLeastCells, kMostCells);
+  for (shift_ = 0; static_cast<double>(capacity_ >> shift_) >= most_cells;) ++shift_;
+}
+
+void BoundedKnapsack::make_blocks() {
+  const size_t parts = parts_.size();
+  const size_t blocks = std::max<size_t>(1, std::min(kBlocks, parts));
+  const size_t last = cell(capacity_);
+  block_end_.resize(blocks);
+  reach_.assign(blocks, last);
+  for (size_t b = 0; b < blocks; ++b) {
+    block_end_[b] = (b + 1) * parts / blocks;
+    if (parts > 0) reach_[b] = last - cell(parts_[block_end_[b] - 1].size);
+  }
+}
+
+/// From the next block's table.
+void BoundedKnapsack::make_table(size_t b) {
+  Table &table = tables_[b];
+  table.resize(cell(capacity_) + 1);
+  if (b + 1 < tables_.size()) {
+    const Table &next = tables_[b + 1];
+    std::copy_n(next.begin(), reach_[b] + 1, table.begin());
+    table.back() = next.back();
+    efficiency_[b] = efficiency_[b + 1];
+  } else {
+    std::fill_n(table.begin(), reach_[b] + 1, 0.0);
+    table.back() = 0.0;
+    efficiency_[b] = 0.0;
+  }
+  for (size_t k = block_end_[b]; k-- > block_begin(b);) {
+    Part &part = parts_[k];
+    part.block = static_cast<int32_t>(b);
+    add_part(part, reach_[b], table);
+    efficiency_[b] = std::max(efficiency_[b], part.value / static_cast<double>(part.size));
   }
 }
 
 void BoundedKnapsack::make_tables(Tables tables) {
-  const size_t parts = parts_.size();
-  const double affordable = kTableWork / static_cast<double>(parts + 1);
-  const double most_cells =
-      tables == kCoarse ? kCoarseCells : std::clamp(affordable, kLeastCells, kMostCells);
-  for (shift_ = 0; static_cast<double>(capacity_ >> shift_) >= most_cells;) ++shift_;
-  const size_t blocks = std::max<size_t>(1, std::min(kBlocks, parts));
-  Table before(cell(capacity_) + 1, 0.0), after(before.size());
-  tables_.assign(blocks, before);
-  block_end_.assign(blocks, parts);
-  efficiency_.assign(blocks, 0.0);
-  double best_efficiency = 0.0;
-  size_t k = parts;
-  for (size_t b = blocks; b-- > 0;) {
-    for (; k > b * parts / blocks; --k) {
-      Part &part = parts_[k - 1];
-      part.block = static_cast<int32_t>(b);
-      add_part(part, before, after);
-      best_efficiency = std::max(best_efficiency, part.value / static_cast<double>(part.size));
-      before.swap(after);
-    }
-    tables_[b] = before;
-    efficiency_[b] = best_efficiency;
-    if (b > 0) block_end_[b - 1] = k;
-  }
+  choose_cells(tables);
+  make_blocks();
+  tables_.resize(block_end_.size());
+  efficiency_.resize(block_end_.size());
+  for (size_t b = tables_.size(); b-- > 0;) make_table(b);
   fresh_ = true;
 }
 
@@ -136,27 +172,62 @@ void BoundedKnapsack::keep_if_best() {
 }
 
 void BoundedKnapsack::trace_back() {
-  const Table nothing(tables_.front().size(), 0.0);
   for (size_t b = 0; b < tables_.size(); ++b) {
-    const Table &rest = b + 1 < tables_.size() ? tables_[b + 1] : nothing;
-    if (tables_[b][cell(room_)] > rest[cell(room_)]) trace_back_block(b, rest);
+    const double rest = b + 1 < tables_.size() ? tables_[b + 1][cell(room_)] : 0.0;
+    if (tables_[b][cell(room_)] > rest) trace_back_block(b);
   }
   keep_if_best();
   while (!taken_.empty()) put_back();
 }
 
-/// Takes the parts of block b that V_b(room) stands for; `rest` is the table of the next block.
-void BoundedKnapsack::trace_back_block(size_t b, const Table &rest) {
+/// Cells that parts of block b may lead to: these are about as long as each other, so a narrow band
+/// for each number of them, until the bands touch.
+void BoundedKnapsack::make_bands(size_t b) {
+  const size_t longest = cell(parts_[block_begin(b)].size);
+  const size_t shortest = cell(parts_[block_end_[b] - 1].size);
+  Band next = {cell(room_), cell(room_)};
+  bands_.assign(1, next);
+  for (size_t k = block_begin(b); k < block_end_[b] && next.last >= shortest; ++k) {
+    next = {next.first - std::min(next.first, longest), next.last - shortest};
+    if (next.last + 1 < bands_.back().first) {
+      bands_.push_back(next);
+    } else {
+      bands_.back().first = next.first;
+    }
+  }
+}
+
+/// stages_[t] covers the parts of the block from t on, and all later blocks.
+void BoundedKnapsack::make_stages(size_t b) {
   const size_t begin = block_begin(b);
   const size_t parts = block_end_[b] - begin;
-  std::vector<Table> &stages = stages_;
-  // stages[t] covers the parts of the block from t on, and all later blocks.
-  if (stages.size() <= parts) stages.resize(parts + 1);
-  for (Table &stage : stages) stage.resize(cell(room_) + 1);
-  std::copy_n(rest.begin(), stages[parts].size(), stages[parts].begin());
-  for (size_t t = parts; t-- > 0;) add_part(parts_[begin + t], stages[t + 1], stages[t]);
-  for (size_t t = 0; t < parts; ++t) {
-    if (stages[t][cell(room_)] > stages[t + 1][cell(room_)]) take(begin + t);
+  if (stages_.size() <= parts) stages_.resize(parts + 1);
+  for (Table &stage : stages_) stage.resize(tables_.front().size());
+  for (const Band band : bands_) {
+    for (size_t c = band.first; c <= band.last; ++c) {
+      stages_[parts][c] = b + 1 < tables_.size() ? tables_[b + 1][c] : 0.0;
+    }
+  }
+  for (size_t t = parts; t-- > 0;) {
+    const Part &part = parts_[begin + t];
+    const size_t shift = cell(part.size);
+    const Table &before = stages_[t + 1];
+    for (const Band band : bands_) {
+      for (size_t c = band.first; c <= band.last; ++c) {
+        const double with = c < shift ? 0.0 : before[c - shift] + part.value;
+        stages_[t][c] = with > before[c] ? with : before[c];
+      }
+    }
+  }
+}
+
+/// Takes the parts of block b that V_b(room) stands for.
+void BoundedKnapsack::trace_back_block(size_t b) {
+  make_bands(b);
+  make_stages(b);
+  const size_t begin = block_begin(b);
+  for (size_t t = 0; begin + t < block_end_[b]; ++t) {
+    if (stages_[t][cell(room_)] > stages_[t + 1][cell(room_)]) take(begin + t);
   }
 }
 
@@ -171,7 +242,8 @@ void BoundedKnapsack::fill_greedily() {
     for (size_t k = first; k < parts_.size(); ++k) {
       const Part &part = parts_[k];
       if (has[k] || !fits(part)) continue;
-      const double bound = part.value + rest_bound(0, room_ - part.size);
+      const double bound =
+          part.value + rest_bound(static_cast<size_t>(part.block), room_ - part.size);
       if (bound > best_bound) {
         best_bound = bound;
         best = k;

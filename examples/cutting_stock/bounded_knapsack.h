@@ -42,6 +42,10 @@ struct Packing {
  *
  *     V_b(c) = largest value that parts of the blocks b, b+1, ... reach in length c.            (2)
  *
+ * Who takes parts in their order comes to block b with the length C, or with one less by a part
+ * that is at least as long as those of the block: V_b is made for c = C and c <= C - s with s the
+ * shortest part of block b, the reach of the block.
+ *
  * With fresh tables z = V_0(C), and an optimal packing is traced back block by block: where V_b(c)
  * and V_b+1(c) differ, the tables inside block b are made once more, this time kept.
  *
@@ -69,8 +73,18 @@ class BoundedKnapsack {
   /// close to it. kCoarse: at most some thousand cells, for finding good packings quickly.
   enum Tables { kFine, kCoarse };
 
-  /// Makes the tables, in time proportional to the number of parts times the number of cells.
-  BoundedKnapsack(int64_t capacity, const std::vector<KnapsackItem> &items, Tables tables);
+  /// Without items, until reset().
+  explicit BoundedKnapsack(int64_t capacity) : capacity_(capacity) {}
+
+  BoundedKnapsack(int64_t capacity, const std::vector<KnapsackItem> &items, Tables tables)
+      : capacity_(capacity) {
+    reset(items, tables);
+  }
+
+  /// Other items, in the memory of those before: for problems that follow each other this saves
+  /// the system's time for giving and taking megabytes. Makes the tables, in time proportional to
+  /// the number of parts times the number of cells.
+  void reset(const std::vector<KnapsackItem> &items, Tables tables);
 
   /// Sets an item's limit to `limit`, which is not above the present one. Costs nothing; the
   /// tables stay valid as bounds.
@@ -113,13 +127,18 @@ class BoundedKnapsack {
 
   void make_parts();
   void make_tables(Tables tables);
-  void add_part(const Part &part, const Table &before, Table &after) const;
+  void make_blocks();
+  void make_table(size_t b);
+  void choose_cells(Tables tables);
+  void add_part(const Part &part, size_t reach, Table &table) const;
   size_t block_begin(size_t b) const { return b == 0 ? 0 : block_end_[b - 1]; }
   size_t cell(int64_t room) const { return static_cast<size_t>(room >> shift_); }
   /// What parts from block b on can add in `room`: the smaller of V_b and the room filled entirely
   /// with the most valuable of them.
   double rest_bound(size_t b, int64_t room) const {
-    return std::min(tables_[b][cell(room)], efficiency_[b] * static_cast<double>(room));
+    const size_t c = cell(room);
+    const double value = c <= reach_[b] ? tables_[b][c] : tables_[b].back();
+    return std::min(value, efficiency_[b] * static_cast<double>(room));
   }
   bool fits(const Part &part) const;
   size_t first_fitting() const;
@@ -128,7 +147,9 @@ class BoundedKnapsack {
   void start(double more_than, double slack, int64_t effort);
   Packing outcome(double relaxed, int64_t effort) const;
   void trace_back();
-  void trace_back_block(size_t b, const Table &rest);
+  void trace_back_block(size_t b);
+  void make_bands(size_t b);
+  void make_stages(size_t b);
   void fill_greedily();
   void search();
   size_t next_promising(size_t k);
@@ -139,12 +160,18 @@ class BoundedKnapsack {
   std::vector<KnapsackItem> items_;  ///< with the present limits
   std::vector<Part> parts_;          ///< by decreasing length
   std::vector<size_t> block_end_;    ///< first part behind each block
+  std::vector<size_t> reach_;        ///< cells of each block's table, but for C the last one
   std::vector<double> efficiency_;   ///< largest value per length from each block on
   std::vector<Table> tables_;        ///< V_b, one for each block
   int shift_ = 0;                    ///< h: a cell stands for 2^h units of length
   bool fresh_ = false;
 
+  /// Cells from `first` to `last`.
+  struct Band {
+    size_t first, last;
+  };
   std::vector<Table> stages_;  ///< room to trace back in
+  std::vector<Band> bands_;    ///< cells that tracing back through a block may come to
 
   // The search: what is taken, and what is known.
   std::vector<int64_t> used_;  ///< copies taken of each item

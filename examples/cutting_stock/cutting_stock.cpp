@@ -105,7 +105,7 @@ static Instance load(const Settings &settings) {
 static int solve(const Settings &settings) {
   if (!settings.generate.empty()) return generate(settings.generate);
   const Instance instance = load(settings);
-  const PatternPricer pricer(instance);
+  PatternPricer pricer(instance);
   quarn::Master master = examples::resumed(make_master(instance, pricer, settings), settings);
   const Oracle oracle(instance, pricer, master, settings.columns_per_call);
   quarn::Settings how = examples::settings_of(settings);

@@ -30,7 +30,7 @@ quarn::Master make_master(const Instance &instance, const PatternPricer &pricer,
 class Oracle {
  public:
   /// `instance` and `pricer` have to outlive the oracle; `columns_per_call` as in the options.
-  Oracle(const Instance &instance, const PatternPricer &pricer, const quarn::Master &master,
+  Oracle(const Instance &instance, PatternPricer &pricer, const quarn::Master &master,
          int32_t columns_per_call)
       : instance_(instance), pricer_(pricer), rows_(master.rows()), most_(columns_per_call) {}
 
@@ -40,7 +40,7 @@ class Oracle {
   double proven_bound(const std::vector<double> &u, double best_value) const;
 
   const Instance &instance_;
-  const PatternPricer &pricer_;
+  PatternPricer &pricer_;
   std::vector<quarn::Row> rows_;
   int32_t most_;
 };

@@ -4,8 +4,6 @@
 #include <limits>
 #include <numeric>
 
-#include "examples/cutting_stock/bounded_knapsack.h"
-
 namespace cutting_stock {
 
 // Looks at a part until a search gives up. The first search of a round has to be complete, for the
@@ -27,14 +25,15 @@ constexpr double kSlack = 0.05;
 // 8.4; but instances with 1000 types then have nearly twice as many columns.
 constexpr double kPlenty = 0.25;
 
-/// The sequence of packings for falling demands; `demand` is lowered by what is cut.
+/// The sequence of packings for falling demands; `demand` is lowered by what is cut. The knapsack,
+/// of the roll's length, is loaded with the pieces.
 class Sequence {
  public:
-  Sequence(const std::vector<int64_t> &sizes, int64_t length, const double *u,
+  Sequence(BoundedKnapsack &knapsack, const std::vector<int64_t> &sizes, const double *u,
            std::vector<int64_t> &demand, BoundedKnapsack::Tables tables)
-      : demand_(demand),
-        types_(priced_types(u, demand)),
-        knapsack_(length, items(sizes, u), tables) {}
+      : demand_(demand), types_(priced_types(u, demand)), knapsack_(knapsack) {
+    knapsack_.reset(items(sizes, u), tables);
+  }
 
   Packing first() { return knapsack_.solve(0.0, 0.0, kCompleteSearch); }
 
@@ -123,15 +122,19 @@ class Sequence {
 
   std::vector<int64_t> &demand_;
   std::vector<int32_t> types_;  ///< the type of each item of the knapsack
-  BoundedKnapsack knapsack_;
+  BoundedKnapsack &knapsack_;
   int64_t spent_ = 0;  ///< effort of the searches since the tables were made
 };
 
-PatternPricer::PatternPricer(const Instance &instance) : instance_(instance) {
+static int64_t common_unit(const Instance &instance) {
   int64_t unit = 0;
   for (const ItemType &type : instance.types) unit = std::gcd(unit, type.size);
-  for (const ItemType &type : instance.types) sizes_.push_back(type.size / unit);
-  length_ = instance.length / unit;
+  return unit;
+}
+
+PatternPricer::PatternPricer(const Instance &instance)
+    : instance_(instance), unit_(common_unit(instance)), knapsack_(instance.length / unit_) {
+  for (const ItemType &type : instance.types) sizes_.push_back(type.size / unit_);
 }
 
 std::vector<int64_t> PatternPricer::demands() const {
@@ -140,10 +143,10 @@ std::vector<int64_t> PatternPricer::demands() const {
   return demands;
 }
 
-Pricing PatternPricer::price(const double *u, double worth, int32_t most) const {
+Pricing PatternPricer::price(const double *u, double worth, int32_t most) {
   const size_t limit = most > 0 ? static_cast<size_t>(most) : std::numeric_limits<size_t>::max();
   std::vector<int64_t> remaining = demands();
-  Sequence sequence(sizes_, length_, u, remaining, BoundedKnapsack::kFine);
+  Sequence sequence(knapsack_, sizes_, u, remaining, BoundedKnapsack::kFine);
   Packing packing = sequence.first();
   Pricing pricing;
   pricing.best_value = packing.bound;
@@ -155,14 +158,15 @@ Pricing PatternPricer::price(const double *u, double worth, int32_t most) const 
   const double plenty = kPlenty * static_cast<double>(instance_.size());
   if (worth > 0.0 && static_cast<double>(pricing.patterns.size()) < plenty) {
     std::vector<int64_t> demand = demands();
-    Sequence(sizes_, length_, u, demand, BoundedKnapsack::kCoarse)
+    Sequence(knapsack_, sizes_, u, demand, BoundedKnapsack::kCoarse)
         .cover(worth, limit, pricing.patterns);
   }
   return pricing;
 }
 
 std::vector<Cut> PatternPricer::fill(const double *u, std::vector<int64_t> &demand) const {
-  Sequence sequence(sizes_, length_, u, demand, BoundedKnapsack::kCoarse);
+  BoundedKnapsack knapsack(instance_.length / unit_);
+  Sequence sequence(knapsack, sizes_, u, demand, BoundedKnapsack::kCoarse);
   std::vector<Cut> cuts;
   for (Packing packing = sequence.next(0.0, 0.0); !packing.items.empty();) {
     cuts.push_back(sequence.cut(packing));

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <vector>
 
+#include "examples/cutting_stock/bounded_knapsack.h"
 #include "examples/cutting_stock/instance.h"
 
 namespace cutting_stock {
@@ -45,7 +46,7 @@ class PatternPricer {
   /// Patterns of value above `worth` for the prices u (one for each type; a type whose price is
   /// not positive is left out), the best one first, at most `most` of them; 0: as many as there
   /// are.
-  Pricing price(const double *u, double worth, int32_t most) const;
+  Pricing price(const double *u, double worth, int32_t most);
 
   /// The same without the bound and for demands other than the instance's: a complete greedy
   /// solution for `demand`, every pattern with the number of rolls to cut, as long as there is a
@@ -56,8 +57,9 @@ class PatternPricer {
   std::vector<int64_t> demands() const;
 
   const Instance &instance_;
-  std::vector<int64_t> sizes_;  ///< divided by their greatest common divisor
-  int64_t length_;              ///< in the same unit, rounded down
+  int64_t unit_;                ///< greatest common divisor of the sizes
+  std::vector<int64_t> sizes_;  ///< in this unit
+  BoundedKnapsack knapsack_;    ///< of the length in this unit, rounded down; keeps its memory
 };
 
 }  // namespace cutting_stock

@@ -85,6 +85,52 @@ TEST(CuttingStock, KnapsackIsExactWhileLimitsFall) {
   }
 }
 
+/// The best value by a table with a cell for each unit, copy by copy.
+double best_value_by_table(const std::vector<KnapsackItem> &items, int64_t capacity) {
+  std::vector<double> best(static_cast<size_t>(capacity) + 1, 0.0);
+  for (const KnapsackItem &item : items) {
+    const auto size = static_cast<size_t>(item.size);
+    for (int64_t copy = 0; copy < item.limit; ++copy) {
+      for (size_t c = best.size(); c-- > size;) {
+        best[c] = std::max(best[c], best[c - size] + item.value);
+      }
+    }
+  }
+  return best.back();
+}
+
+TEST(CuttingStock, KnapsackOfManyPartsIsExactInUsedMemory) {
+  Random random(8);
+  constexpr int64_t kCapacity = 1000;
+  BoundedKnapsack knapsack(kCapacity);
+  for (int round = 0; round < 60; ++round) {
+    // From a few long pieces in a roll to many short ones.
+    const int64_t shortest = draw(random, 1, kCapacity / 3);
+    std::vector<KnapsackItem> items;
+    for (int64_t k = draw(random, 1, 150); k > 0; --k) {
+      const int64_t size = draw(random, shortest, 3 * shortest);
+      const double value = static_cast<double>(size * draw(random, 900, 1100)) * 1e-6;
+      items.push_back({size, value, draw(random, 1, 9)});
+    }
+    knapsack.reset(items, BoundedKnapsack::kFine);
+    for (int change = 0; change < 2; ++change) {
+      const double best = best_value_by_table(items, kCapacity);
+      const Packing packing = knapsack.solve(0.0, 0.0, 200000);
+      expect_sound(packing, items, kCapacity);
+      EXPECT_GE(packing.bound, best - 1e-9);
+      EXPECT_TRUE(packing.proven || change > 0);
+      if (packing.proven) {
+        EXPECT_NEAR(packing.value, best, 1e-9);
+      }
+      for (const PackedItem &packed : packing.items) {
+        KnapsackItem &item = items[static_cast<size_t>(packed.item)];
+        item.limit -= packed.copies;
+        knapsack.lower_limit(packed.item, item.limit);
+      }
+    }
+  }
+}
+
 /// Rolls that first-fit decreasing opens, one piece after the other.
 int64_t rolls_piece_by_piece(const Instance &instance) {
   std::vector<int64_t> rooms;
