@@ -4,7 +4,6 @@ from __future__ import annotations
 
 import os
 import sys
-import threading
 from typing import (
     Any,
     Callable,
@@ -21,9 +20,11 @@ from typing import (
 import numpy as np
 import numpy.typing as npt
 
-from . import _core
+from . import _checks, _core
+from ._checks import INFINITY
 from ._core import Row
 from ._errors import Mistake
+from ._objects import NO_OBJECT, Objects
 from ._oracle import Answer, Columns, Duals
 from ._result import Result, Status
 from .history import DTYPE
@@ -38,43 +39,8 @@ Oracle = Callable[[Duals, Columns], Answer]
 
 _Path = Union[str, "os.PathLike[str]"]
 
-_INFINITY = float("inf")
 _ROW_SENSES = {"==": 1, ">=": 2, "<=": 3}
 _STRATEGIES = {"warm_start": -1, "centred": 0, "standard": -2}
-_NO_OBJECT = -1
-_NO_LIMIT = 2**31 - 1
-
-
-class _Objects:
-    """The objects of the columns of a master and its copies, by number.
-
-    They stay on this side, where the garbage collector sees them; a column carries the number.
-    """
-
-    def __init__(self) -> None:
-        self._objects: Dict[int, Any] = {}
-        self._next = 0
-        # Copies of a master may be solved by several threads.
-        self._lock = threading.Lock()
-
-    def add(self, thing: Any) -> int:
-        """Stores a thing and returns its number; None has none."""
-        return _NO_OBJECT if thing is None else self.add_many([thing])
-
-    def add_many(self, things: Sequence[Any]) -> int:
-        """Stores things under numbers one after the other, and returns the first."""
-        with self._lock:
-            first = self._next
-            self._next += len(things)
-        self._objects.update(zip(range(first, first + len(things)), things))
-        return first
-
-    def drop(self, first: int, count: int = 1) -> None:
-        for number in range(first, first + count):
-            self._objects.pop(number, None)
-
-    def get(self, number: int) -> Any:
-        return self._objects.get(number)
 
 
 class Column:
@@ -116,7 +82,7 @@ class Column:
 
     @bounds.setter
     def bounds(self, bounds: Bounds) -> None:
-        self._master._core.set_bounds(self._handle, *_pair(bounds, "the bounds of a column"))
+        self._master._core.set_bounds(self._handle, *_checks.pair(bounds, "the bounds of a column"))
 
     def __eq__(self, other: object) -> bool:
         return isinstance(other, Column) and self._handle == other._handle
@@ -127,37 +93,6 @@ class Column:
     def __repr__(self) -> str:
         data = "" if self.data is None else f", data {self.data!r}"
         return f"<quarn.Column {self.index}, cost {self.cost:g}{data}>"
-
-
-def _pair(bounds: Any, what: str) -> Bounds:
-    try:
-        lower, upper = bounds
-        return float(lower), float(upper)
-    except (TypeError, ValueError):
-        raise TypeError(f"{what} have to be a pair of numbers, not {bounds!r}") from None
-
-
-def _number(value: Any, what: str) -> float:
-    try:
-        return float(value)
-    except (TypeError, ValueError):
-        raise TypeError(f"{what} has to be a number, not {value!r}") from None
-
-
-def _choice(choices: Mapping[str, int], value: Any, what: str) -> int:
-    try:
-        return choices[value]
-    except (KeyError, TypeError):
-        names = ", ".join(repr(name) for name in choices)
-        raise Mistake(f"{what} has to be one of {names}, not {value!r}") from None
-
-
-def _limit(value: Optional[int], what: str) -> int:
-    if value is None or value == _INFINITY:
-        return _NO_LIMIT
-    if not 0 <= value:
-        raise Mistake(f"{what} has to be a whole number, 0 or more, or None, not {value!r}")
-    return min(int(value), _NO_LIMIT)
 
 
 def _entry(fields: Tuple[float, ...]) -> Any:
@@ -188,9 +123,9 @@ class Master:
 
     def __init__(self, sense: str = "min") -> None:
         """Makes a master without rows and columns; `sense` is "min" or "max"."""
-        maximize = _choice({"min": 0, "max": 1}, sense, "the sense of a master")
+        maximize = _checks.choice({"min": 0, "max": 1}, sense, "the sense of a master")
         self._core = _core.Master(bool(maximize))
-        self._objects = _Objects()
+        self._objects = Objects()
 
     @property
     def sense(self) -> str:
@@ -225,12 +160,12 @@ class Master:
         Raises Mistake for numbers that are not finite, a name that is taken, dual bounds that cross
         or belong to a block row, and a block row with a negative right-hand side.
         """
-        rhs = _number(rhs, "the right-hand side of a row")
-        code = _choice(_ROW_SENSES, sense, "the sense of a row")
+        rhs = _checks.number(rhs, "the right-hand side of a row")
+        code = _checks.choice(_ROW_SENSES, sense, "the sense of a row")
         rest = self._row_options(name, block, dual_bounds, entries)
-        if range is None or range == _INFINITY:
+        if range is None or range == INFINITY:
             return self._core.add_row(code, rhs, *rest)
-        width = _number(range, "the range of a row")
+        width = _checks.number(range, "the range of a row")
         if sense == "==" or not width >= 0:
             what = "an == row has no range" if sense == "==" else f"{width} is no range"
             raise Mistake(f"row {name!r}: {what}")
@@ -248,7 +183,7 @@ class Master:
     ) -> Row:
         """Adds the row  lower <= sum <= upper. An infinite side counts as none; see `add_row`."""
         rest = self._row_options(name, block, dual_bounds, entries)
-        lower, upper = _pair((lower, upper), "the sides of a row")
+        lower, upper = _checks.pair((lower, upper), "the sides of a row")
         return self._core.add_range(lower, upper, *rest)
 
     def _row_options(
@@ -258,12 +193,12 @@ class Master:
         dual_bounds: Optional[Bounds],
         entries: Optional[Mapping[Column, float]],
     ) -> Tuple[str, bool, float, float, List[Tuple[_core.Column, float]]]:
-        lower, upper = -_INFINITY, _INFINITY
+        lower, upper = -INFINITY, INFINITY
         if dual_bounds is not None:
-            lower, upper = _pair(dual_bounds, "dual_bounds")
+            lower, upper = _checks.pair(dual_bounds, "dual_bounds")
         pairs = []
         for column, value in (entries or {}).items():
-            pairs.append((_column_handle(column), _number(value, f"the entry in {column!r}")))
+            pairs.append((_column_handle(column), _checks.number(value, f"the entry in {column!r}")))
         return str(name), bool(block), lower, upper, pairs
 
     def remove_row(self, row: Row) -> None:
@@ -272,11 +207,11 @@ class Master:
 
     def set_rhs(self, row: Row, rhs: float) -> None:
         """Gives a row that has no range a new right-hand side."""
-        self._core.set_rhs(row, _number(rhs, "the right-hand side of a row"))
+        self._core.set_rhs(row, _checks.number(rhs, "the right-hand side of a row"))
 
     def set_range(self, row: Row, lower: float, upper: float) -> None:
         """Gives a row new sides; it becomes one with a range."""
-        self._core.set_range(row, *_pair((lower, upper), "the sides of a row"))
+        self._core.set_range(row, *_checks.pair((lower, upper), "the sides of a row"))
 
     def range(self, row: Row) -> Bounds:
         """The sides of a row; infinite where it has none."""
@@ -298,7 +233,7 @@ class Master:
         cost: float,
         entries: Mapping[Row, float],
         data: Any = None,
-        bounds: Bounds = (0.0, _INFINITY),
+        bounds: Bounds = (0.0, INFINITY),
     ) -> Column:
         """Adds a column before a run, and returns it; arguments and errors as `Columns.add`.
 
@@ -325,15 +260,12 @@ class Master:
         data: Any,
         bounds: Bounds,
     ) -> Column:
-        if not isinstance(entries, dict):
-            if not isinstance(entries, Mapping):
-                raise TypeError(f"entries have to be {{row: value}}, not {entries!r}")
-            entries = dict(entries)
-        lower, upper = _pair(bounds, "the bounds of a column")
+        entries = _checks.mapping(entries, "entries")
+        lower, upper = _checks.pair(bounds, "the bounds of a column")
         number = self._objects.add(data)
         handle = None
         try:
-            handle = add(_number(cost, "the cost of a column"), entries, lower, upper, number)
+            handle = add(_checks.number(cost, "the cost of a column"), entries, lower, upper, number)
         finally:
             if handle is None or handle.object != number:
                 self._objects.drop(number)
@@ -349,7 +281,7 @@ class Master:
         data: Optional[Sequence[Any]],
     ) -> int:
         if data is None:
-            return add(costs, starts, rows, values, _NO_OBJECT)
+            return add(costs, starts, rows, values, NO_OBJECT)
         count = np.size(costs)
         if len(data) != count:
             raise Mistake(f"data has {len(data)} objects for {count} columns")
@@ -405,6 +337,7 @@ class Master:
         tolerance_dial: bool = True,
         degree_of_optimality: float = 2.0,
         penalty: float = 1e10,
+        rounding: bool = False,
         first_duals: Optional[npt.ArrayLike] = None,
         interrupt: Optional[Callable[[], bool]] = None,
         log: Optional[Callable[[str], Any]] = None,
@@ -434,6 +367,9 @@ class Master:
                               tolerance dial.
         penalty               cost of violating a row by one unit while no column satisfies it; any
                               dual must be smaller.
+        rounding              after an optimal run, look for an integer solution by the library's
+                              rounding heuristic: `Result.integer_values`. It meets the linking rows;
+                              block rows may be exceeded.
         first_duals           duals in the order of the rows: the oracle is called with these before
                               the first restricted master is solved.
         interrupt             looked at between two iterations; when it returns True the run ends,
@@ -458,19 +394,20 @@ class Master:
         if not callable(price):
             raise TypeError(f"the oracle has to be a function, not {price!r}")
         settings = _core.Settings()
-        settings.tolerance = _number(tolerance, "tolerance")
-        settings.time_limit = _INFINITY if time_limit is None else _number(time_limit, "time_limit")
-        settings.max_iterations = _limit(max_iterations, "max_iterations")
-        settings.max_columns = _limit(max_columns, "max_columns")
-        settings.strategy = _choice(_STRATEGIES, strategy, "strategy")
+        settings.tolerance = _checks.number(tolerance, "tolerance")
+        settings.time_limit = INFINITY if time_limit is None else _checks.number(time_limit, "time_limit")
+        settings.max_iterations = _checks.limit(max_iterations, "max_iterations")
+        settings.max_columns = _checks.limit(max_columns, "max_columns")
+        settings.strategy = _checks.choice(_STRATEGIES, strategy, "strategy")
         settings.tolerance_dial = bool(tolerance_dial)
-        settings.degree_of_optimality = _number(degree_of_optimality, "degree_of_optimality")
-        settings.penalty = _number(penalty, "penalty")
+        settings.degree_of_optimality = _checks.number(degree_of_optimality, "degree_of_optimality")
+        settings.penalty = _checks.number(penalty, "penalty")
+        settings.rounding = bool(rounding)
         if first_duals is not None:
             settings.first_duals = np.asarray(first_duals, dtype=float).ravel().tolist()
         settings.verbosity = int(verbosity)
         settings.save_file = "" if save_file is None else os.fspath(save_file)
-        settings.save_every = _number(save_every, "save_every")
+        settings.save_every = _checks.number(save_every, "save_every")
         found = self._core.solve(
             settings,
             self._ask(price),
@@ -506,6 +443,8 @@ class Master:
             gap=found.gap,
             duals=Duals(self, found.duals),
             values=self._column_values(found.values()),
+            integer_values=self._column_values(found.integer_values()),
+            integer_value=found.integer_value,
             history=np.array(found.history(), dtype=DTYPE),
             message=found.message,
             unmet_rows=found.unmet_rows,
@@ -526,6 +465,27 @@ class Master:
     def upper_bound(self) -> float:
         """Upper bound proved so far for the master as it is; inf when there is none."""
         return self._core.bounds_proved()[1]
+
+    @property
+    def settings(self) -> Dict[str, Any]:
+        """The numbers among the settings of the last run, as arguments for `solve`.
+
+        For a master that was loaded, those of the run that wrote it. Callbacks, texts and files are
+        not kept. ``master.solve(price, **master.settings)`` runs as before.
+        """
+        known = self._core.settings()
+        names = {code: name for name, code in _STRATEGIES.items()}
+        return {
+            "tolerance": known.tolerance,
+            "time_limit": None if known.time_limit == INFINITY else known.time_limit,
+            "max_iterations": _or_none(known.max_iterations),
+            "max_columns": _or_none(known.max_columns),
+            "strategy": names[known.strategy],
+            "tolerance_dial": known.tolerance_dial,
+            "degree_of_optimality": known.degree_of_optimality,
+            "penalty": known.penalty,
+            "save_every": known.save_every,
+        }
 
     def forget_bounds(self) -> None:
         """Forgets the bounds, for pricing that has changed without a change of the master."""
@@ -561,7 +521,7 @@ class Master:
         file that cannot be read, is damaged or is none of this kind.
         """
         master = object.__new__(cls)
-        objects = master._objects = _Objects()
+        objects = master._objects = Objects()
 
         def read(text: str) -> int:
             return objects.add(data(text) if data else None)
@@ -593,6 +553,10 @@ def _column_handle(column: Any) -> _core.Column:
     if not isinstance(column, Column):
         raise TypeError(f"{column!r} is no column")
     return column._handle
+
+
+def _or_none(limit: int) -> Optional[int]:
+    return None if limit == _checks.NO_LIMIT else limit
 
 
 def _asker(interrupt: Callable[[], Any]) -> Callable[[], bool]:

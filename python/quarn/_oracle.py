@@ -8,12 +8,11 @@ from typing import TYPE_CHECKING, Any, Dict, List, Mapping, Optional, Sequence, 
 import numpy as np
 import numpy.typing as npt
 
-from . import _core
+from . import _checks, _core
+from ._checks import INFINITY
 
 if TYPE_CHECKING:
     from ._master import Bounds, Column, Master, Row
-
-_INFINITY = float("inf")
 
 
 class Duals:
@@ -70,7 +69,9 @@ class Duals:
 
     def reduced_cost(self, cost: float, entries: Mapping["Row", float]) -> float:
         """The reduced cost of a column with this cost and these entries."""
-        return self._handle.reduced_cost(cost, dict(entries))
+        return self._handle.reduced_cost(
+            _checks.number(cost, "the cost of a column"), _checks.mapping(entries, "entries")
+        )
 
     def out_of_time(self) -> bool:
         """Whether the run should end, because its time is over or it was interrupted.
@@ -109,7 +110,7 @@ class Columns:
         cost: float,
         entries: Mapping["Row", float],
         data: Any = None,
-        bounds: "Bounds" = (0.0, _INFINITY),
+        bounds: "Bounds" = (0.0, INFINITY),
     ) -> "Column":
         """Adds a column, and returns it; if it is there already, that one, with its own data.
 
@@ -188,17 +189,7 @@ class Answer:
     def _parts(self) -> Tuple[Optional[float], Optional[Dict["Row", float]]]:
         """What the extension module takes."""
         if self.bound is not None:
-            try:
-                return float(self.bound), None
-            except (TypeError, ValueError):
-                raise TypeError(
-                    f"the bound of an Answer has to be a number, not {self.bound!r}"
-                ) from None
-        costs = self.best_reduced_costs
-        if costs is None:
+            return _checks.number(self.bound, "the bound of an Answer"), None
+        if self.best_reduced_costs is None:
             return None, None
-        if not isinstance(costs, Mapping):
-            raise TypeError(
-                f"best_reduced_costs has to be {{row: best reduced cost}}, not {costs!r}"
-            )
-        return None, dict(costs)
+        return None, _checks.mapping(self.best_reduced_costs, "best_reduced_costs")

@@ -55,6 +55,10 @@ class Result:
     #: INFEASIBLE: multipliers of the rows, in the order added, the largest 1: they add up to a row
     #: that no known column and no rounding can satisfy. Empty when there are none
     certificate: npt.NDArray[np.float64] = field(default_factory=lambda: np.zeros(0))
+    #: with `rounding`: the columns of an integer solution with how often each is used; empty when
+    #: none was found
+    integer_values: List[Tuple["Column", float]] = field(default_factory=list)
+    integer_value: float = 0.0  #: what they cost
     columns: int = 0  #: in the restricted master
     inner_iterations: int = 0  #: of the interior-point method
     seconds: float = 0.0  #: wall-clock time of the whole run

@@ -14,6 +14,11 @@ int64_t object_of(const quarn::Column &column) {
 
 static std::string text_of(const py::handle &object) { return py::repr(object); }
 
+const quarn::Row &to_row(const py::handle &object) {
+  if (!py::isinstance<quarn::Row>(object)) throw py::type_error(text_of(object) + " is no row");
+  return object.cast<const quarn::Row &>();
+}
+
 std::vector<quarn::Entry> to_entries(const py::dict &entries) {
   std::vector<quarn::Entry> result;
   result.reserve(entries.size());

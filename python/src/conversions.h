@@ -25,6 +25,9 @@ constexpr int64_t kNoObject = -1;
 std::any to_any(int64_t object);
 int64_t object_of(const quarn::Column &column);
 
+/// The row that an object is. Throws py::type_error for what is none.
+const quarn::Row &to_row(const py::handle &object);
+
 /// Entries from a dict {Row: number}. Throws py::type_error, naming what is no row or no number.
 std::vector<quarn::Entry> to_entries(const py::dict &entries);
 

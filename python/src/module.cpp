@@ -117,7 +117,8 @@ static void bind_handles(py::module_ &module) {
   py::class_<quarn::Row>(module, "Row", R"(Handle of a row of a master.
 
 It belongs to the master that made it and to the copies made of that master afterwards; any other
-master refuses it. Rows are made by Master.add_row, and are the keys of a column's entries.)")
+master refuses it. Rows are made by Master.add_row, and are the keys of a column's entries. An array
+by row, such as duals.values, can be indexed with a row.)")
       .def_property_readonly("name", &quarn::Row::name,
                              "The name given when the row was made, else \"row <index>\".")
       .def_property_readonly("index", &quarn::Row::index,
@@ -128,6 +129,7 @@ master refuses it. Rows are made by Master.add_row, and are the keys of a column
           "__eq__", [](const quarn::Row &a, const quarn::Row &b) { return a == b; },
           py::is_operator())
       .def("__hash__", [](const quarn::Row &row) { return row.index(); })
+      .def("__index__", &quarn::Row::index)
       .def("__repr__", [](const quarn::Row &row) { return "<quarn.Row '" + row.name() + "'>"; });
 
   py::class_<quarn::Column>(module, "Column")
@@ -142,7 +144,8 @@ master refuses it. Rows are made by Master.add_row, and are the keys of a column
 
 static void bind_pricing(py::module_ &module) {
   py::class_<quarn::Duals>(module, "Duals")
-      .def("__getitem__", [](const quarn::Duals &self, const quarn::Row &row) { return self[row]; })
+      .def("__getitem__",
+           [](const quarn::Duals &self, const py::object &row) { return self[to_row(row)]; })
       .def("values", [](const quarn::Duals &self) { return to_array(self.values()); })
       .def("reduced_cost",
            [](const quarn::Duals &self, double cost, const py::dict &entries) {
@@ -190,6 +193,7 @@ static void bind_results(py::module_ &module) {
       .def_readwrite("tolerance_dial", &quarn::Settings::tolerance_dial)
       .def_readwrite("degree_of_optimality", &quarn::Settings::degree_of_optimality)
       .def_readwrite("penalty", &quarn::Settings::penalty)
+      .def_readwrite("rounding", &quarn::Settings::rounding)
       .def_readwrite("first_duals", &quarn::Settings::first_duals)
       .def_readwrite("verbosity", &quarn::Settings::verbosity)
       .def_readwrite("save_file", &quarn::Settings::save_file)
@@ -206,6 +210,8 @@ static void bind_results(py::module_ &module) {
       .def_readonly("gap", &quarn::Result::gap)
       .def_readonly("duals", &quarn::Result::duals)
       .def("values", [](const quarn::Result &self) { return to_list(self.values); })
+      .def("integer_values", [](const quarn::Result &self) { return to_list(self.integer_values); })
+      .def_readonly("integer_value", &quarn::Result::integer_value)
       .def("history", [](const quarn::Result &self) { return to_list(self.history); })
       .def_readonly("unmet_rows", &quarn::Result::unmet_rows)
       .def("certificate", [](const quarn::Result &self) { return to_array(self.certificate); })
@@ -235,13 +241,13 @@ static void bind_rows(MasterClass &master) {
                  row_options(std::move(name), block, dual_lower, dual_upper, entries));
            })
       .def("remove_row",
-           [](GuardedMaster &self, const quarn::Row &row) { self.use().remove_row(row); })
-      .def("set_rhs", [](GuardedMaster &self, const quarn::Row &row,
-                         double rhs) { self.use().set_rhs(row, rhs); })
-      .def("set_range", [](GuardedMaster &self, const quarn::Row &row, double lower,
-                           double upper) { self.use().set_range(row, lower, upper); })
+           [](GuardedMaster &self, const py::object &row) { self.use().remove_row(to_row(row)); })
+      .def("set_rhs", [](GuardedMaster &self, const py::object &row,
+                         double rhs) { self.use().set_rhs(to_row(row), rhs); })
+      .def("set_range", [](GuardedMaster &self, const py::object &row, double lower,
+                           double upper) { self.use().set_range(to_row(row), lower, upper); })
       .def("range", [](GuardedMaster &self,
-                       const quarn::Row &row) { return to_tuple(self.use().range(row)); })
+                       const py::object &row) { return to_tuple(self.use().range(to_row(row))); })
       .def("rows", [](GuardedMaster &self) { return self.use().rows(); })
       .def("row",
            [](GuardedMaster &self, const std::string &name) { return self.use().row(name); });
@@ -297,6 +303,7 @@ static void bind_master(py::module_ &module) {
              return to_tuple({known.lower_bound(), known.upper_bound()});
            })
       .def("forget_bounds", [](GuardedMaster &self) { self.use().forget_bounds(); })
+      .def("settings", [](GuardedMaster &self) { return self.use().settings(); })
       .def(
           "solve",
           [](GuardedMaster &self, const quarn::Settings &settings, const py::object &price,

@@ -1,9 +1,7 @@
 #include "run.h"
 
-#include <pybind11/iostream.h>
-
 #include <memory>
-#include <ostream>
+#include <sstream>
 #include <utility>
 #include <vector>
 
@@ -69,6 +67,12 @@ static void write_log(const py::object &log, const char *text) {
   }
 }
 
+static void write_table(const py::object &stream, std::ostringstream &table) {
+  stream.attr("write")(table.str());
+  stream.attr("flush")();
+  table.str("");
+}
+
 std::function<std::string(const quarn::Column &)> data_writer(const py::object &function) {
   if (function.is_none()) return nullptr;
   return [&function](const quarn::Column &column) {
@@ -82,22 +86,21 @@ quarn::Result GuardedMaster::solve(const Callbacks &callbacks, quarn::Settings s
   if (being_solved_) throw quarn::Mistake("this master is being solved already");
 
   bool stopped = false;
-  if (!callbacks.on_iteration.is_none()) {
-    settings.on_iteration = [&](const quarn::Iteration &line) {
-      const py::gil_scoped_acquire lock;
-      stopped = callbacks.on_iteration(fields(line)).cast<bool>() || stopped;
-    };
-  }
+  // The table's lines are handed on by a callback: errors of a stream's own would be lost.
+  std::ostringstream table;
+  if (!callbacks.progress.is_none()) settings.progress = &table;
+  settings.on_iteration = [&](const quarn::Iteration &line) {
+    if (callbacks.on_iteration.is_none() && callbacks.progress.is_none()) return;
+    const py::gil_scoped_acquire lock;
+    if (!callbacks.progress.is_none()) write_table(callbacks.progress, table);
+    if (callbacks.on_iteration.is_none()) return;
+    stopped = callbacks.on_iteration(fields(line)).cast<bool>() || stopped;
+  };
   settings.interrupt = [&] { return wants_end(callbacks, stopped); };
   if (!callbacks.log.is_none()) {
     settings.log = [&](const char *text) { write_log(callbacks.log, text); };
   }
   settings.save_data = data_writer(callbacks.save_data);
-  const bool has_table = !callbacks.progress.is_none();
-  py::detail::pythonbuf buffer(has_table ? callbacks.progress
-                                         : py::module_::import("sys").attr("stdout"));
-  std::ostream table(&buffer);
-  if (has_table) settings.progress = &table;
 
   being_solved_ = true;
   solver_ = std::this_thread::get_id();

@@ -64,6 +64,17 @@ class Surprise(Exception):
     pass
 
 
+def test_an_error_of_the_stream_comes_out(monkeypatch):
+    class Broken:
+        def write(self, text):
+            raise Surprise(text)
+
+    problem, master, rows, price = make()
+    monkeypatch.setattr(sys, "stdout", Broken())
+    with pytest.raises(Surprise, match="iteration"):
+        master.solve(price, progress=True)
+
+
 @pytest.mark.parametrize("where", ["price", "on_iteration", "interrupt"])
 def test_errors_of_callbacks_come_out_as_they_are_with_their_traceback(where):
     problem, master, rows, price = make()
@@ -203,6 +214,26 @@ def test_a_master_that_is_being_solved_is_refused_to_others():
     master.solve(nosy)
     assert len(refusals) == 2 and all("another thread" in refusal for refusal in refusals)
     assert len(master.rows) == len(rows)
+
+
+def test_rounding_finds_an_integer_solution():
+    master = quarn.Master()
+    rows = [master.add_row(">=", 1.0) for _ in range(3)]
+    for i in range(3):
+        master.add_column(1.0, {rows[i]: 1.0, rows[i - 1]: 1.0}, data=i)
+    result = master.solve(lambda duals, columns: quarn.Answer(bound=1.5), rounding=True)
+    assert result.upper_bound == pytest.approx(1.5, rel=1e-5)
+    assert result.integer_value == pytest.approx(2.0) and len(result.integer_values) == 2
+    assert {column.data for column, _ in result.integer_values} < {0, 1, 2}
+
+
+def test_the_settings_of_a_run_serve_another_one(tmp_path):
+    problem, master, rows, price = make()
+    given = dict(tolerance=1e-4, strategy="centred", max_columns=500, max_iterations=7)
+    master.solve(price, save_file=tmp_path / "a", **given)
+    assert given.items() <= master.settings.items()
+    assert quarn.Master.load(tmp_path / "a").settings == master.settings
+    master.solve(price, **master.settings)
 
 
 class Thing:
