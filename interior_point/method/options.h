@@ -80,7 +80,8 @@ struct StallOptions {
   StallRule warm = {0.1, 6};
   /// So many iterations without an improvement show that digits of p are missing which cancel.
   int32_t cancelled_patience = 3;
-  /// With the stop of (12) as low as it gets, so many without an improvement are enough.
+  /// With the stop of (12) as low as it gets, so many without an improvement are enough: the
+  /// relaxation qiu, which stays open, is given up after 42 instead of 59 iterations.
   int32_t last_patience = 8;
   /// A step of less than this is short; more such steps in a row beside penalty columns, from the
   /// usual start, show a problem that lives on them.
@@ -105,10 +106,8 @@ struct TargetOptions {
   double largest_rise = 3.0;
   double least_centred_sigma = 0.01;
   double infeasible_sigma = 0.5;  ///< times (1 - min alpha)^2
-  /// A predictor this short says nothing of the mu that can be reached.
-  double short_predictor = 0.1;
-  double short_predictor_sigma = 0.3;
-  /// After a short step mu has run ahead of the infeasibility: it goes up again.
+  /// After a short step mu has run ahead of the infeasibility: it goes up again. The relaxation
+  /// nw04 takes 67 instead of 59 iterations without.
   double raising_sigma = 2.0;
 };
 
@@ -125,7 +124,8 @@ struct StopOptions {
   /// The tolerance at which a stop is as low as rounding errors let it be of use.
   double least_aim = 1e-16;
   /// After so many lowerings in vain the defect is that of the data: rows contradict each other by
-  /// a rounding error. p may then miss by the tolerance itself.
+  /// a rounding error. p may then miss by the tolerance itself. finnis with scaled rows (seed 1 of
+  /// --transform=rows) takes 29 instead of 21 iterations without, 45 where patience is longer, too.
   int32_t lowerings_in_vain = 3;
 };
 
@@ -218,7 +218,9 @@ struct FreeColumnOptions {
   double least_theta = 1e4;
   double largest_theta = 1e10;
   /// A column that leaves this share of the largest dual residual gets a theta larger by the
-  /// factor, at most the last value.
+  /// factor, at most the last value. Without, the duals of ganges and pilot4 (--transform=dual)
+  /// take 30 instead of 20 and 37 instead of 26 iterations, the duals of all netlib programs 442
+  /// instead of 398.
   double leaving_share = 0.1;
   double growth = 10.0;
   double last_theta = 1e14;

@@ -323,9 +323,6 @@ double Solver::target(const Request &request, const StepLengths &predictor) {
     sigma = std::max(sigma, kTarget.infeasible_sigma * shortfall * shortfall);
     if (last_steps_.least() < kStall.short_step) sigma = std::max(sigma, kTarget.raising_sigma);
   }
-  if (predictor.least() < kTarget.short_predictor) {
-    sigma = std::max(sigma, kTarget.short_predictor_sigma);
-  }
   const double share = request.keep_centred ? kTarget.centred_kappa : kTarget.plain_kappa;
   stop_mu_ = stop_factor_ * share * std::min(tolerance_, kTarget.loosest_aim) * measures_.unit /
              std::max(form_.pairs, 1);

@@ -18,7 +18,6 @@
  *   mu_t = max(sigma mu, kappa min(tau, 1/2) |p| / N),  at most 3 mu,                         (12)
  *   sigma = (mu_aff / mu)^4, or the third power and at least 0.01 when the point is to be centred,
  *           at least 0.5 (1 - min alpha)^2 while infeasible,
- *           at least 0.3 when min alpha < 0.1,
  *           at least 2 while infeasible after a step shorter than 0.1.
  *
  * The second entry of the maximum is the mu at which the gap just meets the tolerance. Without it
