@@ -95,6 +95,11 @@ inline void row_number(const Log &log, const char *what, int32_t i) {
   log.print("QUARN_add_rows: the %s of row %d is not a number\n", what, i + 1);
 }
 
+inline void refused_number(const Log &log, const char *function) {
+  if (!log.is_callers()) return;
+  log.print("%s: not a number, nothing is changed\n", function);
+}
+
 /// Columns of a batch that the record has already: the first of them, from 0, and how many.
 inline void known_columns(const Log &log, int32_t first, int32_t known, int32_t count) {
   if (!log.is_callers() || count == 0) return;

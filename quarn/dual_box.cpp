@@ -21,6 +21,7 @@
 #include <cmath>
 
 #include "quarn/bounds.h"
+#include "quarn/complaints.h"
 #include "quarn/internal.h"
 
 namespace quarn {
@@ -181,6 +182,10 @@ void QUARN_expand_bounds(QUARN_env *env, QUARN_SMatrix_CW *G, int32_t m, const d
 }
 
 void QUARN_set_dual_box(QUARN_env *env, double lower, double upper) {
+  if (std::isnan(lower) || std::isnan(upper)) {
+    quarn::complaints::refused_number(quarn::Log(*env), __func__);
+    return;
+  }
   env->exp_BD = 0;
   for (int32_t i = 0; i < env->m; ++i) {
     env->u_LB[i] = quarn::boxed_lower(env->u_LB_user[i], lower);

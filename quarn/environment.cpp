@@ -15,6 +15,7 @@
 #include <cstdio>
 #include <iterator>
 
+#include "quarn/complaints.h"
 #include "quarn/internal.h"
 #include "quarn/log.h"
 #include "quarn/sparse_matrix.h"
@@ -395,6 +396,15 @@ bool check_invariants(const QUARN_env &env) {
   return rows && columns && integer_solution && buffers;
 }
 
+/// Every comparison with what is not a number fails: a run would end at no gap, or at every one.
+static void store(QUARN_env *env, double *field, double value, const char *function) {
+  if (std::isnan(value)) {
+    complaints::refused_number(Log(*env), function);
+  } else {
+    *field = value;
+  }
+}
+
 }  // namespace quarn
 
 QUARN_env *QUARN_set_data(int32_t m, int32_t p, int32_t nrows, int32_t option,
@@ -447,8 +457,12 @@ void QUARN_free(QUARN_env *env) {
   quarn::drop_problem(env);
 }
 
-void QUARN_set_lambda_LB(QUARN_env *env, double value) { env->lambda_LB = value; }
-void QUARN_set_lambda_UB(QUARN_env *env, double value) { env->lambda_UB = value; }
+void QUARN_set_lambda_LB(QUARN_env *env, double value) {
+  quarn::store(env, &env->lambda_LB, value, __func__);
+}
+void QUARN_set_lambda_UB(QUARN_env *env, double value) {
+  quarn::store(env, &env->lambda_UB, value, __func__);
+}
 void QUARN_set_verbosity(QUARN_env *env, int16_t value) { env->verbosity = value; }
 void QUARN_set_column_elimination(QUARN_env *env, int16_t value) {
   env->column_elimination = value;
@@ -457,23 +471,43 @@ void QUARN_set_max_number_columns(QUARN_env *env, int32_t value) {
   env->max_number_columns = value;
 }
 void QUARN_set_degree_of_optimality(QUARN_env *env, double value) {
-  env->degree_of_optimality = value;
+  quarn::store(env, &env->degree_of_optimality, value, __func__);
 }
-void QUARN_set_max_opt_tol(QUARN_env *env, double value) { env->max_opt_tol = value; }
+void QUARN_set_max_opt_tol(QUARN_env *env, double value) {
+  quarn::store(env, &env->max_opt_tol, value, __func__);
+}
 void QUARN_set_change_bounds(QUARN_env *env, int16_t value) { env->change_bounds = value; }
 void QUARN_set_reliable_answer(QUARN_env *env, int16_t value) { env->reliable_answer = value; }
 void QUARN_set_centrality_value(QUARN_env *env, int16_t value) { env->centrality_value = value; }
 void QUARN_set_WS_strategy(QUARN_env *env, int16_t value) { env->WS_strategy = value; }
-void QUARN_set_max_cputime(QUARN_env *env, double value) { env->max_cputime = value; }
-void QUARN_set_delta(QUARN_env *env, double value) { env->delta = value; }
-void QUARN_set_rel_gap(QUARN_env *env, double value) { env->rel_gap = value; }
-void QUARN_set_objective_LB(QUARN_env *env, double value) { env->objective_LB = value; }
-void QUARN_set_objective_UB(QUARN_env *env, double value) { env->objective_UB = value; }
-void QUARN_set_lowerBnd(QUARN_env *env, double value) { env->lowerBnd = value; }
-void QUARN_set_upperBnd(QUARN_env *env, double value) { env->upperBnd = value; }
+void QUARN_set_max_cputime(QUARN_env *env, double value) {
+  quarn::store(env, &env->max_cputime, value, __func__);
+}
+void QUARN_set_delta(QUARN_env *env, double value) {
+  quarn::store(env, &env->delta, value, __func__);
+}
+void QUARN_set_rel_gap(QUARN_env *env, double value) {
+  quarn::store(env, &env->rel_gap, value, __func__);
+}
+void QUARN_set_objective_LB(QUARN_env *env, double value) {
+  quarn::store(env, &env->objective_LB, value, __func__);
+}
+void QUARN_set_objective_UB(QUARN_env *env, double value) {
+  quarn::store(env, &env->objective_UB, value, __func__);
+}
+void QUARN_set_lowerBnd(QUARN_env *env, double value) {
+  quarn::store(env, &env->lowerBnd, value, __func__);
+}
+void QUARN_set_upperBnd(QUARN_env *env, double value) {
+  quarn::store(env, &env->upperBnd, value, __func__);
+}
 
 void QUARN_set_RHS(QUARN_env *env, const double *values) {
-  for (int32_t i = 0; i < env->m; ++i) env->RHS[i] = values[i];
+  if (quarn::has_nan(values, env->m)) {
+    quarn::complaints::refused_number(quarn::Log(*env), __func__);
+  } else {
+    std::copy(values, values + env->m, env->RHS);
+  }
 }
 
 double *QUARN_get_dual_solution(const QUARN_env *env) { return env->u; }

@@ -314,7 +314,8 @@ void QUARN_set_log(QUARN_env *env, QUARN_log function, void *data);
 /** A function for QUARN_set_log that drops the text. */
 void QUARN_log_nothing(const char *text, void *data);
 
-/* parameters: each setter stores its value, unchecked, and touches nothing else */
+/* parameters: each setter stores its value and touches nothing else. It checks none, except that
+   what is not a number is refused: nothing changes, and a sink of QUARN_set_log gets a line. */
 
 /** Lower bound of columns added from now on. Default 0; columns that are there keep theirs. */
 void QUARN_set_lambda_LB(QUARN_env *env, double value);
@@ -404,7 +405,10 @@ void QUARN_set_lowerBnd(QUARN_env *env, double value);
 /** Current upper bound of the optimal value. Default 1e30; set it only to a proven bound. */
 void QUARN_set_upperBnd(QUARN_env *env, double value);
 
-/** Copies values[m] into the right-hand sides of the linking rows; the other rows keep theirs. */
+/**
+ * Copies values[m] into the right-hand sides of the linking rows; the other rows keep theirs.
+ * Refused as a whole, as by the setters above, when one is not a number.
+ */
 void QUARN_set_RHS(QUARN_env *env, const double *values);
 
 /**
@@ -600,7 +604,8 @@ void QUARN_expand_bounds(QUARN_env *env, QUARN_SMatrix_CW *G, int32_t m, const d
 /**
  * Narrows the dual box of every linking row to [lower, upper], within its limits, and lets it be
  * widened during the run (exp_BD = 0). A limit that excludes 0 gives way to 0. The costs of the box
- * columns follow at the first widening.
+ * columns follow at the first widening. Nothing changes where one of the two is not a number, and a
+ * sink of QUARN_set_log gets a line.
  */
 void QUARN_set_dual_box(QUARN_env *env, double lower, double upper);
 
@@ -792,7 +797,8 @@ void QUARN_copy_full_master_columns(const QUARN_env *env, QUARN_SMatrix_CW *out)
  *   tags                    in  [k] for row_tag, or null for -1.
  *
  * Returns 1; -1, nothing changed, for a null pointer, rows that are not well formed (as columns in
- * QUARN_add_columns) or memory that is short. m and ncuts rise by k, new duals in u are 0,
+ * QUARN_add_columns), a value of rhs or of the dual limits that is not a number, or memory that is
+ * short. m and ncuts rise by k, new duals in u are 0,
  * capacities of G equal its sizes, the loaded problem and the saved point are void. Linear in the
  * size of G.
  */

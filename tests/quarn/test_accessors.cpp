@@ -1,6 +1,8 @@
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <functional>
+#include <string>
 
 #include "tests/support/captured_output.h"
 #include "tests/support/records.h"
@@ -47,6 +49,42 @@ TEST(Setters, EachStoresItsValueUncheckedAndNothingElse) {
     const std::string before = support::dump(*env.get());
     row.set(env.get());
     EXPECT_EQ(support::changed_lines(before, support::dump(*env.get())), row.line);
+  }
+}
+
+TEST(Setters, RefuseWhatIsNotANumber) {
+  const double nan = std::nan("");
+#define REAL(field) [nan](QUARN_env *env) { QUARN_set_##field(env, nan); }
+  const std::function<void(QUARN_env *)> calls[] = {
+      REAL(lambda_LB),
+      REAL(lambda_UB),
+      REAL(degree_of_optimality),
+      REAL(max_opt_tol),
+      REAL(max_cputime),
+      REAL(delta),
+      REAL(rel_gap),
+      REAL(objective_LB),
+      REAL(objective_UB),
+      REAL(lowerBnd),
+      REAL(upperBnd),
+      [nan](QUARN_env *env) { QUARN_set_dual_box(env, nan, 1.0); },
+      [nan](QUARN_env *env) { QUARN_set_dual_box(env, -1.0, nan); },
+      [nan](QUARN_env *env) {
+        const double values[] = {-5, nan};
+        QUARN_set_RHS(env, values);
+      }};
+#undef REAL
+  for (const auto &call : calls) {
+    Environment env;
+    const std::string before = support::dump(*env.get());
+    std::string text;
+    QUARN_set_log(
+        env.get(),
+        [](const char *piece, void *data) { *static_cast<std::string *>(data) += piece; }, &text);
+    call(env.get());
+    QUARN_set_log(env.get(), nullptr, nullptr);
+    EXPECT_EQ(support::dump(*env.get()), before) << text;
+    EXPECT_NE(text.find(": not a number, nothing is changed\n"), std::string::npos) << text;
   }
 }
 
