@@ -302,6 +302,40 @@ Solution Record::solution(const std::vector<double> &duals) {
   return solution;
 }
 
+std::vector<int32_t> Record::unbounded_columns() {
+  constexpr double kTrace = 1e-6;  // of the largest entry: what a solver's tolerance leaves
+  double *x = nullptr;
+  int32_t count = 0;
+  QUARN_get_pointer_to_full_master_solution(env_.get(), &x, &count);
+  if (x == nullptr) return {};
+  const double *ray = x + env_->ncols_aux;
+  const double largest = *std::max_element(x, x + count);
+  if (!(largest > 0.0)) return {};
+  std::vector<int32_t> slots;
+  std::vector<double> sums(state_.rows.size(), 0.0), sizes = sums;
+  std::vector<std::pair<int32_t, double>> entries;
+  double cost = 0.0, cost_size = 0.0;
+  for (int32_t k = 0; k < count - env_->ncols_aux; ++k) {
+    if (!(std::fabs(ray[k]) > kTrace * largest)) continue;
+    const int32_t slot = slot_of(k);
+    if (ray[k] < 0.0 || state_.columns[at(slot)].bounds.upper < kInfinity) return {};
+    slots.push_back(slot);
+    cost += state_.sign() * state_.column(slot).cost * ray[k];
+    cost_size += std::fabs(state_.column(slot).cost * ray[k]);
+    state_.gather(slot, &entries);
+    for (const auto &[row, value] : entries) {
+      sums[at(row)] += value * ray[k];
+      sizes[at(row)] += std::fabs(value * ray[k]);
+    }
+  }
+  for (const int32_t row : row_slots_) {
+    const double trace = kTrace * sizes[at(row)];
+    if (state_.rows[at(row)].has_lower() && sums[at(row)] < -trace) return {};
+    if (state_.rows[at(row)].has_upper() && sums[at(row)] > trace) return {};
+  }
+  return cost < -kTrace * cost_size ? slots : std::vector<int32_t>();
+}
+
 void Record::note_eliminated_columns() {
   if (generated() == state_.present) return;
   std::vector<bool> kept(state_.columns.size(), false);

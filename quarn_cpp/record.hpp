@@ -77,6 +77,10 @@ class Record {
   /// Reads the solution of the restricted master solved last, whose duals by slot are these.
   Solution solution(const std::vector<double> &duals);
 
+  /// Slots of columns that can be used without limit together, at an ever better value: the ray
+  /// that the solver leaves when the restricted master is unbounded. Empty when it is no ray.
+  std::vector<int32_t> unbounded_columns();
+
   /// Slot of generated column k of the record.
   int32_t slot_of(int32_t k) const { return env_->col_tag[k]; }
   int32_t generated() const { return env_->G->n - env_->ncols_aux; }

@@ -515,11 +515,23 @@ void Run::describe(Result *result, End end) const {
     result->status = Status::stopped;
     result->message = "interrupted: " + state;
   } else {
-    result->message =
-        "a restricted master problem could not be solved; it may be unbounded, or its "
-        "columns badly scaled: " +
-        state;
+    result->message = failure() + ": " + state;
   }
+}
+
+/// Why a restricted master was not solved.
+std::string Run::failure() const {
+  constexpr size_t kMostNamed = 5;
+  const std::vector<int32_t> slots = record_->unbounded_columns();
+  if (slots.empty()) {
+    return "a restricted master could not be solved; its columns may be badly scaled";
+  }
+  std::string text = "the restricted master is unbounded along ";
+  text += slots.size() == 1 ? "column" : "columns";
+  for (size_t k = 0; k < slots.size() && k < kMostNamed; ++k) {
+    text += (k == 0 ? " " : ", ") + std::to_string(slots[k]);
+  }
+  return slots.size() > kMostNamed ? text + " and others" : text;
 }
 
 void Run::describe_infeasible(Result *result) const {

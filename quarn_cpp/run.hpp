@@ -86,6 +86,7 @@ class Run {
   void describe(Result *result, End end) const;
   void describe_infeasible(Result *result) const;
   std::vector<double> certificate() const;
+  std::string failure() const;
   std::string figures(double gap) const;
 
   double lap();

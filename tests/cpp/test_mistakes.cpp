@@ -226,6 +226,10 @@ TEST_F(Mistakes, AreSaidAsThePageQuotesThem) {
   const auto heuristic = [](const Duals &, Columns &) { return Answer::heuristic(); };
   Master hopeless;
   hopeless.add_row(RowSense::at_least, 5.0, {"hopeless"});
+  const auto unbounded = [](const Duals &, Columns &columns) {
+    columns.add(-3.0, {});
+    return Answer::heuristic();
+  };
   const struct {
     const char *sentence;
     std::function<std::string()> said;
@@ -271,6 +275,8 @@ TEST_F(Mistakes, AreSaidAsThePageQuotesThem) {
        [&] { return complaint([&] { master.add_row(RowSense::equal, 1.0, {"demand"}); }); }},
       {"infeasible: no columns satisfy row 'hopeless'",
        [&] { return hopeless.solve(heuristic).message; }},
+      {"the restricted master is unbounded along column 1: after ~ iterations, the gap is ~",
+       [&] { return Master(master).solve(unbounded).message; }},
       {"the oracle finds no further column, but what it proves leaves the gap open: after ~ "
        "iterations, the gap is ~",
        [&] { return master.solve(heuristic).message; }},
