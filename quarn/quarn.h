@@ -531,6 +531,10 @@ void QUARN_print_cputime(const QUARN_env *env);
  *   5  the problem may be infeasible: a box column carries weight in the final solution
  *   6  max_outer_iterations is reached
  *   7  the bounds contradict objective_LB or objective_UB
+ *
+ * The solution is that of the last RMP, to its tolerance. Where the gap closed with the upper bound
+ * of an earlier RMP its cost may be above that bound, and 5 come from this alone. With opt_tol set
+ * to delta QUARN_solve_RMP_STD solves the RMP again, to a solution that has the bound.
  */
 int16_t QUARN_solve_MP(QUARN_env *env, QUARN_oracle oracle);
 

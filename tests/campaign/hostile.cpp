@@ -44,19 +44,18 @@ class Saboteur {
   int16_t last_status() const { return last_status_; }
   int32_t late_answers() const { return late_answers_; }
 
-  /// Every answer takes two milliseconds from now on, and those after the limit are counted.
-  void hold_to(double seconds) {
-    limit_ =
-        std::chrono::steady_clock::now() + std::chrono::duration_cast<std::chrono::microseconds>(
-                                               std::chrono::duration<double>(seconds));
-    is_timed_ = true;
-  }
+  /// Every answer takes two milliseconds from now on, and those are counted that come later than
+  /// this after the first. The run's own clock starts before that one.
+  void hold_to(double seconds) { seconds_ = seconds; }
 
  private:
   int16_t answer(double *ub_term, double *lb_term, QUARN_env *env) {
     env->restart = 0;  // as the interface demands
-    if (is_timed_) {
-      if (std::chrono::steady_clock::now() > limit_) ++late_answers_;
+    if (seconds_ > 0.0) {
+      const auto now = std::chrono::steady_clock::now();
+      if (!asked_) first_answer_ = now;
+      asked_ = true;
+      if (std::chrono::duration<double>(now - first_answer_).count() > seconds_) ++late_answers_;
       std::this_thread::sleep_for(std::chrono::milliseconds(2));
     }
     last_status_ = same_rows_ ? pricer_.price(env, lb_term) : int16_t{1};
@@ -217,8 +216,9 @@ class Saboteur {
   bool same_rows_ = true;  ///< rows are those of the master, so that its oracle can price
   int16_t last_status_ = 0;
   double last_sum_ = 0.0;
-  bool is_timed_ = false;
-  std::chrono::steady_clock::time_point limit_;
+  double seconds_ = 0.0;
+  bool asked_ = false;
+  std::chrono::steady_clock::time_point first_answer_;
   int32_t late_answers_ = 0;
 };
 
