@@ -4,7 +4,10 @@
 
 #include <chrono>
 #include <condition_variable>
+#include <mutex>
 #include <optional>
+#include <thread>
+#include <vector>
 
 #include "block_pricing/block_team.hpp"
 #include "block_pricing/round.hpp"
@@ -33,10 +36,6 @@ class SharedList {
   /// What a thread does; nothing of it comes out.
   void work(Batch *batch) {
     std::optional<Failure> failure;
-    {
-      // Orders what the caller did before after what it hands over, whatever the pool does.
-      const std::lock_guard<std::mutex> lock(mutex_);
-    }
     while (!failure && !watch_.ended()) {
       const size_t next = next_.fetch_add(1, std::memory_order_relaxed);
       if (next >= blocks_.size()) break;
@@ -78,38 +77,81 @@ class SharedList {
   std::optional<Failure> failure_;
 };
 
-class Pool : public Runner {
+#if defined(__SANITIZE_THREAD__)
+
+/// Fresh threads, where races are looked for: what orders memory within oneTBB is not seen there.
+class Threads {
+ public:
+  explicit Threads(int) {}
+
+  template <typename Work>
+  void start(Work work) {
+    threads_.emplace_back(work);
+  }
+  void finish() {
+    for (std::thread &thread : threads_) thread.join();
+    threads_.clear();
+  }
+
+ private:
+  std::vector<std::thread> threads_;
+};
+
+#else
+
+class Threads {
  public:
   // The pool would else have a thread less than the machine has processors.
-  explicit Pool(int threads)
-      : threads_(static_cast<size_t>(threads)),
-        control_(tbb::global_control::max_allowed_parallelism, threads_ + 1),
+  explicit Threads(int threads)
+      : control_(tbb::global_control::max_allowed_parallelism, static_cast<size_t>(threads) + 1),
         arena_(threads, 0) {}
+
+  template <typename Work>
+  void start(Work work) {
+    arena_.enqueue(work);
+  }
+  void finish() {}
+
+ private:
+  tbb::global_control control_;
+  tbb::task_arena arena_;
+};
+
+#endif
+
+class Pool : public Runner {
+ public:
+  explicit Pool(int threads) : count_(static_cast<size_t>(threads)), threads_(threads) {}
 
   void run(BlockOracle &oracle, const BlockDuals &duals, const std::vector<uint32_t> &blocks,
            Watch &watch, RoundReport *report) override {
     const size_t first = report->batches.size();
-    report->batches.resize(first + threads_);
+    report->batches.resize(first + count_);
     SharedList list(oracle, duals, blocks, watch);
-    for (size_t k = 0; k < threads_; ++k) {
+    for (size_t k = 0; k < count_; ++k) {
       Batch *batch = &report->batches[first + k];
       list.begin();
       try {
-        arena_.enqueue([&list, batch] { list.work(batch); });
+        threads_.start([&list, batch] { list.work(batch); });
       } catch (...) {
         list.end(std::nullopt);
         watch.stop();
-        list.wait();
+        finish(&list);
         throw;
       }
     }
-    report->failure = list.wait();
+    report->failure = finish(&list);
   }
 
  private:
-  size_t threads_;
-  tbb::global_control control_;
-  tbb::task_arena arena_;
+  std::optional<Failure> finish(SharedList *list) {
+    const std::optional<Failure> failure = list->wait();
+    threads_.finish();
+    return failure;
+  }
+
+  size_t count_;
+  Threads threads_;
 };
 
 }  // namespace
