@@ -51,14 +51,18 @@ BlockRound BlockPricer::price(const BlockDuals &duals, const std::function<bool(
   if (report.failure) throw BlockError(report.failure->block, report.failure->text);
   ++statistics_.rounds;
   take_costs(report);
+  const auto merging = std::chrono::steady_clock::now();
   BlockRound round;
   merge(report, &round);
+  statistics_.merging_seconds += seconds_since(merging);
   if (!round.complete) ++statistics_.partial_rounds;
   statistics_.blocks_priced += static_cast<int64_t>(round.priced);
   statistics_.columns += static_cast<int64_t>(round.columns.size());
   statistics_.bytes_sent += report.bytes_sent;
   statistics_.bytes_received += report.bytes_received;
   statistics_.reassignments += report.reassigned ? 1 : 0;
+  statistics_.announcing_seconds += report.announcing_seconds;
+  statistics_.receiving_seconds += report.receiving_seconds;
   statistics_.waiting_seconds += report.waiting_seconds;
   statistics_.seconds += seconds_since(start);
   return round;

@@ -62,7 +62,11 @@ struct BlockStatistics {
   int32_t reassignments = 0;                   ///< blocks were handed out afresh
   double seconds = 0.0;                        ///< of rounds, until their columns are merged
   double block_seconds = 0.0;                  ///< within BlockOracle::price, over all threads
-  double waiting_seconds = 0.0;                ///< of the caller, for threads and ranks
+  // Parts of the seconds that rank 0 spends on the others, all 0 within one process:
+  double announcing_seconds = 0.0;  ///< handing blocks out, sending duals
+  double receiving_seconds = 0.0;   ///< taking reports in, also between its own blocks
+  double waiting_seconds = 0.0;     ///< for reports, after its own blocks
+  double merging_seconds = 0.0;     ///< putting columns and answers in order
 };
 
 /**

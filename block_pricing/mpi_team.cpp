@@ -197,8 +197,10 @@ void MpiTeam::Job::price(const RoundTask &task, RoundReport *report) {
                  watch, report);
     return watch.rethrow();
   }
+  const Clock::time_point start = Clock::now();
   hand_out(task, report);
   announce(task, report);
+  report->announcing_seconds = seconds_since(start);
   Watch *own = nullptr;
   const std::function<bool()> look_around = [&] { return look(task, own->columns(), report); };
   Watch watch(look_around, 0);
@@ -208,6 +210,7 @@ void MpiTeam::Job::price(const RoundTask &task, RoundReport *report) {
   if (own_report.failure) report->failure = own_report.failure;
   for (detail::Batch &batch : own_report.batches) report->batches.push_back(std::move(batch));
   collect(&watch, report);
+  report->receiving_seconds = receiving_seconds_;
   watch.rethrow();
 }
 

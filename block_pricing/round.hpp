@@ -57,7 +57,7 @@ struct RoundReport {
   std::vector<Batch> batches;
   std::optional<Failure> failure;
   int64_t bytes_sent = 0, bytes_received = 0;
-  double waiting_seconds = 0.0;
+  double announcing_seconds = 0.0, receiving_seconds = 0.0, waiting_seconds = 0.0;
   bool reassigned = false;
 };
 
