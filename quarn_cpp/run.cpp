@@ -75,9 +75,11 @@ bool Run::out_of_time() { return interrupted() || seconds() >= settings_.time_li
 
 // Bounds
 
-double Run::gap() const {
-  if (state_.lower <= -kInfinity || state_.upper >= kInfinity) return kWidestGap;
-  const double gap = (state_.upper - state_.lower) / (std::fabs(state_.upper) + 1e-10);
+double Run::gap() const { return gap_below(state_.upper); }
+
+double Run::gap_below(double upper) const {
+  if (state_.lower <= -kInfinity || upper >= kInfinity) return kWidestGap;
+  const double gap = (upper - state_.lower) / (std::fabs(upper) + 1e-10);
   return std::clamp(gap, 0.0, kWidestGap);
 }
 
@@ -182,12 +184,17 @@ Result Run::solve() {
   }
 }
 
+/// Whether value and duals of the restricted master solved last agree with the bounds.
+bool Run::is_sharp() const {
+  const double scale = std::max(std::fabs(state_.upper), solution_.magnitude);
+  const double allowed = std::max(10.0 * settings_.tolerance * scale, kAbsoluteGap);
+  return value_ - state_.upper <= allowed && value_ - dual_value_ <= allowed;
+}
+
 /// The gap may be closed by a bound or a solution from before, and the last restricted master be
 /// solved loosely: solves it once more, sharply. False when that fails.
 bool Run::polish() {
-  const double scale = std::max(std::fabs(state_.upper), solution_.magnitude);
-  const double allowed = std::max(10.0 * settings_.tolerance * scale, kAbsoluteGap);
-  if (value_ - state_.upper <= allowed && value_ - dual_value_ <= allowed) return true;
+  if (is_sharp()) return true;
   QUARN_env &env = record_->env();
   QUARN_set_rel_gap(&env, 2.0 * settings_.tolerance);
   QUARN_set_degree_of_optimality(&env, ToleranceDial::kMostDivisor);
@@ -228,6 +235,7 @@ std::shared_ptr<Priced> Run::price_list() {
   auto priced = std::make_shared<Priced>();
   const double sign = state_.sign();
   priced->values = duals_;
+  priced->values.resize(state_.rows.size(), 0.0);  // rows of the last answer change nothing
   priced->table = state_.row_table();
   priced->objective = solved_ ? sign * value_ : 0.0;
   priced->lower = sign > 0.0 ? state_.lower : -state_.upper;
@@ -280,6 +288,8 @@ int16_t Run::ask(double *ub_term, double *lb_term) {
     return -1;
   }
   const double rmp_seconds = lap();
+  const size_t rows_before = state_.rows.size();
+  const double upper_before = state_.upper;
   Columns columns(state_);
   const Answer answer = call_oracle(&columns);
   const double oracle_seconds = lap();
@@ -290,6 +300,11 @@ int16_t Run::ask(double *ub_term, double *lb_term) {
     record_->send_new_columns();
     note_progress(columns, lower_before);
     steer(bound);
+  } else if (state_.edit == Edit::rows_added) {
+    keep_upper(rows_before);
+    // The next record goes on about as closely as this one would have.
+    steer(bound);
+    last_gap_ = gap_below(std::min(state_.upper, upper_before));
   }
   if (!first) add_line(rmp_seconds, oracle_seconds);
   end_ = decide();
@@ -369,6 +384,31 @@ void Run::take_bound(double lower) {
   state_.lower = std::max(state_.lower, lower);
 }
 
+/// Of rows that were added: whether the solution at hand satisfies them. New columns are not in it.
+bool Run::satisfies_rows(size_t first) const {
+  std::vector<double> x(state_.columns.size(), 0.0);
+  for (size_t k = 0; k < solution_.values.size(); ++k) {
+    x[at(record_->slot_of(static_cast<int32_t>(k)))] = solution_.values[k];
+  }
+  for (size_t i = first; i < state_.rows.size(); ++i) {
+    const RowSlot &row = state_.rows[i];
+    double sum = 0.0, size = 1.0;
+    for (const auto &[column, value] : row.late) {
+      sum += value * x[at(column)];
+      size = std::max(size, std::fabs(value * x[at(column)]));
+    }
+    const double missed = std::max(row.sides.lower - sum, sum - row.sides.upper);
+    if (missed > kAbsoluteGap * size) return false;
+  }
+  return true;
+}
+
+/// New rows make the upper bound void, unless the solution at hand satisfies them.
+void Run::keep_upper(size_t rows_before) {
+  if (!solved_ || !is_clean() || !satisfies_rows(rows_before)) return;
+  state_.upper = std::min(state_.upper, value_);
+}
+
 void Run::note_progress(const Columns &columns, double lower_before) {
   const double open = (is_clean() ? state_.upper : value_) - state_.lower;
   const bool moved = columns.added() > 0 || lower_before <= -kInfinity
@@ -383,10 +423,13 @@ void Run::note_progress(const Columns &columns, double lower_before) {
   tighten_ = tighten_ || !moved;
 }
 
+/// Also without the dial: the last restricted master may have been an exception, solved sharply.
 void Run::steer(double proved_bound) {
-  if (!settings_.tolerance_dial) return;
-  const double divisor = proved_bound > -kInfinity ? dial_.update(dual_value_ - proved_bound)
-                                                   : dial_.update_without_bound();
+  double divisor = settings_.degree_of_optimality;
+  if (settings_.tolerance_dial) {
+    divisor = proved_bound > -kInfinity ? dial_.update(dual_value_ - proved_bound)
+                                        : dial_.update_without_bound();
+  }
   QUARN_set_degree_of_optimality(&record_->env(), divisor);
 }
 
@@ -395,7 +438,9 @@ int16_t Run::reply(double proved_bound, bool first, double *ub_term, double *lb_
   QUARN_env &env = record_->env();
   const double upper = is_clean() && state_.upper < kInfinity ? state_.upper : value_;
   *ub_term = 0.0;
-  *lb_term = std::max(proved_bound, state_.lower) - record_->base_of_term(first);
+  // What this answer proves, not the best so far: the library sees by it how the gap moves.
+  const double lower = proved_bound > -kInfinity ? proved_bound : state_.lower;
+  *lb_term = lower - record_->base_of_term(first);
   QUARN_set_upperBnd(&env, solved_ ? upper : kInfinity);
   QUARN_set_lowerBnd(&env, std::min(state_.lower, upper));
   last_gap_ = gap();
@@ -412,7 +457,7 @@ int16_t Run::reply(double proved_bound, bool first, double *ub_term, double *lb_
 
 Run::End Run::decide() {
   const bool edited = state_.edit != Edit::none;
-  if (!edited && is_closed()) return End::closed;
+  if (is_closed() && (!edited || is_sharp())) return End::closed;
   if (interrupted()) return End::stopped;
   if (seconds() >= settings_.time_limit) return End::time;
   if (iterations_ >= settings_.max_iterations) return End::iterations;

@@ -59,6 +59,7 @@ class Run {
   void open_record(bool opens_boxes, bool first);
   End run_record();
   bool boxes_can_open() const;
+  bool is_sharp() const;
   bool polish();
 
   // One call of the oracle
@@ -69,6 +70,8 @@ class Run {
   double blocks_part(const Answer &answer) const;
   void take_bound(double lower);
   void check_bound(double lower);
+  bool satisfies_rows(size_t first) const;
+  void keep_upper(size_t rows_before);
   void note_progress(const Columns &columns, double lower_before);
   void steer(double proved_bound);
   int16_t reply(double proved_bound, bool first, double *ub_term, double *lb_term);
@@ -77,6 +80,7 @@ class Run {
 
   // Bounds, as those of a master that minimises
   double gap() const;
+  double gap_below(double upper) const;
   bool is_closed() const;
   bool is_clean() const;
 

@@ -452,6 +452,54 @@ TEST(Solve, RoundsWhenAsked) {
   EXPECT_GE(covered, 4.0);
 }
 
+// In the first restricted master that is met by its columns, the one with an upper bound.
+TEST(Solve, UpperBoundsOutlastRowsThatTheSolutionSatisfies) {
+  for (const double most : {100.0, 0.1}) {
+    Cover cover(6);
+    const quarn::Oracle price = cover.oracle();
+    double bound = 0.0;
+    bool added = false;
+    Settings settings;
+    settings.on_iteration = [&](const quarn::Iteration &line) {
+      if (added && bound == 0.0) bound = line.upper_bound;
+    };
+    cover.master.solve(
+        [&](const Duals &duals, Columns &columns) {
+          if (duals.upper_bound() < quarn::kInfinity && !added) {
+            quarn::RowOptions options;
+            for (const quarn::ColumnValue &use : duals.solution()) {
+              options.entries.push_back({use.column, 1.0});
+            }
+            cover.master.add_row(RowSense::at_most, most, options);
+            added = true;
+          }
+          return price(duals, columns);
+        },
+        settings);
+    ASSERT_TRUE(added);
+    EXPECT_EQ(bound<quarn::kInfinity, most> 1.0);
+  }
+}
+
+// The items one by one, except that the third call brings nothing.
+TEST(Solve, SolvesLooselyAgainAfterARoundThatBroughtNothing) {
+  Cover cover(8);
+  Settings settings;
+  settings.tolerance_dial = false;
+  size_t calls = 0;
+  const Result result = cover.master.solve(
+      [&](const Duals &, Columns &columns) {
+        const size_t item = ++calls < 3 ? calls - 1 : calls - 2;
+        if (calls != 3 && item < 8) columns.add(1.0, {{cover.rows[item], 1.0}});
+        return calls == 3 ? Answer::heuristic() : Answer::bound(calls < 10 ? 1.0 : 8.0);
+      },
+      settings);
+  EXPECT_EQ(result.status, Status::optimal);
+  ASSERT_GT(result.history.size(), 6u);
+  EXPECT_LT(result.history[3].tolerance, 1e-5);
+  for (const size_t k : {4, 5, 6}) EXPECT_GT(result.history[k].tolerance, 0.01) << k;
+}
+
 TEST(Solve, ColumnsThatHaveToBeUsedMayBeTooManyForTheirBlock) {
   for (const bool too_many : {false, true}) {
     Master master;
