@@ -36,4 +36,13 @@ bool FlowColumns::add(FlowColumn column) {
   return true;
 }
 
+void FlowColumns::forget(int32_t j) {
+  const auto same_hash = by_hash_.equal_range(hash_of((*this)[j]));
+  for (auto it = same_hash.first; it != same_hash.second; ++it) {
+    if (it->second != j) continue;
+    by_hash_.erase(it);
+    return;
+  }
+}
+
 }  // namespace multicommodity_flow

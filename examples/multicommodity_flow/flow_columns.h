@@ -37,6 +37,9 @@ class FlowColumns {
   /// Adds a column unless it is there at no higher cost; returns whether it was added.
   bool add(FlowColumn column);
 
+  /// Has `add` take an equal of column j for a new one. Column j keeps its place and its loads.
+  void forget(int32_t j);
+
   int32_t size() const { return static_cast<int32_t>(columns_.size()); }
   const FlowColumn &operator[](int32_t j) const { return columns_[static_cast<size_t>(j)]; }
 

@@ -16,15 +16,6 @@ using examples::ColumnBatch;
 // Reduced costs are differences of numbers of the size of v; below this share of it they are
 // rounding.
 constexpr double kAccuracy = 1e-12;
-// One column a round leaves the duals unsettled for long. The nearer the divisor is to 1, the
-// closer they stay to the analytic centre of where optimal duals can be; above 1 every round still
-// closes the gap or brings a column.
-constexpr double kCentralDivisor = 1.05;
-
-double default_divisor(Grouping grouping) {
-  return grouping == Grouping::kAll ? kCentralDivisor : 0.0;
-}
-
 FlowOracle::FlowOracle(const Network &network, const OracleSettings &settings)
     : network_(network),
       settings_(settings),

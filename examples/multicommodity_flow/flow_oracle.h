@@ -10,20 +10,10 @@
 #include "examples/common/master_run.h"
 #include "examples/multicommodity_flow/flow_columns.h"
 #include "examples/multicommodity_flow/flow_router.h"
+#include "examples/multicommodity_flow/master.h"
 #include "examples/multicommodity_flow/network.h"
 
 namespace multicommodity_flow {
-
-/// How the oracle works.
-struct OracleSettings {
-  Grouping grouping = Grouping::kCommodity;
-  bool all_rows = false;         ///< a row for every arc from the start
-  int32_t first_passes = 8;      ///< of FlowRouter::negotiate, for the first columns
-  int32_t columns_per_call = 0;  ///< most columns of an answer; 0: one for each block that has one
-};
-
-/// The value of examples::Options::divisor that a grouping runs with unless another is asked for.
-double default_divisor(Grouping grouping);
 
 /// Prices (1), adding rows and columns.
 class FlowOracle : public examples::Oracle {

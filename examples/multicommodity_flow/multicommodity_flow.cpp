@@ -1,16 +1,17 @@
 #include <CLI/CLI.hpp>
 #include <cerrno>
 #include <cstdio>
+#include <functional>
 #include <map>
 #include <stdexcept>
 #include <string>
 
-#include "examples/common/master_run.h"
+#include "examples/common/master_solve.h"
 #include "examples/common/options.h"
-#include "examples/common/quiet_output.h"
-#include "examples/common/run_report.h"
+#include "examples/common/output.h"
+#include "examples/common/report.h"
 #include "examples/common/text_reader.h"
-#include "examples/multicommodity_flow/flow_oracle.h"
+#include "examples/multicommodity_flow/master.h"
 #include "examples/multicommodity_flow/network.h"
 
 // The master problem, its pricing and its bound are derived in README.md.
@@ -43,7 +44,7 @@ static void add_options(CLI::App &app, Settings &settings) {
       {"commodity", Grouping::kCommodity}, {"origin", Grouping::kOrigin}, {"all", Grouping::kAll}};
   app.add_option("--columns", settings.oracle.grouping,
                  "what a column sends: commodity, origin or all; with all the default of "
-                 "--divisor is 1.05")
+                 "--divisor is 0.7")
       ->transform(CLI::CheckedTransformer(groupings))
       ->type_name("GROUPING")
       ->default_str("commodity");
@@ -97,14 +98,15 @@ static int write(const Network &network, const std::string &path) {
   return examples::kSolved;
 }
 
-static void print_prices(const Network &network, const FlowOracle &oracle, const QUARN_env &env) {
+static void print_prices(const Network &network, const quarn::Master &master,
+                         const quarn::Duals &duals) {
   std::puts("\n     from       to        cost    capacity       price");
-  for (int32_t r = 0; r < oracle.row_count(); ++r) {
-    if (env.u[r] > -kLeastPrice) continue;
-    const Arc &arc = network.arcs[static_cast<size_t>(oracle.arc_of_row(r))];
+  for (const auto &[a, row] : rows_of_arcs(master)) {
+    if (duals[row] > -kLeastPrice) continue;
+    const Arc &arc = network.arcs[static_cast<size_t>(a)];
     std::printf("%9d %8d %11lld %11lld %11.3f\n", static_cast<int>(arc.tail + 1),
                 static_cast<int>(arc.head + 1), static_cast<long long>(arc.cost),
-                static_cast<long long>(arc.capacity), -env.u[r]);
+                static_cast<long long>(arc.capacity), -duals[row]);
   }
 }
 
@@ -113,19 +115,20 @@ static int solve(const Settings &settings) {
   if (!settings.write_file.empty()) return write(network, settings.write_file);
   OracleSettings oracle_settings = settings.oracle;
   oracle_settings.columns_per_call = settings.columns_per_call;
-  FlowOracle oracle(network, oracle_settings);
-  // The rows first: the duals are as many as there are rows.
-  const examples::MasterRows rows = oracle.rows();
-  examples::MasterRun run(rows, oracle, settings, oracle.first_duals());
-  oracle.prepare(run.env());
-  const examples::MasterResult result = run.solve();
-  examples::print_summary(stdout, result);
-  std::printf("capacity rows   %d of %d arcs\n", static_cast<int>(oracle.row_count()),
+  quarn::Master master =
+      examples::resumed(make_master(network, oracle_settings), settings, column_text());
+  Oracle oracle(network, oracle_settings, master);
+  const quarn::Settings how = examples::settings_of(settings, first_duals(master));
+  const quarn::Result result =
+      examples::solve(master, std::ref(oracle), settings, how, column_text());
+  examples::print_summary(result);
+  std::printf("capacity rows   %zu of %d arcs\n", rows_of_arcs(master).size(),
               static_cast<int>(network.arc_count()));
-  if (settings.prices && result.status == 0) print_prices(network, oracle, run.env());
+  const int status = examples::exit_status(result);
+  if (settings.prices && status == examples::kSolved) print_prices(network, master, result.duals);
   const std::string &name = settings.generate.empty() ? settings.file : settings.generate;
   examples::write_json({name, result, std::nullopt}, settings.json_file);
-  return examples::exit_status(result);
+  return status;
 }
 
 }  // namespace multicommodity_flow
