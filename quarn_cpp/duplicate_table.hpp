@@ -43,8 +43,13 @@ class DuplicateTable {
     return -1;
   }
 
+  /// Makes room for that many more.
+  void expect(size_t count) {
+    if (2 * (used_ + count) > cells_.size()) grow(2 * (used_ + count));
+  }
+
   void insert(uint64_t hash, int32_t column) {
-    if (2 * (used_ + 1) > cells_.size()) grow();
+    if (2 * (used_ + 1) > cells_.size()) grow(2 * (used_ + 1));
     place({hash, column});
     ++used_;
   }
@@ -68,8 +73,10 @@ class DuplicateTable {
     cells_[at] = cell;
   }
 
-  void grow() {
-    std::vector<Cell> old(cells_.empty() ? 64 : 2 * cells_.size());
+  void grow(size_t least) {
+    size_t size = 64;
+    while (size < least) size *= 2;
+    std::vector<Cell> old(size);
     old.swap(cells_);
     for (const Cell &cell : old) {
       if (cell.column >= 0) place(cell);

@@ -279,7 +279,7 @@ static void read_column(Reader *reader, State *state,
     values.push_back(reader->real());
   }
   const auto size = static_cast<int64_t>(length);
-  state->check_column("a column", cost, slots.data(), values.data(), size);
+  state->check_column({state->columns.size()}, cost, slots.data(), values.data(), size);
   uint64_t hash = 0;
   state->find_equal(cost, slots.data(), values.data(), size, &hash);
   std::any object;

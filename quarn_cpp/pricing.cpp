@@ -48,7 +48,8 @@ Column Columns::add(double cost, const std::vector<Entry> &entries, std::any dat
 }
 
 Column Columns::add(double cost, const std::vector<Entry> &entries, Bounds bounds, std::any data) {
-  const std::string what = "new column " + std::to_string(state_.columns.size());
+  const detail::ColumnName name = {state_.columns.size()};
+  const std::string what = name.text();
   std::vector<int32_t> slots;
   std::vector<double> values;
   for (const auto &[row, value] : entries) {
@@ -56,7 +57,7 @@ Column Columns::add(double cost, const std::vector<Entry> &entries, Bounds bound
     values.push_back(value);
   }
   const auto length = static_cast<int64_t>(slots.size());
-  state_.check_column(what, cost, slots.data(), values.data(), length);
+  state_.check_column(name, cost, slots.data(), values.data(), length);
   bounds = detail::checked_bounds(bounds, what);
   uint64_t hash = 0;
   const int32_t known = state_.find_equal(cost, slots.data(), values.data(), length, &hash);
@@ -68,10 +69,6 @@ Column Columns::add(double cost, const std::vector<Entry> &entries, Bounds bound
       state_.append(cost, slots.data(), values.data(), length, bounds, std::move(data), hash));
 }
 
-static std::string batch_column(size_t j) {
-  return "column " + std::to_string(j) + " of the batch";
-}
-
 int32_t Columns::add_many(size_t count, const double *costs, const int64_t *starts,
                           const int32_t *rows, const double *values, std::vector<std::any> data) {
   if (!data.empty() && data.size() != count) {
@@ -80,13 +77,15 @@ int32_t Columns::add_many(size_t count, const double *costs, const int64_t *star
   }
   if (count > 0 && starts[0] != 0) throw Mistake("a batch of columns: the first start is not 0");
   for (size_t j = 0; j < count; ++j) {
-    if (starts[j + 1] < starts[j]) throw Mistake(batch_column(j) + " ends before it starts");
+    if (starts[j + 1] >= starts[j]) continue;
+    throw Mistake(detail::ColumnName{j, true}.text() + " ends before it starts");
   }
   for (size_t j = 0; j < count; ++j) {
-    state_.check_column(batch_column(j), costs[j], rows + starts[j], values + starts[j],
+    state_.check_column({j, true}, costs[j], rows + starts[j], values + starts[j],
                         starts[j + 1] - starts[j]);
   }
   const int32_t before = added_;
+  if (count > 0) state_.expect(count, static_cast<size_t>(starts[count]));
   for (size_t j = 0; j < count; ++j) {
     const int64_t length = starts[j + 1] - starts[j];
     const int32_t *slots = rows + starts[j];

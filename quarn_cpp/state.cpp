@@ -200,21 +200,20 @@ void State::gather(int32_t slot, std::vector<std::pair<int32_t, double>> *entrie
   }
 }
 
-void State::check_column(const std::string &what, double cost, const int32_t *slots,
-                         const double *values, int64_t length) {
-  if (!std::isfinite(cost)) throw Mistake(what + ": the cost is " + to_text(cost));
+void State::check_column(ColumnName name, double cost, const int32_t *slots, const double *values,
+                         int64_t length) {
+  const auto fail = [&](const std::string &wrong) { throw Mistake(name.text() + ": " + wrong); };
+  if (!std::isfinite(cost)) fail("the cost is " + to_text(cost));
   stamp_.resize(rows.size(), 0);
   ++checked_;
   for (int64_t t = 0; t < length; ++t) {
     const int32_t slot = slots[t];
-    if (slot < 0 || at(slot) >= rows.size()) {
-      throw Mistake(what + ": there is no row " + std::to_string(slot));
-    }
-    if (rows[at(slot)].removed) throw Mistake(what + ": " + row_name(slot) + " was removed");
+    if (slot < 0 || at(slot) >= rows.size()) fail("there is no row " + std::to_string(slot));
+    if (rows[at(slot)].removed) fail(row_name(slot) + " was removed");
     if (!std::isfinite(values[t])) {
-      throw Mistake(what + ": the entry in " + row_name(slot) + " is " + to_text(values[t]));
+      fail("the entry in " + row_name(slot) + " is " + to_text(values[t]));
     }
-    if (stamp_[at(slot)] == checked_) throw Mistake(what + ": " + row_name(slot) + " comes twice");
+    if (stamp_[at(slot)] == checked_) fail(row_name(slot) + " comes twice");
     stamp_[at(slot)] = checked_;
   }
 }
@@ -253,6 +252,21 @@ Batch &State::open_batch() {
     batches.back()->first_slot = static_cast<int32_t>(columns.size());
   }
   return *batches.back();
+}
+
+void State::expect(size_t count, size_t entries) {
+  // By doubling, so that a run's many batches copy each column a few times only.
+  const auto make_room = [](auto &values, size_t more) {
+    const size_t wanted = values.size() + more;
+    if (wanted > values.capacity()) values.reserve(std::max(wanted, 2 * values.capacity()));
+  };
+  Batch &batch = open_batch();
+  make_room(batch.rows, entries);
+  make_room(batch.values, entries);
+  make_room(batch.starts, count);
+  make_room(batch.costs, count);
+  make_room(columns, count);
+  known_.expect(count);
 }
 
 int32_t State::append(double cost, const int32_t *slots, const double *values, int64_t length,

@@ -68,6 +68,16 @@ struct ColumnSlot {
   bool is_bounded() const { return bounds.lower != 0.0 || bounds.upper < kInfinity; }
 };
 
+/// A column as messages name it; the text is made for them alone.
+struct ColumnName {
+  size_t number;
+  bool of_batch = false;
+  std::string text() const {
+    const std::string name = "column " + std::to_string(number);
+    return of_batch ? name + " of the batch" : "new " + name;
+  }
+};
+
 /// The entries of a column as it was added.
 struct ColumnData {
   double cost;
@@ -106,11 +116,13 @@ struct State {
   /// All entries in the rows that are there, by slot; `late` for columns that have late ones.
   void gather(int32_t slot, std::vector<std::pair<int32_t, double>> *entries) const;
   /// Throws Mistake unless the numbers are finite and the rows, by slot, there and named once.
-  void check_column(const std::string &what, double cost, const int32_t *slots,
-                    const double *values, int64_t length);
+  void check_column(ColumnName name, double cost, const int32_t *slots, const double *values,
+                    int64_t length);
   /// Slot of the column with these entries; -1 when there is none. Sets `hash`.
   int32_t find_equal(double cost, const int32_t *slots, const double *values, int64_t length,
                      uint64_t *hash);
+  /// Makes room for that many columns with that many entries.
+  void expect(size_t count, size_t entries);
   /// Appends a column that was checked and is not there.
   int32_t append(double cost, const int32_t *slots, const double *values, int64_t length,
                  Bounds bounds, std::any data, uint64_t hash);
