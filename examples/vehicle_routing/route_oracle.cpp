@@ -5,11 +5,6 @@ namespace vehicle_routing {
 constexpr double kLeastDual = -1.0;
 // Upper end of the box, in lengths of the route to the customer alone.
 constexpr double kBoxShare = 1.5;
-// Looser restricted master problems than this cost complete searches, tighter ones rounds.
-constexpr double kDivisor = 3.0;
-
-MasterSettings::MasterSettings() { divisor = kDivisor; }
-
 RouteOracle::RouteOracle(const Instance &instance, const MasterSettings &settings)
     : instance_(instance),
       network_(instance, settings.ng_size),

@@ -11,19 +11,11 @@
 #include "examples/common/master_run.h"
 #include "examples/common/options.h"
 #include "examples/vehicle_routing/instance.h"
+#include "examples/vehicle_routing/master.h"
 #include "examples/vehicle_routing/network.h"
 #include "examples/vehicle_routing/route_pricing.h"
 
 namespace vehicle_routing {
-
-constexpr double kUnit = 0.1;  // lengths are in tenths
-
-/// How the master problem is solved.
-struct MasterSettings : examples::Options {
-  MasterSettings();
-
-  int32_t ng_size = 8;  ///< customers in a neighbourhood
-};
 
 /// The rows (1) with their box. Rounding may cover a customer twice and drop the second visit, so
 /// with `integer` the rows are covering ones. Their duals are at least 0 anyway; the box is wider,

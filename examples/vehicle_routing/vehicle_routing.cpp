@@ -2,18 +2,19 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
+#include <functional>
 #include <optional>
 #include <stdexcept>
 #include <string>
 #include <vector>
 
-#include "examples/common/master_run.h"
+#include "examples/common/master_solve.h"
 #include "examples/common/options.h"
-#include "examples/common/run_report.h"
+#include "examples/common/report.h"
 #include "examples/common/text_reader.h"
 #include "examples/vehicle_routing/instance.h"
+#include "examples/vehicle_routing/master.h"
 #include "examples/vehicle_routing/network.h"
-#include "examples/vehicle_routing/route_oracle.h"
 
 namespace vehicle_routing {
 
@@ -26,12 +27,12 @@ struct Settings : MasterSettings {
 };
 
 /// Routes of the integer solution; a customer that was visited before is passed by.
-static std::vector<Route> integer_routes(QUARN_env &env, const RouteOracle &oracle) {
-  std::vector<bool> visited(static_cast<size_t>(env.m) + 1, false);
+static std::vector<Route> integer_routes(const Instance &instance, const quarn::Result &result) {
+  std::vector<bool> visited(static_cast<size_t>(instance.customers()) + 1, false);
   std::vector<Route> routes;
-  for (const examples::MasterColumn &column : examples::integer_solution(env)) {
+  for (const auto &[column, value] : result.integer_values) {
     Route route;
-    for (const int32_t i : oracle.route(column.tag)) {
+    for (const int32_t i : column.get<Route>()) {
       if (!visited[static_cast<size_t>(i)]) route.push_back(i);
       visited[static_cast<size_t>(i)] = true;
     }
@@ -67,9 +68,8 @@ static double print_routes(const Instance &instance, const std::vector<Route> &r
   return value;
 }
 
-static std::optional<double> report_routes(const Instance &instance, QUARN_env &env,
-                                           const RouteOracle &oracle) {
-  const std::vector<Route> routes = integer_routes(env, oracle);
+static std::optional<double> report_routes(const Instance &instance, const quarn::Result &result) {
+  const std::vector<Route> routes = integer_routes(instance, result);
   if (routes.empty()) {
     std::puts("integer value   none found");
     return std::nullopt;
@@ -92,12 +92,17 @@ static int solve(const Settings &settings) {
     write_instance(instance, stdout);
     return examples::kSolved;
   }
-  RouteOracle oracle(instance, settings);
-  examples::MasterRun run(make_rows(instance, settings.integer), oracle, settings);
-  const examples::MasterResult result = settings.integer ? run.solve_integer() : run.solve();
-  examples::print_summary(stdout, result);
+  quarn::Master master =
+      examples::resumed(make_master(instance, settings.integer), settings, column_text());
+  Oracle oracle(instance, master, settings);
+  quarn::Settings how = examples::settings_of(settings);
+  how.max_columns = kMostColumns;
+  how.rounding = settings.integer;
+  const quarn::Result result =
+      examples::solve(master, std::ref(oracle), settings, how, column_text());
+  examples::print_summary(result);
   std::optional<double> value;
-  if (settings.integer) value = report_routes(instance, run.env(), oracle);
+  if (settings.integer) value = report_routes(instance, result);
   examples::write_json({instance.name, result, value}, settings.json_file);
   return examples::exit_status(result);
 }
