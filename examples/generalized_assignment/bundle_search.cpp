@@ -32,44 +32,63 @@ DualRange dual_range(const Instance &instance) {
   return {has_negative_cost(instance) ? -kInfinity : 0.0, kInfinity};
 }
 
-BundleSearch::BundleSearch(const Instance &instance, int32_t dual_vectors)
-    : instance_(instance),
-      dual_vectors_(dual_vectors),
-      range_(dual_range(instance)),
-      chosen_(instance.agents.size()),
-      subgradient_(instance.tasks()),
-      lower_bound_(-kInfinity) {
+std::vector<std::vector<size_t>> alike_agents(const Instance &instance) {
+  std::vector<std::vector<size_t>> alike;
   for (size_t i = 0; i < instance.agents.size(); ++i) {
     const Agent &agent = instance.agents[i];
-    const auto group = std::find_if(alike_.begin(), alike_.end(), [&](const auto &members) {
+    const auto group = std::find_if(alike.begin(), alike.end(), [&](const auto &members) {
       const Agent &other = instance.agents[members.front()];
       return other.cost == agent.cost && other.weight == agent.weight;
     });
-    if (group == alike_.end()) {
-      alike_.push_back({i});
+    if (group == alike.end()) {
+      alike.push_back({i});
     } else {
       group->push_back(i);
     }
   }
+  return alike;
 }
 
-/// L(u); leaves the bundles that attain it and their subgradient behind.
+void price_group(const Instance &instance, const std::vector<size_t> &group,
+                 const std::vector<double> &u, Knapsack &knapsack, std::vector<double> &worth,
+                 std::vector<std::vector<int32_t>> &chosen) {
+  const Agent &common = instance.agents[group.front()];
+  int64_t capacity = 0;
+  for (const size_t i : group) capacity = std::max(capacity, instance.agents[i].capacity);
+  std::vector<double> profit(u.size());
+  for (size_t j = 0; j < u.size(); ++j) profit[j] = u[j] - common.cost[j];
+  knapsack.solve(common.weight, profit, capacity);
+  for (const size_t i : group) {
+    worth[i] = knapsack.value(instance.agents[i].capacity);
+    chosen[i] = knapsack.tasks(instance.agents[i].capacity);
+  }
+}
+
+BundleSearch::BundleSearch(const Instance &instance, int32_t dual_vectors)
+    : instance_(instance),
+      dual_vectors_(dual_vectors),
+      range_(dual_range(instance)),
+      alike_(alike_agents(instance)),
+      worth_(instance.agents.size()),
+      chosen_(instance.agents.size()),
+      subgradient_(instance.tasks()),
+      lower_bound_(-kInfinity) {}
+
+bool BundleSearch::price_agents(const std::vector<double> &u) {
+  for (const std::vector<size_t> &group : alike_) {
+    price_group(instance_, group, u, knapsack_, worth_, chosen_);
+  }
+  return true;
+}
+
+/// L(u) of the agents priced at u; leaves the subgradient of their bundles behind.
 double BundleSearch::evaluate(const std::vector<double> &u) {
   double value = 0.0;
   for (const double dual : u) value += dual;
   std::fill(subgradient_.begin(), subgradient_.end(), 1.0);
-  std::vector<double> profit(u.size());
-  for (const std::vector<size_t> &members : alike_) {
-    const Agent &common = instance_.agents[members.front()];
-    int64_t capacity = 0;
-    for (const size_t i : members) capacity = std::max(capacity, instance_.agents[i].capacity);
-    for (size_t j = 0; j < u.size(); ++j) profit[j] = u[j] - common.cost[j];
-    knapsack_.solve(common.weight, profit, capacity);
-    for (const size_t i : members) {
-      value -= knapsack_.value(instance_.agents[i].capacity);
-      chosen_[i] = knapsack_.tasks(instance_.agents[i].capacity);
-      for (const int32_t j : chosen_[i]) subgradient_[static_cast<size_t>(j)] -= 1.0;
-    }
+  for (size_t i = 0; i < chosen_.size(); ++i) {
+    value -= worth_[i];
+    for (const int32_t j : chosen_[i]) subgradient_[static_cast<size_t>(j)] -= 1.0;
   }
   return value;
 }
@@ -93,12 +112,14 @@ void BundleSearch::collect(const std::vector<double> &u, const double *v, bool e
   }
 }
 
-Findings BundleSearch::search(const double *u, double upper_bound, bool every_bundle) {
+Findings BundleSearch::search(const double *u, double upper_bound, bool every_bundle,
+                              const PriceAgents &others) {
   std::vector<double> own(u, u + instance_.tasks());
   for (double &dual : own) dual = std::clamp(dual, range_.least, range_.most);
   Findings findings;
   std::vector<double> near = own;
   for (int32_t k = 0; k < dual_vectors_; ++k) {
+    if (!(others ? others(near, worth_, chosen_) : price_agents(near))) break;
     const double value = evaluate(near);
     lower_bound_ = std::max(lower_bound_, value);
     collect(own, u + own.size(), every_bundle, findings.bundles);

@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <vector>
 
 #include "examples/generalized_assignment/instance.h"
@@ -33,6 +34,19 @@ struct DualRange {
 /// task may as well be done more than once. Anything otherwise.
 DualRange dual_range(const Instance &instance);
 
+/// Agents with the same costs and weights, in groups.
+std::vector<std::vector<size_t>> alike_agents(const Instance &instance);
+
+/// The best tasks of the agents of a group at the duals u, and what they are worth, by agent.
+void price_group(const Instance &instance, const std::vector<size_t> &group,
+                 const std::vector<double> &u, Knapsack &knapsack, std::vector<double> &worth,
+                 std::vector<std::vector<int32_t>> &chosen);
+
+/// Prices all agents at the duals u: what the best tasks of each are worth, and these. False when
+/// the time was over before all were priced.
+using PriceAgents = std::function<bool(const std::vector<double> &u, std::vector<double> &worth,
+                                       std::vector<std::vector<int32_t>> &chosen)>;
+
 /**
  * Prices a round: the best bundle of every agent at the master's duals and at duals nearby.
  *
@@ -55,10 +69,12 @@ class BundleSearch {
   BundleSearch(const Instance &instance, int32_t dual_vectors);
 
   /// Searches at the duals of the master: u_j for each task, then v_i for each agent. With
-  /// `every_bundle` reduced costs do not matter.
-  Findings search(const double *u, double upper_bound, bool every_bundle);
+  /// `every_bundle` reduced costs do not matter. `others` price in place of this thread.
+  Findings search(const double *u, double upper_bound, bool every_bundle,
+                  const PriceAgents &others = nullptr);
 
  private:
+  bool price_agents(const std::vector<double> &u);
   double evaluate(const std::vector<double> &u);
   void collect(const std::vector<double> &u, const double *v, bool every_bundle,
                std::vector<Bundle> &bundles) const;
@@ -67,6 +83,7 @@ class BundleSearch {
   int32_t dual_vectors_;
   DualRange range_;
   std::vector<std::vector<size_t>> alike_;    ///< agents with the same costs and weights
+  std::vector<double> worth_;                 ///< of the best tasks, by agent
   std::vector<std::vector<int32_t>> chosen_;  ///< best tasks of every agent at the last duals
   std::vector<double> subgradient_;           ///< there
   Knapsack knapsack_;

@@ -5,10 +5,12 @@
 #include <string>
 #include <vector>
 
+#include "examples/common/job.h"
 #include "examples/common/master_solve.h"
 #include "examples/common/options.h"
 #include "examples/common/report.h"
 #include "examples/common/text_reader.h"
+#include "examples/generalized_assignment/agent_blocks.h"
 #include "examples/generalized_assignment/instance.h"
 #include "examples/generalized_assignment/master.h"
 
@@ -51,10 +53,9 @@ static void print_bundles(const quarn::Master &master, const quarn::Result &resu
   }
 }
 
-static int solve(const Settings &settings) {
-  const Instance instance = load(settings);
+static int solve(const Settings &settings, const Instance &instance, quarn::BlockPricer *pricer) {
   quarn::Master master = examples::resumed(make_master(instance), settings);
-  Oracle oracle(instance, master, settings);
+  Oracle oracle(instance, master, settings, pricer);
   quarn::Settings how = examples::settings_of(settings, first_duals(instance));
   how.penalty = first_penalty(instance);
   const quarn::Result result = examples::solve(master, std::ref(oracle), settings, how);
@@ -66,6 +67,13 @@ static int solve(const Settings &settings) {
   const std::string &name = settings.generate.empty() ? settings.file : settings.generate;
   examples::write_json({name, result, std::nullopt}, settings.json_file);
   return status;
+}
+
+static int run(const Settings &settings, examples::Job &job) {
+  const Instance instance = load(settings);
+  AgentBlocks blocks(instance);
+  return job.run(blocks,
+                 [&](quarn::BlockPricer *pricer) { return solve(settings, instance, pricer); });
 }
 
 static void add_options(CLI::App &app, Settings &settings) {
@@ -83,9 +91,12 @@ static void add_options(CLI::App &app, Settings &settings) {
 }  // namespace generalized_assignment
 
 int main(int argc, char **argv) {
+  examples::Job job(argc, argv);
   CLI::App app("Generalized assignment by column generation", "generalized_assignment");
   generalized_assignment::Settings settings;
   generalized_assignment::add_options(app, settings);
-  if (const auto status = examples::parse(app, argc, argv)) return *status;
-  return examples::run_guarded([&] { return generalized_assignment::solve(settings); });
+  job.add_options(app);
+  if (const auto status = examples::parse(app, argc, argv)) return job.finish(*status);
+  return job.finish(
+      examples::run_guarded([&] { return generalized_assignment::run(settings, job); }));
 }

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <string>
 
+#include "examples/generalized_assignment/agent_blocks.h"
+
 namespace generalized_assignment {
 
 // The first penalty, in units of the largest cost.
@@ -46,10 +48,11 @@ std::vector<double> first_duals(const Instance &instance) {
 // Pricing and bound
 
 Oracle::Oracle(const Instance &instance, const quarn::Master &master,
-               const MasterSettings &settings)
+               const MasterSettings &settings, quarn::BlockPricer *pricer)
     : instance_(instance),
       rows_(master.rows()),
       most_(settings.columns_per_call),
+      pricer_(pricer),
       search_(instance, settings.dual_vectors) {}
 
 /// No solution costs more than every task at its dearest agent.
@@ -67,7 +70,11 @@ double Oracle::worst_cost() const {
 quarn::Answer Oracle::operator()(const quarn::Duals &duals, quarn::Columns &columns) {
   const bool first = duals.iteration() == 0;
   const double upper = first ? worst_cost() : std::min(duals.upper_bound(), duals.objective());
-  Findings findings = search_.search(duals.values().data(), upper, first);
+  PriceAgents others;
+  if (pricer_ != nullptr) {
+    others = by_blocks(instance_, *pricer_, [&] { return duals.out_of_time(); });
+  }
+  Findings findings = search_.search(duals.values().data(), upper, first, others);
   keep_best(findings.bundles, first ? 0 : most_);
   for (const Bundle &bundle : findings.bundles) {
     std::vector<quarn::Entry> entries;

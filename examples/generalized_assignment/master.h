@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <vector>
 
+#include "block_pricing/block_pricer.hpp"
 #include "examples/common/options.h"
 #include "examples/generalized_assignment/bundle_search.h"
 #include "examples/generalized_assignment/instance.h"
@@ -31,8 +32,10 @@ std::vector<double> first_duals(const Instance &instance);
 /// Prices bundles.
 class Oracle {
  public:
-  /// `instance` has to outlive the oracle.
-  Oracle(const Instance &instance, const quarn::Master &master, const MasterSettings &settings);
+  /// `instance` has to outlive the oracle. `pricer` prices AgentBlocks; without one this thread
+  /// prices.
+  Oracle(const Instance &instance, const quarn::Master &master, const MasterSettings &settings,
+         quarn::BlockPricer *pricer = nullptr);
 
   quarn::Answer operator()(const quarn::Duals &duals, quarn::Columns &columns);
 
@@ -42,6 +45,7 @@ class Oracle {
   const Instance &instance_;
   std::vector<quarn::Row> rows_;
   int32_t most_;
+  quarn::BlockPricer *pricer_;
   BundleSearch search_;
 };
 

@@ -5,12 +5,14 @@
 #include <string>
 #include <vector>
 
+#include "examples/common/job.h"
 #include "examples/common/master_solve.h"
 #include "examples/common/options.h"
 #include "examples/common/report.h"
 #include "examples/common/text_reader.h"
 #include "examples/lot_sizing/instance.h"
 #include "examples/lot_sizing/master.h"
+#include "examples/lot_sizing/plan_blocks.h"
 
 namespace lot_sizing {
 
@@ -71,10 +73,9 @@ static void add_options(CLI::App &app, Settings &settings) {
   app.add_flag("--plans", settings.plans, "print the plans in use at the end");
 }
 
-static int solve(const Settings &settings) {
-  const Instance instance = load(settings);
+static int solve(const Settings &settings, const Instance &instance, quarn::BlockPricer *pricer) {
   quarn::Master master = examples::resumed(make_master(instance), settings);
-  Oracle oracle(instance, master, settings);
+  Oracle oracle(instance, master, settings, pricer);
   const quarn::Settings how = examples::settings_of(settings, first_duals(instance));
   const quarn::Result result = examples::solve(master, std::ref(oracle), settings, how);
   examples::print_summary(result);
@@ -85,12 +86,21 @@ static int solve(const Settings &settings) {
   return status;
 }
 
+static int run(const Settings &settings, examples::Job &job) {
+  const Instance instance = load(settings);
+  PlanBlocks blocks(instance);
+  return job.run(blocks,
+                 [&](quarn::BlockPricer *pricer) { return solve(settings, instance, pricer); });
+}
+
 }  // namespace lot_sizing
 
 int main(int argc, char **argv) {
+  examples::Job job(argc, argv);
   CLI::App app("Capacitated lot sizing with setup times by column generation", "lot_sizing");
   lot_sizing::Settings settings;
   lot_sizing::add_options(app, settings);
-  if (const auto status = examples::parse(app, argc, argv)) return *status;
-  return examples::run_guarded([&] { return lot_sizing::solve(settings); });
+  job.add_options(app);
+  if (const auto status = examples::parse(app, argc, argv)) return job.finish(*status);
+  return job.finish(examples::run_guarded([&] { return lot_sizing::run(settings, job); }));
 }

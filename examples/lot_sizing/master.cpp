@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <string>
 
+#include "examples/lot_sizing/plan_blocks.h"
+
 namespace lot_sizing {
 
 // Formulation
@@ -43,10 +45,11 @@ std::vector<double> first_duals(const Instance &instance) {
 // Pricing and bound
 
 Oracle::Oracle(const Instance &instance, const quarn::Master &master,
-               const MasterSettings &settings)
+               const MasterSettings &settings, quarn::BlockPricer *pricer)
     : instance_(instance),
       rows_(master.rows()),
       most_(settings.columns_per_call),
+      pricer_(pricer),
       first_cost_(0.0),
       search_(instance, settings.price_vectors) {
   for (const quarn::Column &column : master.columns()) first_cost_ += column.cost();
@@ -56,7 +59,9 @@ Oracle::Oracle(const Instance &instance, const quarn::Master &master,
 quarn::Answer Oracle::operator()(const quarn::Duals &duals, quarn::Columns &columns) {
   const bool first = duals.iteration() == 0;
   const double upper = first ? first_cost_ : std::min(duals.upper_bound(), duals.objective());
-  Findings findings = search_.search(duals.values().data(), upper, first);
+  PriceItems others;
+  if (pricer_ != nullptr) others = by_blocks(*pricer_, [&] { return duals.out_of_time(); });
+  Findings findings = search_.search(duals.values().data(), upper, first, others);
   keep_best(findings.candidates, first ? 0 : most_);
   for (const Candidate &candidate : findings.candidates) {
     columns.add(candidate.cost, entries_of(instance_, candidate.item, candidate.plan, rows_));

@@ -9,6 +9,7 @@
 #include <cstdint>
 #include <vector>
 
+#include "block_pricing/block_pricer.hpp"
 #include "examples/common/options.h"
 #include "examples/lot_sizing/instance.h"
 #include "examples/lot_sizing/plan.h"
@@ -33,7 +34,9 @@ std::vector<double> first_duals(const Instance &instance);
 class Oracle {
  public:
   /// `instance` has to outlive the oracle. The master is one of make_master, or goes on from one.
-  Oracle(const Instance &instance, const quarn::Master &master, const MasterSettings &settings);
+  /// `pricer` prices PlanBlocks; without one this thread prices.
+  Oracle(const Instance &instance, const quarn::Master &master, const MasterSettings &settings,
+         quarn::BlockPricer *pricer = nullptr);
 
   quarn::Answer operator()(const quarn::Duals &duals, quarn::Columns &columns);
 
@@ -41,6 +44,7 @@ class Oracle {
   const Instance &instance_;
   std::vector<quarn::Row> rows_;
   int32_t most_;
+  quarn::BlockPricer *pricer_;
   double first_cost_;  ///< of the plans that fit; 0 when there are none
   PlanSearch search_;
 };

@@ -16,19 +16,25 @@ constexpr double kReducedCostTolerance = 1e-9;
 PlanSearch::PlanSearch(const Instance &instance, int32_t price_vectors)
     : instance_(instance),
       price_vectors_(price_vectors),
+      costs_(instance.items.size()),
       plans_(instance.items.size()),
       subgradient_(instance.horizon()),
       lower_bound_(-kInfinity) {
   for (const Item &item : instance.items) pricers_.emplace_back(item);
 }
 
-/// L(g); leaves the plans that attain it and their subgradient behind.
+bool PlanSearch::price_items(const std::vector<double> &g) {
+  for (size_t i = 0; i < pricers_.size(); ++i) costs_[i] = pricers_[i].cheapest(g, plans_[i]);
+  return true;
+}
+
+/// L(g) of the items priced at g; leaves the subgradient of their plans behind.
 double PlanSearch::evaluate(const std::vector<double> &g) {
   double value = 0.0;
   std::fill(subgradient_.begin(), subgradient_.end(), -instance_.capacity);
   for (const double price : g) value -= price * instance_.capacity;
-  for (size_t i = 0; i < pricers_.size(); ++i) {
-    value += pricers_[i].cheapest(g, plans_[i]);
+  for (size_t i = 0; i < plans_.size(); ++i) {
+    value += costs_[i];
     for (size_t t = 0; t < g.size(); ++t) {
       subgradient_[t] += plan_use(instance_.items[i], plans_[i], t);
     }
@@ -53,12 +59,14 @@ void PlanSearch::collect(const std::vector<double> &g, const double *v, bool eve
   }
 }
 
-Findings PlanSearch::search(const double *u, double upper_bound, bool every_plan) {
+Findings PlanSearch::search(const double *u, double upper_bound, bool every_plan,
+                            const PriceItems &others) {
   std::vector<double> own(instance_.horizon());
   for (size_t t = 0; t < own.size(); ++t) own[t] = std::max(0.0, -u[t]);
   Findings findings;
   std::vector<double> g = own;
   for (int32_t k = 0; k < price_vectors_; ++k) {
+    if (!(others ? others(g, costs_, plans_) : price_items(g))) break;
     const double value = evaluate(g);
     lower_bound_ = std::max(lower_bound_, value);
     collect(own, u + own.size(), every_plan, findings.candidates);

@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <vector>
 
 #include "examples/lot_sizing/instance.h"
@@ -25,6 +26,11 @@ struct Findings {
   std::vector<Candidate> candidates;
 };
 
+/// Prices all items at the prices g: the least cost of each and a plan that attains it. False when
+/// the time was over before all were priced.
+using PriceItems = std::function<bool(const std::vector<double> &g, std::vector<double> &costs,
+                                      std::vector<Plan> &plans)>;
+
 /**
  * Prices a round: the cheapest plan of every item at the master's prices and at prices nearby.
  *
@@ -46,10 +52,12 @@ class PlanSearch {
   PlanSearch(const Instance &instance, int32_t price_vectors);
 
   /// Searches at the duals of the master: u_t <= 0 for each period, then v_i for each item. With
-  /// `every_plan` reduced costs do not matter.
-  Findings search(const double *u, double upper_bound, bool every_plan);
+  /// `every_plan` reduced costs do not matter. `others` price in place of this thread.
+  Findings search(const double *u, double upper_bound, bool every_plan,
+                  const PriceItems &others = nullptr);
 
  private:
+  bool price_items(const std::vector<double> &g);
   double evaluate(const std::vector<double> &g);
   void collect(const std::vector<double> &g, const double *v, bool every_plan,
                std::vector<Candidate> &candidates) const;
@@ -57,7 +65,8 @@ class PlanSearch {
   const Instance &instance_;
   int32_t price_vectors_;
   std::vector<PlanPricer> pricers_;
-  std::vector<Plan> plans_;          ///< the cheapest ones at the last prices
+  std::vector<double> costs_;        ///< the least ones at the last prices
+  std::vector<Plan> plans_;          ///< that attain them
   std::vector<double> subgradient_;  ///< there
   double lower_bound_;
 };
