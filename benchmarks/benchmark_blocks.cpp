@@ -202,9 +202,8 @@ int rounds(const Options &options, Teams &teams) {
       }
       if (!headed) {
         std::printf(
-            "ranks,threads,blocks,rows,columns,seconds_of_a_block,bytes_sent,"
-            "bytes_received,least_seconds,median_seconds,pricing_seconds,"
-            "adding_seconds\n");
+            "ranks,threads,blocks,rows,columns,block_seconds,bytes_sent,bytes_received,seconds,"
+            "median_seconds,pricing,announcing,receiving,merging,adding\n");
         headed = true;
       }
       time_rounds(options, shape, *team, blocks);

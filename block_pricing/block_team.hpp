@@ -28,9 +28,10 @@ class QUARN_CPP_PUBLIC BlockTeam {
 
   /**
    * On ranks other than 0: prices what rank 0 hands out until its team ends, so that the rank's
-   * program returns. True when rank 0 ended well; false when a block failed, on whichever rank, or
-   * when the team of rank 0 ended by an exception: a program returns another status than 0 then.
-   * On rank 0 there is nothing to serve: true.
+   * program returns. True when rank 0 ended well; false when the team of rank 0 ended by an
+   * exception, that of a failed block for instance. mpirun returns the first status that is not 0:
+   * a program that has several returns 0 here in any case. On rank 0 there is nothing to serve:
+   * true.
    */
   virtual bool serve(BlockOracle &oracle);
 

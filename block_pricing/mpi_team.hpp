@@ -5,7 +5,7 @@
  *     quarn::MpiSession session(argc, argv);
  *     Plans plans(read_instance(argv[1]));                  // a quarn::BlockOracle
  *     quarn::MpiTeam team(session);
- *     if (team.rank() != 0) return team.serve(plans) ? 0 : 1;
+ *     if (team.rank() != 0) return !team.serve(plans);
  *     quarn::BlockPricer pricer(plans, team);
  *     ...                                                   // the master, on rank 0 alone
  *   }

@@ -7,9 +7,15 @@ namespace quarn {
 inline namespace v1 {
 namespace detail {
 
+// Looking asks the network, which would take as long as a small block.
+constexpr std::chrono::microseconds kLookEvery(50);
+
 bool Watch::ended() {
   if (stop_.load(std::memory_order_relaxed)) return true;
   if (std::this_thread::get_id() != owner_ || !look_) return false;
+  const auto now = std::chrono::steady_clock::now();
+  if (now - looked_ < kLookEvery) return false;
+  looked_ = now;
   try {
     if (!look_()) return false;
   } catch (...) {

@@ -6,6 +6,7 @@
 #define BLOCK_PRICING_ROUND_HPP
 
 #include <atomic>
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <exception>
@@ -79,7 +80,7 @@ class QUARN_CPP_PUBLIC Watch {
   }
 
   void stop() { stop_.store(true, std::memory_order_relaxed); }
-  /// Whether the round should end; the owner looks first.
+  /// Whether the round should end; the owner looks first, unless it did so just before.
   bool ended();
   /// Throws what looking threw. By the owner, once no block is being priced any more.
   void rethrow() const {
@@ -92,6 +93,7 @@ class QUARN_CPP_PUBLIC Watch {
   const std::function<bool()> &look_;
   size_t enough_;
   std::thread::id owner_;
+  std::chrono::steady_clock::time_point looked_{};
   std::exception_ptr thrown_;
   std::atomic<bool> stop_{false};
   std::atomic<size_t> columns_{0};
