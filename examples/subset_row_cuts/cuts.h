@@ -1,10 +1,12 @@
 #ifndef EXAMPLES_SUBSET_ROW_CUTS_CUTS_H
 #define EXAMPLES_SUBSET_ROW_CUTS_CUTS_H
 
+#include <cstddef>
+#include <cstdint>
 #include <vector>
 
 #include "examples/subset_row_cuts/groups.h"
-#include "quarn/quarn.h"
+#include "quarn_cpp/quarn.hpp"
 
 namespace subset_row_cuts {
 
@@ -15,15 +17,16 @@ inline bool cuts_across(ItemSet group, ItemSet triple) {
   return (common & (common - 1)) != 0;  // two bits or more
 }
 
-/// The cuts that the restricted master problem solved last violates most, at most `most` of them.
-/// Generated columns have the index of their group as tag.
-std::vector<ItemSet> separate(QUARN_env &env, const std::vector<Group> &groups, int32_t items,
+/// The cuts that a solution violates most, at most `most` of them. The columns' objects are their
+/// ItemSets.
+std::vector<ItemSet> separate(const std::vector<quarn::ColumnValue> &solution, int32_t items,
                               size_t most);
 
-/// Adds the cuts as rows, with their entries in all generated columns. Throws std::bad_alloc when
-/// memory is short.
-void add_cut_rows(QUARN_env &env, const std::vector<Group> &groups,
-                  const std::vector<ItemSet> &cuts);
+/// Adds a cut as a row, with its entries in all columns of the master. Its name lists the items.
+quarn::Row add_cut(quarn::Master &master, ItemSet triple);
+
+/// The items of a cut's row.
+ItemSet triple_of(const quarn::Row &cut);
 
 }  // namespace subset_row_cuts
 

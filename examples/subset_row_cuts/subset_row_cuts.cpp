@@ -6,15 +6,15 @@
 #include <algorithm>
 #include <cstdint>
 #include <cstdio>
+#include <functional>
 #include <optional>
 #include <string>
 #include <utility>
 #include <vector>
 
-#include "examples/common/column_batch.h"
-#include "examples/common/master_run.h"
+#include "examples/common/master_solve.h"
 #include "examples/common/options.h"
-#include "examples/common/run_report.h"
+#include "examples/common/report.h"
 #include "examples/common/text_reader.h"
 #include "examples/subset_row_cuts/cuts.h"
 #include "examples/subset_row_cuts/groups.h"
@@ -39,113 +39,140 @@ struct Round {
   double lower_bound, value;
 };
 
-class GroupOracle : public examples::Oracle {
- public:
-  GroupOracle(const Instance &instance, const Settings &settings)
-      : items_(static_cast<int32_t>(instance.items.size())),
-        settings_(settings),
-        groups_(list_groups(instance)) {}
+// Formulation
 
-  examples::Answer price(QUARN_env &env) override {
-    const double value = env.u[env.G->m - 1];
-    const double bound = add_groups(env, value);
-    const double best = std::max(bound, env.lowerBnd);
-    if (value - best <= kCutGap * value && add_cuts(env, best, value)) return {0, 0.0};
-    return {1, bound - examples::rmp_dual_value(env)};
+/// The rows without cuts.
+static quarn::Master make_master(const Instance &instance) {
+  quarn::Master master;
+  for (size_t i = 1; i <= instance.items.size(); ++i) {
+    master.add_row(quarn::RowSense::equal, 1.0, {"item " + std::to_string(i)});
+  }
+  master.add_block(quarn::RowSense::at_most, instance.groups, "groups");
+  return master;
+}
+
+/// Leaving an item out has a price above that of any partition.
+static double penalty(const Instance &instance) {
+  double sum = 0.0;
+  for (const Item &a : instance.items) {
+    for (const Item &b : instance.items) sum += 1.0 + static_cast<double>(distance(a, b));
+  }
+  return sum;
+}
+
+/// The columns' objects are their ItemSets.
+static examples::ColumnText column_text() {
+  return {[](const quarn::Column &column) { return std::to_string(column.get<ItemSet>()); },
+          [](const std::string &text) { return std::any(static_cast<ItemSet>(std::stoul(text))); }};
+}
+
+class Oracle {
+ public:
+  /// The master is one of make_master, or goes on from one; it gets the cuts.
+  Oracle(const Instance &instance, const Settings &settings, quarn::Master &master)
+      : items_(static_cast<int32_t>(instance.items.size())),
+        most_groups_(instance.groups),
+        settings_(settings),
+        groups_(list_groups(instance)),
+        master_(master),
+        rows_(master.rows()) {
+    const auto first_cut = rows_.begin() + items_ + 1;
+    for (auto row = first_cut; row != rows_.end(); ++row) cuts_.push_back({triple_of(*row), *row});
   }
 
-  const std::vector<Group> &groups() const { return groups_; }
+  quarn::Answer operator()(const quarn::Duals &duals, quarn::Columns &columns) {
+    const double value = duals.objective();
+    const double bound = add_groups(duals, columns);
+    const double best = std::max(bound, duals.lower_bound());
+    if (value - best <= kCutGap * value) add_cuts(duals, best);
+    return quarn::Answer::bound(bound);
+  }
+
   const std::vector<Round> &rounds() const { return rounds_; }
 
  private:
-  /// The rows, from 0, in which the group's column has a 1.
-  std::vector<int32_t> rows_of(const Group &group) const {
-    std::vector<int32_t> rows;
+  struct Cut {
+    ItemSet triple;
+    quarn::Row row;
+  };
+
+  // Pricing
+
+  double reduced_cost(const Group &group, const std::vector<double> &u) const {
+    double cost = group.cost - u[static_cast<size_t>(items_)];
     for (int32_t i = 0; i < items_; ++i) {
-      if ((group.items >> i & 1U) != 0) rows.push_back(i);
+      if ((group.items >> i & 1U) != 0) cost -= u[static_cast<size_t>(i)];
     }
-    int32_t row = items_;
-    for (const ItemSet triple : cuts_) {
-      if (cuts_across(group.items, triple)) rows.push_back(row);
-      ++row;
+    for (const Cut &cut : cuts_) {
+      if (cuts_across(group.items, cut.triple)) cost -= u[static_cast<size_t>(cut.row.index())];
     }
-    rows.push_back(row);
-    return rows;
+    return cost;
+  }
+
+  void add(const Group &group, quarn::Columns &columns) const {
+    std::vector<quarn::Entry> entries = {{rows_[static_cast<size_t>(items_)], 1.0}};
+    for (int32_t i = 0; i < items_; ++i) {
+      if ((group.items >> i & 1U) != 0) entries.push_back({rows_[static_cast<size_t>(i)], 1.0});
+    }
+    for (const Cut &cut : cuts_) {
+      if (cuts_across(group.items, cut.triple)) entries.push_back({cut.row, 1.0});
+    }
+    columns.add(group.cost, entries, group.items);
   }
 
   /// Adds the groups of least reduced cost; returns the lower bound that the duals prove.
-  double add_groups(QUARN_env &env, double value) const {
-    // The bound needs the right signs, which interior points may miss by their tolerance.
-    std::vector<double> duals(env.u, env.u + env.m + 1);
-    for (size_t r = static_cast<size_t>(items_); r < duals.size(); ++r) {
-      duals[r] = std::min(duals[r], 0.0);
-    }
-    std::vector<std::pair<double, int32_t>> found;
+  double add_groups(const quarn::Duals &duals, quarn::Columns &columns) const {
+    const std::vector<double> &u = duals.values();
+    std::vector<std::pair<double, size_t>> found;
     for (size_t g = 0; g < groups_.size(); ++g) {
-      double cost = groups_[g].cost;
-      for (const int32_t row : rows_of(groups_[g])) cost -= duals[static_cast<size_t>(row)];
-      if (cost < 0.0) found.push_back({cost, static_cast<int32_t>(g)});
+      const double cost = reduced_cost(groups_[g], u);
+      if (cost < 0.0) found.push_back({cost, g});
     }
     std::sort(found.begin(), found.end());
-    double bound = found.empty() ? 0.0 : env.RHS[env.m] * found.front().first;
-    for (size_t r = 0; r < duals.size(); ++r) bound += env.RHS[r] * duals[r];
-
     const auto most = static_cast<size_t>(settings_.columns_per_call);
-    examples::ColumnBatch batch(*env.G);
     for (size_t k = 0; k < found.size() && (most == 0 || k < most); ++k) {
-      const auto [cost, index] = found[k];
-      if (cost > -kAccuracy * value) break;
-      const Group &group = groups_[static_cast<size_t>(index)];
-      batch.start_column(group.cost, index);
-      for (const int32_t row : rows_of(group)) batch.add_entry(row, 1.0);
+      if (found[k].first > -kAccuracy * duals.objective()) break;
+      add(groups_[found[k].second], columns);
     }
-    batch.send(env);
+    return proven_bound(u, found.empty() ? 0.0 : found.front().first);
+  }
+
+  // Bound
+
+  /// Of items and cuts the right-hand side is 1.
+  double proven_bound(const std::vector<double> &u, double least_reduced_cost) const {
+    double bound = most_groups_ * (u[static_cast<size_t>(items_)] + least_reduced_cost);
+    for (int32_t i = 0; i < items_; ++i) bound += u[static_cast<size_t>(i)];
+    for (const Cut &cut : cuts_) bound += u[static_cast<size_t>(cut.row.index())];
     return bound;
   }
 
-  /// Adds cuts that the restricted master problem violates; false when there are none.
-  ///
-  /// The lower bound stays: with more rows the value can only rise. The upper bound does not, it
-  /// came from solutions that the cuts exclude. Nor may the value of the problem just solved become
-  /// one again, hence the answer 0, after which the library takes no bound from this iteration;
-  /// what the answer proves is put into the record here. With the upper bound unknown the gap is
-  /// open, so the run goes on, and the next answer closes it from the problem with the cuts.
-  bool add_cuts(QUARN_env &env, double bound, double value) {
-    if (static_cast<int32_t>(rounds_.size()) >= settings_.rounds) return false;
-    const std::vector<ItemSet> cuts =
-        separate(env, groups_, items_, static_cast<size_t>(settings_.cuts_per_round));
-    if (cuts.empty()) return false;
-    add_cut_rows(env, groups_, cuts);
-    cuts_.insert(cuts_.end(), cuts.begin(), cuts.end());
-    rounds_.push_back({env.outer_iterations, static_cast<int32_t>(cuts.size()), bound, value});
-    QUARN_set_lowerBnd(&env, bound);
-    QUARN_set_upperBnd(&env, 1e30);
-    return true;
+  // Cuts
+
+  /// Adds cuts that the restricted master problem violates. The lower bound stays: with more rows
+  /// the value can only rise. The library drops the upper bound, which came from solutions that the
+  /// cuts exclude, so the run goes on.
+  void add_cuts(const quarn::Duals &duals, double bound) {
+    if (static_cast<int32_t>(rounds_.size()) >= settings_.rounds) return;
+    const std::vector<ItemSet> triples =
+        separate(duals.solution(), items_, static_cast<size_t>(settings_.cuts_per_round));
+    if (triples.empty()) return;
+    for (const ItemSet triple : triples) cuts_.push_back({triple, add_cut(master_, triple)});
+    rounds_.push_back(
+        {duals.iteration(), static_cast<int32_t>(triples.size()), bound, duals.objective()});
   }
 
   const int32_t items_;
+  const double most_groups_;
   const Settings &settings_;
   std::vector<Group> groups_;
-  std::vector<ItemSet> cuts_;  ///< in the order of their rows, which follow those of the items
+  quarn::Master &master_;
+  std::vector<quarn::Row> rows_;  ///< of the items and of the number of groups
+  std::vector<Cut> cuts_;
   std::vector<Round> rounds_;
 };
 
-/// The rows without cuts. A box column leaves an item out, at a price above that of any
-/// partition.
-static examples::MasterRows master_rows(const Instance &instance) {
-  double box = 0.0;
-  for (const Item &a : instance.items) {
-    for (const Item &b : instance.items) box += 1.0 + static_cast<double>(distance(a, b));
-  }
-  examples::MasterRows rows;
-  for (size_t i = 0; i < instance.items.size(); ++i) {
-    rows.add_linking_row(examples::kEqual, 1.0, -box, box);
-  }
-  rows.add_further_row(examples::kAtMost, instance.groups);
-  return rows;
-}
-
-static void print_rounds(const std::vector<Round> &rounds, const examples::MasterResult &result) {
+static void print_rounds(const std::vector<Round> &rounds, const quarn::Result &result) {
   std::printf("\n%9s %9s %9s %18s %18s\n", "cuts", "added", "iteration", "lower bound", "value");
   int32_t cuts = 0;
   for (const Round &round : rounds) {
@@ -153,25 +180,26 @@ static void print_rounds(const std::vector<Round> &rounds, const examples::Maste
                 round.lower_bound, round.value);
     cuts += round.cuts;
   }
-  std::printf("%9d %9d %9d %18.10g %18.10g\n", cuts, 0, result.outer_iterations, result.lower_bound,
-              result.upper_bound);
+  std::printf("%9d %9d %9d %18.10g %18.10g\n", cuts, 0, static_cast<int>(result.history.size()),
+              result.lower_bound, result.upper_bound);
 }
 
 /// Prints the groups in use. Returns their cost when they are a partition: the best.
-static std::optional<double> print_groups(QUARN_env &env, const std::vector<Group> &groups) {
+static std::optional<double> print_groups(const quarn::Result &result) {
   constexpr double kVisible = 1e-3;
   double cost = 0.0;
   bool whole = true;
   std::puts("\n    share      cost  items");
-  for (const examples::MasterColumn &column : examples::master_solution(env, kVisible)) {
-    const ItemSet items = groups[static_cast<size_t>(column.tag)].items;
-    std::printf("%9.6f %9g ", column.value, column.cost);
+  for (const auto &[column, share] : result.values) {
+    if (share <= kVisible) continue;
+    const auto items = column.get<ItemSet>();
+    std::printf("%9.6f %9g ", share, column.cost());
     for (int i = 0; i < kMostItems; ++i) {
       if ((items >> i & 1U) != 0) std::printf(" %d", i + 1);
     }
     std::printf("\n");
-    whole = whole && column.value > 1.0 - kVisible;
-    cost += column.cost;
+    whole = whole && share > 1.0 - kVisible;
+    cost += column.cost();
   }
   if (!whole) return std::nullopt;
   std::printf("\nThe groups are a partition, of cost %.10g.\n", cost);
@@ -190,16 +218,20 @@ static Instance load(const Settings &settings) {
 
 static int solve(const Settings &settings) {
   const Instance instance = load(settings);
-  GroupOracle oracle(instance, settings);
-  examples::MasterRun run(master_rows(instance), oracle, settings);
-  const examples::MasterResult result = run.solve();
+  quarn::Master master = examples::resumed(make_master(instance), settings, column_text());
+  Oracle oracle(instance, settings, master);
+  quarn::Settings how = examples::settings_of(settings);
+  how.penalty = penalty(instance);
+  const quarn::Result result =
+      examples::solve(master, std::ref(oracle), settings, how, column_text());
   print_rounds(oracle.rounds(), result);
   std::optional<double> integer_value;
-  if (result.status == 0) integer_value = print_groups(run.env(), oracle.groups());
-  examples::print_summary(stdout, result);
+  const int status = examples::exit_status(result);
+  if (status == examples::kSolved) integer_value = print_groups(result);
+  examples::print_summary(result);
   const std::string &name = settings.generate.empty() ? settings.file : settings.generate;
   examples::write_json({name, result, integer_value}, settings.json_file);
-  return examples::exit_status(result);
+  return status;
 }
 
 static void add_options(CLI::App &app, Settings &settings) {
