@@ -119,15 +119,12 @@ std::vector<Entry> Frame::root_entries(const Master &master, const Column &colum
 }
 
 void Frame::decide(NodeMaster *at, const Branch &decisions) const {
-  at->master.remove_columns([&](const Column &column) {
-    const std::vector<Entry> entries = at->master.entries(column);
-    return std::any_of(decisions.begin(), decisions.end(), [&](const Decision &decision) {
-      return !problem.allows(decision, column, entries);
-    });
-  });
   for (const Decision &decision : decisions) {
     at->decisions.push_back(decision);
     at->rows.push_back({});
+    at->master.remove_columns([&](const Column &column) {
+      return !problem.allows(decision, column, at->master.entries(column));
+    });
     if (!decision.row) continue;
     RowOptions options;
     for (const Column &column : at->master.columns()) {

@@ -61,7 +61,7 @@ struct Frame {
   bool offer(const Solution &solution, const std::string &by);
   bool is_cut_off(double bound) const { return objective.reaches(bound, limit); }
 
-  /// Applies decisions to a node's master: forbidden columns go, rows come.
+  /// Applies decisions to a node's master, one after the other: forbidden columns go, a row comes.
   void decide(NodeMaster *at, const Branch &decisions) const;
   /// Puts the columns from index `first` on into the pool.
   void keep_columns(const Master &master, int32_t first);

@@ -92,6 +92,7 @@ class QUARN_CPP_PUBLIC Problem {
   virtual Answer price(const Subproblem &at, const Duals &duals, Columns &columns) = 0;
 
   /// Whether the decision lets a column be used. Every decision allows every column by default.
+  /// `entries` include those in the rows of the decisions before it on the way from the root.
   virtual bool allows(const Decision &decision, const Column &column,
                       const std::vector<Entry> &entries) const;
 

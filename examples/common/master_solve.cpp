@@ -78,14 +78,18 @@ static void ask_to_stop(int number) {
 }
 }
 
+std::function<bool()> stopped_by_signals() {
+  std::signal(SIGINT, ask_to_stop);
+  std::signal(SIGTERM, ask_to_stop);
+  return [] { return stop_asked != 0; };
+}
+
 static void save_to(const std::string &path, const Options &options, const ColumnText &text,
                     quarn::Settings &settings) {
   settings.save_file = path;
   settings.save_every = options.save_every;
   settings.save_data = text.write;
-  std::signal(SIGINT, ask_to_stop);
-  std::signal(SIGTERM, ask_to_stop);
-  settings.interrupt = [] { return stop_asked != 0; };
+  settings.interrupt = stopped_by_signals();
 }
 
 quarn::Result solve(quarn::Master &master, const quarn::Oracle &oracle, const Options &options,

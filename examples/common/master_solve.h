@@ -39,6 +39,9 @@ quarn::Settings settings_of(const Options &options, std::vector<double> first_du
 quarn::Result solve(quarn::Master &master, const quarn::Oracle &oracle, const Options &options,
                     quarn::Settings settings, const ColumnText &text = {});
 
+/// Catches the first signal to interrupt or to terminate; says whether there was one.
+std::function<bool()> stopped_by_signals();
+
 }  // namespace examples
 
 #endif

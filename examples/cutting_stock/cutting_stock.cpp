@@ -6,11 +6,13 @@
 #include <string>
 #include <vector>
 
+#include "examples/common/integer_search.h"
 #include "examples/common/master_solve.h"
 #include "examples/common/options.h"
 #include "examples/common/report.h"
 #include "examples/common/text_reader.h"
 #include "examples/cutting_stock/instance.h"
+#include "examples/cutting_stock/integer_patterns.h"
 #include "examples/cutting_stock/master.h"
 #include "examples/cutting_stock/pattern_pricing.h"
 #include "examples/cutting_stock/rounding.h"
@@ -21,8 +23,14 @@ namespace cutting_stock {
 
 struct Settings : MasterSettings {
   std::string generate;  ///< what to generate; empty: solve the file
+  examples::SearchOptions search;
 };
 
+namespace bp = quarn::branch_and_price;
+
+// Strong branching: pairs that are compared, and for how long.
+constexpr int32_t kCandidates = 8;
+constexpr int32_t kProbeIterations = 3;
 constexpr const char *kGenerator = "TYPES,SEED";
 constexpr int64_t kMostPieces = 5000;
 // What rounding errors may add to a lower bound, relative.
@@ -102,8 +110,31 @@ static Instance load(const Settings &settings) {
   return piece_by_piece(instance);
 }
 
+/// To the integer optimum.
+static int search(const Settings &settings) {
+  const Instance instance = read_instance(settings.file);
+  PatternPricer pricer(instance);
+  const quarn::Master master = make_integer_master(instance, pricer);
+  IntegerPatterns problem(instance, pricer, master);
+  bp::Search search(problem, master);
+  bp::Settings how;
+  how.candidates = kCandidates;
+  how.probe_iterations = kProbeIterations;
+  const bp::Outcome outcome = examples::run_search(
+      search, settings, examples::search_settings(settings, settings.search, how));
+  examples::print_summary(outcome);
+  if (outcome.has_solution) {
+    const CuttingPlan plan = IntegerPatterns::plan_of(outcome.solution);
+    verify(instance, plan, false);
+    print_plan(instance, plan);
+  }
+  examples::write_json(settings.file, outcome, settings.json_file);
+  return examples::exit_status(outcome);
+}
+
 static int solve(const Settings &settings) {
   if (!settings.generate.empty()) return generate(settings.generate);
+  if (settings.search.optimal) return search(settings);
   const Instance instance = load(settings);
   PatternPricer pricer(instance);
   quarn::Master master = examples::resumed(make_master(instance, pricer, settings), settings);
@@ -137,6 +168,8 @@ int main(int argc, char **argv) {
   CLI::Option *integer =
       app.add_flag("--integer", settings.integer,
                    "equality rows and the library's rounding heuristic; print what it finds");
+  examples::add_search_options(app, settings.search);
+  app.get_option("--optimal")->excludes(integer);
   app.add_flag("--covering", settings.covering, "with --integer: covering rows, not equations")
       ->needs(integer);
   if (const auto status = examples::parse(app, argc, argv)) return *status;

@@ -144,8 +144,13 @@ std::vector<int64_t> PatternPricer::demands() const {
 }
 
 Pricing PatternPricer::price(const double *u, double worth, int32_t most) {
+  return price(u, worth, most, demands());
+}
+
+Pricing PatternPricer::price(const double *u, double worth, int32_t most,
+                             const std::vector<int64_t> &demand) {
   const size_t limit = most > 0 ? static_cast<size_t>(most) : std::numeric_limits<size_t>::max();
-  std::vector<int64_t> remaining = demands();
+  std::vector<int64_t> remaining = demand;
   Sequence sequence(knapsack_, sizes_, u, remaining, BoundedKnapsack::kFine);
   Packing packing = sequence.first();
   Pricing pricing;
@@ -157,8 +162,8 @@ Pricing PatternPricer::price(const double *u, double worth, int32_t most) {
   }
   const double plenty = kPlenty * static_cast<double>(instance_.size());
   if (worth > 0.0 && static_cast<double>(pricing.patterns.size()) < plenty) {
-    std::vector<int64_t> demand = demands();
-    Sequence(knapsack_, sizes_, u, demand, BoundedKnapsack::kCoarse)
+    remaining = demand;
+    Sequence(knapsack_, sizes_, u, remaining, BoundedKnapsack::kCoarse)
         .cover(worth, limit, pricing.patterns);
   }
   return pricing;

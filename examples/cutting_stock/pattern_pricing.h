@@ -47,6 +47,8 @@ class PatternPricer {
   /// not positive is left out), the best one first, at most `most` of them; 0: as many as there
   /// are.
   Pricing price(const double *u, double worth, int32_t most);
+  /// The same for demands other than the instance's.
+  Pricing price(const double *u, double worth, int32_t most, const std::vector<int64_t> &demand);
 
   /// The same without the bound and for demands other than the instance's: a complete greedy
   /// solution for `demand`, every pattern with the number of rolls to cut, as long as there is a
