@@ -67,6 +67,10 @@ Bounds Master::range(const Row &row) const {
   return state_->rows[at(state_->row_slot(row, "the range of a row"))].sides;
 }
 
+Bounds Master::dual_bounds(const Row &row) const {
+  return state_->rows[at(state_->row_slot(row, "the dual bounds of a row"))].dual_bounds;
+}
+
 std::vector<Row> Master::rows() const {
   std::vector<Row> rows;
   for (size_t i = 0; i < state_->rows.size(); ++i) {
@@ -186,6 +190,13 @@ Result Master::solve(const Oracle &oracle, const Settings &settings) {
   detail::Run run(*state_, oracle, settings);
   const Running running(*state_);
   return run.solve();
+}
+
+double Master::price(const Oracle &oracle, const std::vector<double> &duals, double objective) {
+  const Settings settings;
+  detail::Run run(*state_, oracle, settings);
+  const Running running(*state_);
+  return run.price(duals, objective);
 }
 
 const Settings &Master::settings() const { return state_->settings; }

@@ -76,6 +76,8 @@ class QUARN_CPP_PUBLIC Master {
   void set_range(const Row &row, double lower, double upper);
   /// Sides of a row, -kInfinity or kInfinity where it has none.
   Bounds range(const Row &row) const;
+  /// The bounds of a linking row's dual that it was added with.
+  Bounds dual_bounds(const Row &row) const;
 
   /// The rows that are there, in the order added.
   std::vector<Row> rows() const;
@@ -119,6 +121,21 @@ class QUARN_CPP_PUBLIC Master {
    * what the columns reach or name rows wrongly, and for a master that is being solved already.
    */
   Result solve(const Oracle &oracle, const Settings &settings = {});
+
+  /**
+   * Asks the oracle once, at duals of the caller's own, and solves nothing: for other ways to find
+   * duals, and to try an oracle out. What it adds is added.
+   *
+   *   duals      by Row::index(); of inequalities, those of the wrong sign count as 0.
+   *   objective  value of the restricted master that the duals are of, Duals::objective(). Without,
+   *              the call is one before the first iteration: Duals::iteration() is 0, else 1.
+   *
+   * Returns the bound that the answer proves, -kInfinity (kInfinity when maximising) when it proves
+   * none; the bounds of the master take it in. Throws as `solve`, and Mistake for duals that are
+   * not one for each row, or not finite.
+   */
+  double price(const Oracle &oracle, const std::vector<double> &duals,
+               double objective = kInfinity);
 
   /// Bounds proved so far for the master as it is, -kInfinity and kInfinity when there are none.
   double lower_bound() const;

@@ -240,19 +240,24 @@ std::vector<double> Record::duals() const {
 }
 
 double Record::dual_value(const std::vector<double> &duals) const {
+  return detail::dual_value(state_, duals, bounded_);
+}
+
+double dual_value(const State &state, const std::vector<double> &duals,
+                  const std::vector<int32_t> &bounded) {
   double value = 0.0;
-  for (const int32_t slot : row_slots_) {
-    const Bounds &sides = state_.rows[at(slot)].sides;
-    const double u = state_.sign() * duals[at(slot)];
-    if (u != 0.0) value += u * (u > 0.0 ? sides.lower : sides.upper);
+  for (size_t i = 0; i < state.rows.size(); ++i) {
+    const RowSlot &row = state.rows[i];
+    const double u = state.sign() * duals[i];
+    if (!row.removed && u != 0.0) value += u * (u > 0.0 ? row.sides.lower : row.sides.upper);
   }
   std::vector<std::pair<int32_t, double>> entries;
-  for (const int32_t slot : bounded_) {
-    const Bounds &bounds = state_.columns[at(slot)].bounds;
-    state_.gather(slot, &entries);
-    double reduced = state_.column(slot).cost;
+  for (const int32_t slot : bounded) {
+    const Bounds &bounds = state.columns[at(slot)].bounds;
+    state.gather(slot, &entries);
+    double reduced = state.column(slot).cost;
     for (const auto &[row, entry] : entries) reduced -= duals[at(row)] * entry;
-    reduced *= state_.sign();
+    reduced *= state.sign();
     const double best = reduced > 0.0 ? bounds.lower : bounds.upper;
     // Without a bound on this side the reduced cost is 0 but for the tolerance, or priced.
     if (std::fabs(best) < kInfinity) {

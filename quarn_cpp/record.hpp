@@ -67,8 +67,7 @@ class Record {
   /// Duals by slot, in the sense of the master, those of inequalities clipped to their sign.
   std::vector<double> duals() const;
 
-  /// Value of the duals: what the rows and the bounded columns contribute to a lower bound, to
-  /// which the blocks' part is added. As one that minimises.
+  /// See dual_value below; of this record's bounded columns.
   double dual_value(const std::vector<double> &duals) const;
 
   /// RHS'u, to which the library adds the oracle's term; over the linking rows for first duals.
@@ -113,6 +112,11 @@ class Record {
   std::vector<int32_t> bounded_;  ///< slots of columns that are not just >= 0
   size_t sent_ = 0;
 };
+
+/// Value of the duals, by slot in the sense of the master: what the rows and the `bounded` columns,
+/// by slot, contribute to a lower bound, to which the blocks' part is added. As one that minimises.
+double dual_value(const State &state, const std::vector<double> &duals,
+                  const std::vector<int32_t> &bounded);
 
 }  // namespace detail
 }  // namespace v1

@@ -294,6 +294,7 @@ int16_t Run::ask(double *ub_term, double *lb_term) {
   const Answer answer = call_oracle(&columns);
   const double oracle_seconds = lap();
   const double lower_before = state_.lower;
+  counted_apart_ = record_->has_bounded_columns();
   const double bound = proved(answer);
   if (state_.edit != Edit::changed) take_bound(bound);
   if (state_.edit == Edit::none) {
@@ -309,6 +310,42 @@ int16_t Run::ask(double *ub_term, double *lb_term) {
   if (!first) add_line(rmp_seconds, oracle_seconds);
   end_ = decide();
   return end_ == End::none ? reply(bound, first, ub_term, lb_term) : int16_t{-1};
+}
+
+/// The same without a record, at duals that are not of a restricted master here.
+double Run::price(const std::vector<double> &duals, double objective) {
+  set_duals(duals);
+  solved_ = objective < kInfinity;
+  value_ = state_.sign() * objective;
+  iterations_ = solved_ ? 1 : 0;
+  std::vector<int32_t> bounded;
+  for (size_t j = 0; j < state_.columns.size(); ++j) {
+    const ColumnSlot &column = state_.columns[j];
+    if (!column.removed && column.is_bounded()) bounded.push_back(static_cast<int32_t>(j));
+  }
+  counted_apart_ = !bounded.empty();
+  dual_value_ = dual_value(state_, duals_, bounded);
+  Columns columns(state_);
+  const double bound = proved(call_oracle(&columns));
+  if (state_.edit != Edit::changed) state_.lower = std::max(state_.lower, bound);
+  return state_.sign() * bound;
+}
+
+/// Those of inequalities are clipped to their sign.
+void Run::set_duals(const std::vector<double> &duals) {
+  if (duals.size() != state_.rows.size()) {
+    throw Mistake("the number of duals is " + std::to_string(duals.size()) +
+                  ", it has to be that of the rows");
+  }
+  duals_.assign(duals.size(), 0.0);
+  for (size_t i = 0; i < duals.size(); ++i) {
+    const RowSlot &row = state_.rows[i];
+    if (!std::isfinite(duals[i])) throw Mistake("duals[" + std::to_string(i) + "] is not finite");
+    double u = state_.sign() * duals[i];
+    if (!row.has_upper()) u = std::max(u, 0.0);
+    if (!row.has_lower()) u = std::min(u, 0.0);
+    if (!row.removed) duals_[i] = state_.sign() * u;
+  }
 }
 
 // What an answer proves
@@ -344,8 +381,8 @@ double Run::blocks_part(const Answer &answer) const {
     if (named[at(slot)]++ != 0) {
       throw Mistake(what + ": " + state_.row_name(slot) + " comes twice");
     }
-    const double block = block_part(state_.rows[at(slot)], clamped(state_.sign() * value),
-                                    record_->has_bounded_columns());
+    const double block =
+        block_part(state_.rows[at(slot)], clamped(state_.sign() * value), counted_apart_);
     part = block <= -kInfinity || part <= -kInfinity ? -kInfinity : part + block;
   }
   for (size_t i = 0; i < state_.rows.size(); ++i) {

@@ -45,6 +45,8 @@ class Run {
   Run(State &state, const Oracle &oracle, const Settings &settings);
 
   Result solve();
+  /// See Master::price.
+  double price(const std::vector<double> &duals, double objective);
 
   bool out_of_time();
   std::vector<ColumnValue> column_values();
@@ -63,6 +65,7 @@ class Run {
   bool polish();
 
   // One call of the oracle
+  void set_duals(const std::vector<double> &duals);
   void read_restricted_master();
   std::shared_ptr<Priced> price_list();
   Answer call_oracle(Columns *columns);
@@ -117,6 +120,7 @@ class Run {
   bool solved_ = false;
   double value_ = kInfinity;
   double dual_value_ = -kInfinity;
+  bool counted_apart_ = false;  ///< bounded columns may serve a block at no reduced cost
   Solution solution_;
   std::vector<double> duals_;
 

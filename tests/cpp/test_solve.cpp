@@ -452,6 +452,40 @@ TEST(Solve, RoundsWhenAsked) {
   EXPECT_GE(covered, 4.0);
 }
 
+TEST(Solve, PricesAtTheCallersDuals) {
+  for (uint32_t seed = 0; seed < 10; ++seed) {
+    SCOPED_TRACE(seed);
+    const Sense sense = seed % 2 == 0 ? Sense::minimize : Sense::maximize;
+    const Program program = masters::random_program(seed, sense);
+    ProgramMaster target(program);
+    Master &master = target.master();
+    const Result result = master.solve(target.oracle());
+    const int32_t columns = master.number_of_columns();
+    const bool least = sense == Sense::minimize;
+    master.forget_bounds();
+    const quarn::Oracle oracle = target.oracle();
+    std::vector<double> asked;
+    const double bound = master.price(
+        [&](const Duals &duals, Columns &added) {
+          EXPECT_EQ(duals.iteration(), 1);
+          EXPECT_EQ(duals.objective(), result.upper_bound);
+          asked = duals.values();
+          return oracle(duals, added);
+        },
+        result.duals.values(), result.upper_bound);
+    EXPECT_EQ(asked, result.duals.values());
+    EXPECT_EQ(bound, least ? master.lower_bound() : master.upper_bound());
+    const double proved = least ? result.lower_bound : result.upper_bound;
+    EXPECT_NEAR(bound, proved, 1e-4 * std::max(1.0, std::fabs(proved)));
+    EXPECT_LE(master.number_of_columns(), columns + 3);
+    std::vector<double> wrong(asked.size(), 0.0);
+    wrong.back() = HUGE_VAL;
+    EXPECT_THROW(master.price(oracle, wrong), quarn::Mistake);
+    wrong.pop_back();
+    EXPECT_THROW(master.price(oracle, wrong), quarn::Mistake);
+  }
+}
+
 // In the first restricted master that is met by its columns, the one with an upper bound.
 TEST(Solve, UpperBoundsOutlastRowsThatTheSolutionSatisfies) {
   for (const double most : {100.0, 0.1}) {
