@@ -47,6 +47,8 @@ Job::Job(int &argc, char **&argv) : session_(std::make_unique<Session>(argc, arg
 
 Job::~Job() = default;
 
+bool Job::has_master() const { return session_->rank() == 0; }
+
 void Job::add_options(CLI::App &app) {
   app.add_option("--threads", threads_,
                  quarn::has_block_threads()

@@ -25,6 +25,9 @@ class Job {
   Job(const Job &) = delete;
   Job &operator=(const Job &) = delete;
 
+  /// Whether this process is the one with the master.
+  bool has_master() const;
+
   /// Declares --threads.
   void add_options(CLI::App &app);
 

@@ -1,38 +1,28 @@
 #include "examples/generalized_assignment/agent_blocks.h"
 
 #include <cstring>
+#include <memory>
 #include <string_view>
 #include <utility>
 
 namespace generalized_assignment {
 
 AgentBlocks::AgentBlocks(const Instance &instance)
-    : instance_(instance), alike_(alike_agents(instance)) {}
+    : instance_(instance),
+      alike_(alike_agents(instance)),
+      tables_([] { return std::make_unique<Knapsack>(); }) {}
 
 std::string AgentBlocks::name(size_t block) const {
   return "agent " + std::to_string(alike_[block].front() + 1);
-}
-
-std::unique_ptr<Knapsack> AgentBlocks::take_table() {
-  const std::lock_guard<std::mutex> lock(mutex_);
-  if (tables_.empty()) return std::make_unique<Knapsack>();
-  std::unique_ptr<Knapsack> table = std::move(tables_.back());
-  tables_.pop_back();
-  return table;
-}
-
-void AgentBlocks::give_back(std::unique_ptr<Knapsack> table) {
-  const std::lock_guard<std::mutex> lock(mutex_);
-  tables_.push_back(std::move(table));
 }
 
 quarn::BlockAnswer AgentBlocks::price(size_t block, const quarn::BlockDuals &duals,
                                       quarn::BlockColumns &columns) {
   std::vector<double> worth(instance_.agents.size());
   std::vector<std::vector<int32_t>> chosen(worth.size());
-  std::unique_ptr<Knapsack> table = take_table();
-  price_group(instance_, alike_[block], duals.values, *table, worth, chosen);
-  give_back(std::move(table));
+  tables_.borrow([&](Knapsack &table) {
+    price_group(instance_, alike_[block], duals.values, table, worth, chosen);
+  });
   double sum = 0.0;
   for (const size_t i : alike_[block]) {
     columns.add(worth[i], {},

@@ -4,12 +4,11 @@
 
 #include <cstddef>
 #include <functional>
-#include <memory>
-#include <mutex>
 #include <string>
 #include <vector>
 
 #include "block_pricing/block_pricer.hpp"
+#include "examples/common/free_list.h"
 #include "examples/generalized_assignment/bundle_search.h"
 #include "examples/generalized_assignment/instance.h"
 #include "examples/generalized_assignment/knapsack.h"
@@ -30,13 +29,9 @@ class AgentBlocks : public quarn::BlockOracle {
                            quarn::BlockColumns &columns) override;
 
  private:
-  std::unique_ptr<Knapsack> take_table();
-  void give_back(std::unique_ptr<Knapsack> table);
-
   const Instance &instance_;
   std::vector<std::vector<size_t>> alike_;
-  std::mutex mutex_;
-  std::vector<std::unique_ptr<Knapsack>> tables_;  ///< memory that no thread uses now
+  examples::FreeList<Knapsack> tables_;
 };
 
 /// Prices the agents by these blocks. `out_of_time` is looked at between them.

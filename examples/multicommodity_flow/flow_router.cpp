@@ -64,15 +64,22 @@ std::vector<RoutedBlock> FlowRouter::empty_routing() const {
   return routed;
 }
 
-/// Adds the commodities of one origin to their blocks, and what they put on the arcs to `sent`.
+/// The place of block b in a list of all.
+static auto place_in(std::vector<RoutedBlock> &routed) {
+  return [&routed](int32_t b) -> RoutedBlock & { return routed[static_cast<size_t>(b)]; };
+}
+
+/// Adds the commodities of one origin to their blocks, which are where `block_of` says for their
+/// number, and what they put on the arcs to `sent`.
+template <typename BlockOf>
 void FlowRouter::route_origin(size_t origin, const std::vector<double> &lengths,
-                              std::vector<RoutedBlock> &routed, std::vector<ArcFlow> *sent) {
+                              const BlockOf &block_of, std::vector<ArcFlow> *sent) {
   paths_.grow(static_cast<int32_t>(origin), targets_[origin], lengths);
   const auto unserved = static_cast<double>(network_.unserved_cost);
   for (const int32_t k : from_[origin]) {
     const Commodity &commodity = network_.commodities[static_cast<size_t>(k)];
     const auto demand = static_cast<double>(commodity.demand);
-    RoutedBlock &block = routed[static_cast<size_t>(block_of_[static_cast<size_t>(k)])];
+    RoutedBlock &block = block_of(block_of_[static_cast<size_t>(k)]);
     const double distance = paths_.distance(commodity.destination);
     if (unserved > 0.0 && distance >= unserved) {
       block.column.cost += demand * unserved;
@@ -96,8 +103,28 @@ void FlowRouter::route_origin(size_t origin, const std::vector<double> &lengths,
 std::vector<RoutedBlock> FlowRouter::route(const std::vector<double> &lengths) {
   std::vector<RoutedBlock> routed = empty_routing();
   for (size_t origin = 0; origin < from_.size(); ++origin) {
-    if (!from_[origin].empty()) route_origin(origin, lengths, routed, nullptr);
+    if (!from_[origin].empty()) route_origin(origin, lengths, place_in(routed), nullptr);
   }
+  for (RoutedBlock &block : routed) merge(block.column.flow);
+  return routed;
+}
+
+std::vector<size_t> FlowRouter::origins() const {
+  std::vector<size_t> origins;
+  for (size_t origin = 0; origin < from_.size(); ++origin) {
+    if (!from_[origin].empty()) origins.push_back(origin);
+  }
+  return origins;
+}
+
+std::vector<RoutedBlock> FlowRouter::route_from(size_t origin, const std::vector<double> &lengths) {
+  std::vector<RoutedBlock> routed;
+  // The commodities of an origin come by increasing block.
+  const auto last_or_next = [&routed](int32_t b) -> RoutedBlock & {
+    if (routed.empty() || routed.back().column.block != b) routed.push_back({{b, 0.0, {}}, 0.0});
+    return routed.back();
+  };
+  route_origin(origin, lengths, last_or_next, nullptr);
   for (RoutedBlock &block : routed) merge(block.column.flow);
   return routed;
 }
@@ -137,7 +164,7 @@ void FlowRouter::negotiate(int32_t passes, const std::function<void(FlowColumn)>
         lengths[a] = costs[a] + price[a] + kCrowdingPrice * unit * std::max(0.0, use[a] - kFull);
       }
       sent[origin].clear();
-      route_origin(origin, lengths, routed, &sent[origin]);
+      route_origin(origin, lengths, place_in(routed), &sent[origin]);
       change_use(sent[origin], 1.0);
     }
     for (RoutedBlock &block : routed) {

@@ -36,6 +36,12 @@ class FlowRouter {
   /// has no path.
   std::vector<RoutedBlock> route(const std::vector<double> &lengths);
 
+  /// The nodes at which commodities begin.
+  std::vector<size_t> origins() const;
+
+  /// What route() makes of the commodities of one origin, by increasing block.
+  std::vector<RoutedBlock> route_from(size_t origin, const std::vector<double> &lengths);
+
   /// Columns that leave everything unserved, one for each block; none if that is not allowed.
   std::vector<FlowColumn> unserved() const;
 
@@ -50,8 +56,9 @@ class FlowRouter {
 
  private:
   std::vector<RoutedBlock> empty_routing() const;
-  void route_origin(size_t origin, const std::vector<double> &lengths,
-                    std::vector<RoutedBlock> &routed, std::vector<ArcFlow> *sent);
+  template <typename BlockOf>
+  void route_origin(size_t origin, const std::vector<double> &lengths, const BlockOf &block_of,
+                    std::vector<ArcFlow> *sent);
 
   const Network &network_;
   ShortestPaths paths_;

@@ -5,6 +5,8 @@
 #include <sstream>
 #include <string>
 
+#include "examples/multicommodity_flow/origin_blocks.h"
+
 namespace multicommodity_flow {
 
 // Reduced costs are differences of numbers of the size of v; below this share of it they are
@@ -80,10 +82,12 @@ examples::ColumnText column_text() {
   return {write, read};
 }
 
-Oracle::Oracle(const Network &network, const OracleSettings &settings, quarn::Master &master)
+Oracle::Oracle(const Network &network, const OracleSettings &settings, quarn::Master &master,
+               quarn::BlockPricer *pricer)
     : network_(network),
       settings_(settings),
       master_(master),
+      pricer_(pricer),
       router_(network, settings.grouping),
       columns_(network.arc_count()),
       arc_rows_(network.arcs.size()) {
@@ -117,7 +121,13 @@ quarn::Answer Oracle::first_columns() {
   return quarn::Answer::bound(bound);
 }
 
-/// Each block's column of least reduced cost (2), the least first.
+std::vector<RoutedBlock> Oracle::route(const quarn::Duals &duals,
+                                       const std::vector<double> &lengths) {
+  if (pricer_ == nullptr) return router_.route(lengths);
+  return route_by_blocks(*pricer_, lengths, [&duals] { return duals.out_of_time(); });
+}
+
+/// Each block's column of least reduced cost (2), the least first; none when the time is over.
 std::vector<std::pair<double, RoutedBlock>> Oracle::routed_by_reduced_cost(
     const quarn::Duals &duals) {
   std::vector<double> lengths = router_.arc_costs();
@@ -125,7 +135,7 @@ std::vector<std::pair<double, RoutedBlock>> Oracle::routed_by_reduced_cost(
     if (arc_rows_[a]) lengths[a] -= duals[arc_rows_[a]];
   }
   std::vector<std::pair<double, RoutedBlock>> routed;
-  for (RoutedBlock &block : router_.route(lengths)) {
+  for (RoutedBlock &block : route(duals, lengths)) {
     const double v = duals[block_rows_[static_cast<size_t>(block.column.block)]];
     routed.push_back({block.length - v, std::move(block)});
   }
@@ -144,6 +154,7 @@ quarn::Answer Oracle::price(const quarn::Duals &duals) {
     if (full || reduced_cost >= -kAccuracy * block.length) continue;
     if (columns_.add(std::move(block.column))) ++added;
   }
+  if (least.empty()) return quarn::Answer::heuristic();
   return quarn::Answer::best_reduced_costs(std::move(least));
 }
 

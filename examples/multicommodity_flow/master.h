@@ -8,6 +8,7 @@
 #include <utility>
 #include <vector>
 
+#include "block_pricing/block_pricer.hpp"
 #include "examples/common/master_solve.h"
 #include "examples/multicommodity_flow/flow_columns.h"
 #include "examples/multicommodity_flow/flow_router.h"
@@ -41,14 +42,16 @@ examples::ColumnText column_text();
 class Oracle {
  public:
   /// `network` and `master` have to outlive the oracle. The master is one of make_master, or goes
-  /// on from one.
-  Oracle(const Network &network, const OracleSettings &settings, quarn::Master &master);
+  /// on from one. `pricer` prices OriginBlocks; without one this thread prices.
+  Oracle(const Network &network, const OracleSettings &settings, quarn::Master &master,
+         quarn::BlockPricer *pricer = nullptr);
 
   quarn::Answer operator()(const quarn::Duals &duals, quarn::Columns &columns);
 
  private:
   quarn::Answer first_columns();
   quarn::Answer price(const quarn::Duals &duals);
+  std::vector<RoutedBlock> route(const quarn::Duals &duals, const std::vector<double> &lengths);
   std::vector<std::pair<double, RoutedBlock>> routed_by_reduced_cost(const quarn::Duals &duals);
   void add_missing_rows();
   void send_columns(quarn::Columns &columns);
@@ -56,6 +59,7 @@ class Oracle {
   const Network &network_;
   OracleSettings settings_;
   quarn::Master &master_;
+  quarn::BlockPricer *pricer_;
   FlowRouter router_;
   FlowColumns columns_;
   std::vector<quarn::Column> handles_;  ///< of the columns in the master; empty: its equal is

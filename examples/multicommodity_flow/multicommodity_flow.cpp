@@ -6,6 +6,7 @@
 #include <stdexcept>
 #include <string>
 
+#include "examples/common/job.h"
 #include "examples/common/master_solve.h"
 #include "examples/common/options.h"
 #include "examples/common/output.h"
@@ -13,6 +14,7 @@
 #include "examples/common/text_reader.h"
 #include "examples/multicommodity_flow/master.h"
 #include "examples/multicommodity_flow/network.h"
+#include "examples/multicommodity_flow/origin_blocks.h"
 
 // The master problem, its pricing and its bound are derived in README.md.
 
@@ -110,14 +112,12 @@ static void print_prices(const Network &network, const quarn::Master &master,
   }
 }
 
-static int solve(const Settings &settings) {
-  const Network network = load(settings);
-  if (!settings.write_file.empty()) return write(network, settings.write_file);
+static int solve(const Settings &settings, const Network &network, quarn::BlockPricer *pricer) {
   OracleSettings oracle_settings = settings.oracle;
   oracle_settings.columns_per_call = settings.columns_per_call;
   quarn::Master master =
       examples::resumed(make_master(network, oracle_settings), settings, column_text());
-  Oracle oracle(network, oracle_settings, master);
+  Oracle oracle(network, oracle_settings, master, pricer);
   const quarn::Settings how = examples::settings_of(settings, first_duals(master));
   const quarn::Result result =
       examples::solve(master, std::ref(oracle), settings, how, column_text());
@@ -131,15 +131,29 @@ static int solve(const Settings &settings) {
   return status;
 }
 
+static int run(const Settings &settings, examples::Job &job) {
+  const Network network = load(settings);
+  if (!settings.write_file.empty()) {
+    return job.has_master() ? write(network, settings.write_file) : examples::kSolved;
+  }
+  OriginBlocks blocks(network, settings.oracle.grouping);
+  const bool one_block = settings.oracle.grouping == Grouping::kAll;
+  return job.run(blocks, [&](quarn::BlockPricer *pricer) {
+    return solve(settings, network, one_block ? nullptr : pricer);
+  });
+}
+
 }  // namespace multicommodity_flow
 
 int main(int argc, char **argv) {
+  examples::Job job(argc, argv);
   CLI::App app("Linear multicommodity flow by column generation", "multicommodity_flow");
   multicommodity_flow::Settings settings;
   multicommodity_flow::add_options(app, settings);
-  if (const auto status = examples::parse(app, argc, argv)) return *status;
+  job.add_options(app);
+  if (const auto status = examples::parse(app, argc, argv)) return job.finish(*status);
   if (app.count("--divisor") == 0) {
     settings.divisor = multicommodity_flow::default_divisor(settings.oracle.grouping);
   }
-  return examples::run_guarded([&] { return multicommodity_flow::solve(settings); });
+  return job.finish(examples::run_guarded([&] { return multicommodity_flow::run(settings, job); }));
 }
