@@ -69,6 +69,10 @@ void NewtonSystem::lower_dual_regularisation(const Direction &direction, double 
   }
 }
 
+void NewtonSystem::raise_primal_regularisation() {
+  for (double &e : rho_) e = std::max(e, kRegularisation.raised_rho);
+}
+
 void NewtonSystem::lower_primal_regularisation(const Residuals &residuals, const Point &point,
                                                const Direction &direction,
                                                const DualViolation &violation) {

@@ -83,7 +83,9 @@ class NewtonSystem {
   /// A full step leaves delta dy of r_p. Where that is a good part of its largest entry, lowers
   /// delta for the rest of the solve.
   void lower_dual_regularisation(const Direction &direction, double largest_residual);
-  /// The same of rho dx and r_d, column by column.
+  /// Raises rho of all columns until the next reset.
+  void raise_primal_regularisation();
+  /// As the lowering of delta, of rho dx and r_d, column by column.
   void lower_primal_regularisation(const Residuals &residuals, const Point &point,
                                    const Direction &direction, const DualViolation &violation);
   /// Raises theta, for the rest of the solve, of the free columns that leave a good part of

@@ -77,7 +77,21 @@ Code Solver::solve(const Request &request, Start start, const SavedPoint *saved)
   short_steps_allowed_ = form_.has_penalties ? kStall.short_steps_allowed : kStall.iteration_limit;
   const Code code = iterate(request);
   short_steps_allowed_ = kStall.iteration_limit;
-  return code == Code::kSolved || !form_.has_penalties ? code : retry_from_penalties(request, code);
+  if (code == Code::kSolved) return code;
+  if (form_.has_penalties) return retry_from_penalties(request, code);
+  return code == Code::kStalled ? retry_regularised(request) : code;
+}
+
+Code Solver::retry_regularised(const Request &request) {
+  const Point usable = point_;
+  if (start_cold()) {
+    newton_.raise_primal_regularisation();
+    if (iterate(request) == Code::kSolved) return Code::kSolved;
+  }
+  point_ = usable;
+  has_point_ = true;
+  evaluate();
+  return Code::kStalled;
 }
 
 Code Solver::retry_from_penalties(const Request &request, Code first) {

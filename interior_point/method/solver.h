@@ -106,6 +106,9 @@ class Solver {
   /// Another start from scratch, at the far end of the path. What the first one ended with stays
   /// where it is of use and this one ends with nothing better.
   Code retry_from_penalties(const Request &request, Code first);
+  /// Another start from scratch after one that stalled at a point of use, which stays where this
+  /// one does not solve the problem.
+  Code retry_regularised(const Request &request);
   /// The main loop: from the point as it is to a code.
   Code iterate(const Request &request);
   /// Ends the loop with the best point met. The code is softened where that point is of use.
