@@ -1,38 +1,57 @@
 #include "examples/vehicle_routing/label_setting.h"
 
 #include <algorithm>
+#include <limits>
 #include <tuple>
 
 namespace vehicle_routing {
 
-constexpr size_t kLoadBuckets = 16;
+constexpr double kNone = std::numeric_limits<double>::infinity();
+
+static int32_t shortest_step(const Network &network, const Network::Direction &direction) {
+  int32_t shortest = network.horizon() + 1;
+  for (int32_t i = 1; i < network.nodes(); ++i) {
+    for (const int32_t j : direction.successors[static_cast<size_t>(i)]) {
+      shortest = std::min(shortest, direction.step[network.arc(i, j)]);
+    }
+  }
+  return std::max(shortest, 1);
+}
 
 LabelSetting::LabelSetting(const Network &network, const Network::Direction &direction)
     : network_(network),
       direction_(direction),
-      first_(static_cast<size_t>(network.horizon()) + 1, -1),
+      slot_(shortest_step(network, direction)),
+      pending_(static_cast<size_t>(network.horizon() / slot_ + 1) *
+               static_cast<size_t>(network.nodes())),
       settled_(static_cast<size_t>(network.nodes())),
-      successors_(static_cast<size_t>(network.nodes())),
-      buckets_(static_cast<size_t>(network.nodes()) * kLoadBuckets) {}
+      arcs_(static_cast<size_t>(network.nodes())) {}
 
 void LabelSetting::clear() {
   labels_.clear();
-  next_.clear();
-  std::fill(first_.begin(), first_.end(), -1);
-  for (auto &list : settled_) list.clear();
-  for (auto &bucket : buckets_) bucket.clear();
+  created_ = 0;
+  for (Settled &settled : settled_) {
+    settled.labels.clear();
+    for (auto &bucket : settled.buckets) bucket.clear();
+    settled.least.fill(kNone);
+    settled.recent.fill({kNone, 0, 0, -1});
+  }
 }
 
-void LabelSetting::choose_arcs(const std::vector<double> &cost, size_t arcs) {
-  successors_ = direction_.successors;
-  for (int32_t i = 1; i < network_.nodes(); ++i) {
-    auto &list = successors_[static_cast<size_t>(i)];
-    if (list.size() <= arcs) continue;
-    const auto cheaper = [&](int32_t a, int32_t b) {
-      return cost[network_.arc(i, a)] < cost[network_.arc(i, b)];
-    };
+void LabelSetting::choose_arcs(const std::vector<double> &cost, int32_t latest, size_t arcs) {
+  for (int32_t i = 0; i < network_.nodes(); ++i) {
+    auto &list = arcs_[static_cast<size_t>(i)];
+    list.clear();
+    for (const int32_t to : direction_.successors[static_cast<size_t>(i)]) {
+      const size_t arc = network_.arc(i, to);
+      const int32_t bit = network_.bit(to, i);
+      list.push_back({cost[arc], bit >= 0 ? Memory{1} << bit : 0, direction_.step[arc],
+                      std::min(latest, direction_.due[static_cast<size_t>(to)]),
+                      network_.capacity() - network_.demand(to), to});
+    }
+    if (i == 0 || list.size() <= arcs) continue;
     std::nth_element(list.begin(), list.begin() + static_cast<std::ptrdiff_t>(arcs), list.end(),
-                     cheaper);
+                     [](const Arc &a, const Arc &b) { return a.cost < b.cost; });
     list.resize(arcs);
   }
 }
@@ -40,49 +59,52 @@ void LabelSetting::choose_arcs(const std::vector<double> &cost, size_t arcs) {
 void LabelSetting::run(const std::vector<double> &cost, Dominance dominance, int32_t latest,
                        size_t arcs) {
   clear();
-  choose_arcs(cost, arcs);
+  choose_arcs(cost, latest, arcs);
   dominance_ = dominance;
-  add({0.0, 0, direction_.ready[0], 0, 0, -1, -1, -1});
-  for (int32_t time = direction_.ready[0]; time <= latest; ++time) {
-    // Once, but for customers at the depot's place: the step to them may take no time.
-    while (first_[static_cast<size_t>(time)] >= 0) {
-      settle(time);
-      for (const int32_t k : due_now_) extend(k, cost, latest);
-    }
+  const int32_t opening = direction_.ready[0];
+  insert({0.0, 0, opening, 0, 0, -1, -1, -1});
+  extend(0);
+  for (int32_t time = 0; time <= latest; time += slot_) {
+    for (int32_t node = 1; node < network_.nodes(); ++node) settle(pending(time, node));
   }
-  for (auto &list : settled_) {
-    std::sort(list.begin(), list.end(),
+  for (Settled &settled : settled_) {
+    std::sort(settled.labels.begin(), settled.labels.end(),
               [this](int32_t a, int32_t b) { return label(a).cost < label(b).cost; });
   }
 }
 
-/// Settles the labels of this time that are not dominated and leaves them in due_now_.
-void LabelSetting::settle(int32_t time) {
-  due_now_.clear();
-  for (int32_t k = first_[static_cast<size_t>(time)]; k >= 0; k = next_[static_cast<size_t>(k)]) {
-    due_now_.push_back(k);
-  }
-  first_[static_cast<size_t>(time)] = -1;
-  std::sort(due_now_.begin(), due_now_.end(), [this](int32_t a, int32_t b) {
-    const Label &x = label(a), &y = label(b);
-    return std::tie(x.cost, x.load, x.memory, a) < std::tie(y.cost, y.load, y.memory, b);
+/// Settles the labels, of one node and slot, that are not dominated, and extends them. Most are
+/// dominated by those of earlier slots; the order matters among the others alone.
+void LabelSetting::settle(std::vector<Label> &labels) {
+  labels.erase(std::remove_if(labels.begin(), labels.end(),
+                              [this](Label &label) { return is_dominated(label); }),
+               labels.end());
+  std::sort(labels.begin(), labels.end(), [](const Label &x, const Label &y) {
+    return std::tie(x.time, x.cost, x.load, x.memory, x.parent) <
+           std::tie(y.time, y.cost, y.load, y.memory, y.parent);
   });
-  const auto dominated = [this](int32_t k) {
-    if (is_dominated(labels_[static_cast<size_t>(k)])) return true;
-    insert(k);
-    return false;
-  };
-  due_now_.erase(std::remove_if(due_now_.begin(), due_now_.end(), dominated), due_now_.end());
+  const size_t first = labels_.size();
+  for (Label &label : labels) {
+    if (!is_dominated(label)) insert(label);
+  }
+  labels.clear();
+  const size_t behind = labels_.size();
+  for (size_t k = first; k < behind; ++k) extend(static_cast<int32_t>(k));
 }
 
-void LabelSetting::insert(int32_t k) {
-  const Label &label = this->label(k);
-  settled_[static_cast<size_t>(label.node)].push_back(k);
-  Bucket &bucket = buckets_[static_cast<size_t>(label.node) * kLoadBuckets + bucket_of(label.load)];
+void LabelSetting::insert(const Label &label) {
+  Settled &settled = settled_[static_cast<size_t>(label.node)];
+  settled.labels.push_back(static_cast<int32_t>(labels_.size()));
+  labels_.push_back(label);
+  const size_t own = bucket_of(label.load);
+  auto &bucket = settled.buckets[own];
   const auto place =
       std::upper_bound(bucket.begin(), bucket.end(), label.cost,
                        [](double cost, const Entry &entry) { return cost < entry.cost; });
   bucket.insert(place, {label.cost, label.memory, label.load, label.last});
+  for (size_t b = own; b < kLoadBuckets && settled.least[b] > label.cost; ++b) {
+    settled.least[b] = label.cost;
+  }
 }
 
 size_t LabelSetting::bucket_of(int32_t load) const {
@@ -90,44 +112,49 @@ size_t LabelSetting::bucket_of(int32_t load) const {
   return static_cast<size_t>(load) * kLoadBuckets / (static_cast<size_t>(network_.capacity()) + 1);
 }
 
-void LabelSetting::extend(int32_t k, const std::vector<double> &cost, int32_t latest) {
+void LabelSetting::extend(int32_t k) {
   const Label from = label(k);
-  for (const int32_t to : successors_[static_cast<size_t>(from.node)]) {
-    if (to == from.last || (from.only >= 0 && to != from.only)) continue;
-    const size_t arc = network_.arc(from.node, to);
+  for (const Arc &arc : arcs_[static_cast<size_t>(from.node)]) {
     const int32_t time =
-        std::max(from.time + direction_.step[arc], direction_.ready[static_cast<size_t>(to)]);
-    if (time > std::min(latest, direction_.due[static_cast<size_t>(to)])) continue;
-    if (from.load > network_.capacity() - network_.demand(to)) continue;
-    const int32_t bit = network_.bit(to, from.node);
-    if (bit >= 0 && (from.memory >> bit & 1) != 0) continue;
-    Label next = extension(k, to, from.cost + cost[arc], time);
-    if (!is_dominated(next)) add(next);
+        std::max(from.time + arc.step, direction_.ready[static_cast<size_t>(arc.to)]);
+    if (time > arc.most_time || from.load > arc.most_load) continue;
+    if ((from.memory & arc.forbidden) != 0 || arc.to == from.last) continue;
+    if (from.only >= 0 && arc.to != from.only) continue;
+    Label next = extension(k, arc, time);
+    if (is_dominated(next)) continue;
+    ++created_;
+    pending(time, arc.to).push_back(next);
   }
 }
 
-Label LabelSetting::extension(int32_t k, int32_t to, double cost, int32_t time) const {
+Label LabelSetting::extension(int32_t k, const Arc &arc, int32_t time) const {
   const Label &from = label(k);
-  Label next = {cost, 0, time, from.load + network_.demand(to), to, k, -1, -1};
+  const int32_t to = arc.to;
+  Label next = {from.cost + arc.cost, 0, time, from.load + network_.demand(to), to, k, -1, -1};
   next.memory = network_.carry(from.memory, from.node, to) | Memory{1} << network_.bit(to, to);
   const bool forgotten = from.node > 0 && network_.bit(from.node, to) < 0;
   if (forgotten && network_.returns(from.node, to)) next.last = from.node;
   return next;
 }
 
-void LabelSetting::add(const Label &label) {
-  int32_t &first = first_[static_cast<size_t>(label.time)];
-  next_.push_back(first);
-  first = static_cast<int32_t>(labels_.size());
-  labels_.push_back(label);
-}
-
-bool LabelSetting::is_dominated(Label &label) const {
-  const size_t base = static_cast<size_t>(label.node) * kLoadBuckets;
-  for (size_t b = base; b <= base + bucket_of(label.load); ++b) {
-    for (const Entry &entry : buckets_[b]) {
+bool LabelSetting::is_dominated(Label &label) {
+  Settled &settled = settled_[static_cast<size_t>(label.node)];
+  const size_t own = bucket_of(label.load);
+  if (settled.least[own] > label.cost) return false;
+  for (const Entry &entry : settled.recent) {
+    if (entry.cost <= label.cost && is_dominated_by(entry, label)) return true;
+  }
+  // One test rejects nearly all entries that do not dominate.
+  const Memory open = dominance_ == Dominance::kExact ? ~label.memory : 0;
+  const int32_t most = dominance_ == Dominance::kTimeCost ? INT32_MAX : label.load;
+  for (size_t b = own + 1; b-- > 0 && settled.least[b] <= label.cost;) {
+    for (const Entry &entry : settled.buckets[b]) {
       if (entry.cost > label.cost) break;
-      if (is_dominated_by(entry, label)) return true;
+      if (((entry.memory & open) | static_cast<Memory>(entry.load > most)) != 0) continue;
+      if (!is_dominated_by(entry, label)) continue;
+      settled.recent[settled.oldest] = entry;
+      settled.oldest = (settled.oldest + 1) % kRecent;
+      return true;
     }
   }
   return false;

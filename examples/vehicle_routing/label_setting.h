@@ -1,6 +1,8 @@
 #ifndef EXAMPLES_VEHICLE_ROUTING_LABEL_SETTING_H
 #define EXAMPLES_VEHICLE_ROUTING_LABEL_SETTING_H
 
+#include <array>
+#include <cstddef>
 #include <cstdint>
 #include <vector>
 
@@ -33,14 +35,16 @@ struct Label {
  *     time(j) = max(ready_j, time(i) + step_ij) <= due_j,
  *     memory(j) = (memory(i) and N_j) + {j},   j not in memory(i), j not the customer before i. (1)
  *
- * Every step between customers takes time, so labels are settled in the order of time, and all that
- * can dominate one are there before it. Label L dominates M at the same node if it is no worse in
- * time, load and cost and remembers nothing that M does not: then every way to go on from M is open
- * to L. The customer before, which (1) forbids even where it is not remembered, makes an exception:
- * if it is l for L, and another for M, then M remains worth extending to l, and to nothing else.
+ * Time is divided into slots as long as the shortest step between customers. So labels are settled
+ * slot by slot, at each node in the order of time, and all that can dominate one are there before
+ * it. Label L dominates M at the same node if it is no worse in time, load and cost and remembers
+ * nothing that M does not: then every way to go on from M is open to L. The customer before, which
+ * (1) forbids even where it is not remembered, makes an exception: if it is l for L, and another
+ * for M, then M remains worth extending to l, and to nothing else.
  *
  * Settled labels of a node lie in buckets of load, sorted by cost: what can dominate a label is in
- * the buckets up to its own, in front.
+ * the buckets up to its own, in front. Nine labels in ten are dominated, mostly by one that
+ * dominated another of the node just before: a few of these are asked first.
  */
 class LabelSetting {
  public:
@@ -54,44 +58,66 @@ class LabelSetting {
 
   /// Settled labels of a node, cheapest first; one at the depot, of the empty path.
   const std::vector<int32_t> &settled(int32_t node) const {
-    return settled_[static_cast<size_t>(node)];
+    return settled_[static_cast<size_t>(node)].labels;
   }
-  size_t size() const { return labels_.size(); }
+  /// Labels that were not dominated when they were made.
+  size_t created() const { return created_; }
   const Label &label(int32_t k) const { return labels_[static_cast<size_t>(k)]; }
 
   /// Customers on the path, from the depot on.
   Route path(int32_t k) const;
 
  private:
+  static constexpr size_t kLoadBuckets = 16;
+  static constexpr size_t kRecent = 4;
+
+  /// An arc of this run out of some node, and what a label has to meet for it.
+  struct Arc {
+    double cost;
+    Memory forbidden;   ///< the bit of `to`
+    int32_t step;       ///< time from service to service
+    int32_t most_time;  ///< at `to`
+    int32_t most_load;  ///< before `to`
+    int32_t to;
+  };
   /// What dominance looks at, close together.
   struct Entry {
     double cost;
     Memory memory;
     int32_t load, last;
   };
-  using Bucket = std::vector<Entry>;
+  /// Settled labels of a node.
+  struct Settled {
+    std::vector<int32_t> labels;
+    std::array<std::vector<Entry>, kLoadBuckets> buckets;
+    std::array<double, kLoadBuckets> least;  ///< least cost in this bucket and those before
+    std::array<Entry, kRecent> recent;       ///< entries that dominated, at no cost: none
+    size_t oldest = 0;                       ///< of the recent ones
+  };
 
   void clear();
-  void choose_arcs(const std::vector<double> &cost, size_t arcs);
-  void settle(int32_t time);
-  void extend(int32_t k, const std::vector<double> &cost, int32_t latest);
-  void add(const Label &label);
-  bool is_dominated(Label &label) const;
+  void choose_arcs(const std::vector<double> &cost, int32_t latest, size_t arcs);
+  std::vector<Label> &pending(int32_t time, int32_t node) {
+    return pending_[static_cast<size_t>(time / slot_) * settled_.size() +
+                    static_cast<size_t>(node)];
+  }
+  void settle(std::vector<Label> &labels);
+  void extend(int32_t k);
+  Label extension(int32_t k, const Arc &arc, int32_t time) const;
+  bool is_dominated(Label &label);
   bool is_dominated_by(const Entry &entry, Label &label) const;
-  void insert(int32_t k);
+  void insert(const Label &label);
   size_t bucket_of(int32_t load) const;
-  Label extension(int32_t k, int32_t to, double cost, int32_t time) const;
 
   const Network &network_;
   const Network::Direction &direction_;
   Dominance dominance_ = Dominance::kExact;
-  std::vector<Label> labels_;
-  std::vector<int32_t> next_;                     ///< of each label: another one of the same time
-  std::vector<int32_t> first_;                    ///< of each time: an unsettled label
-  std::vector<int32_t> due_now_;                  ///< labels of one time
-  std::vector<std::vector<int32_t>> settled_;     ///< by node
-  std::vector<std::vector<int32_t>> successors_;  ///< by node, those of this run
-  std::vector<Bucket> buckets_;                   ///< by node and load
+  int32_t slot_;                             ///< time of the shortest step, at least 1
+  std::vector<std::vector<Label>> pending_;  ///< by slot of time and node: labels to settle
+  std::vector<Label> labels_;                ///< settled ones, by slot of time and node
+  std::vector<Settled> settled_;             ///< by node
+  std::vector<std::vector<Arc>> arcs_;       ///< by node, those of this run
+  size_t created_ = 0;
 };
 
 }  // namespace vehicle_routing

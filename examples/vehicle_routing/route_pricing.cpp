@@ -68,8 +68,8 @@ void RoutePricer::search(Dominance dominance, size_t arcs) {
 
 /// The side with more labels gets less of the time in the next round.
 void RoutePricer::move_half_time() {
-  const double front = static_cast<double>(forward_.size());
-  const double back = static_cast<double>(backward_.size());
+  const double front = static_cast<double>(forward_.created());
+  const double back = static_cast<double>(backward_.created());
   const int32_t opening = network_.forward().ready[0];
   const int32_t shift = (network_.horizon() - opening) / kHalfTimeSteps;
   if (front > kImbalance * back) half_time_ -= shift;
@@ -77,44 +77,61 @@ void RoutePricer::move_half_time() {
   half_time_ = std::clamp(half_time_, opening + shift, network_.horizon() - shift);
 }
 
-bool RoutePricer::fits(const Label &front, Memory carried, const Label &back) const {
-  return (carried & back.memory) == 0 && front.load <= network_.capacity() - back.load &&
-         front.time + network_.forward().step[network_.arc(front.node, back.node)] <=
-             network_.horizon() - back.time &&
-         back.last != front.node;
+/// Of the backward labels at every node, cheapest first, what the condition (1) looks at.
+void RoutePricer::list_halves() {
+  halves_.resize(static_cast<size_t>(network_.nodes()));
+  for (int32_t j = 0; j < network_.nodes(); ++j) {
+    auto &list = halves_[static_cast<size_t>(j)];
+    list.clear();
+    for (const int32_t k : backward_.settled(j)) {
+      const Label &back = backward_.label(k);
+      list.push_back({back.cost, back.memory, network_.capacity() - back.load,
+                      network_.horizon() - back.time, back.last, k});
+    }
+  }
 }
 
-/// Improves `best` by the best route that goes on from label k to node `to`.
-void RoutePricer::join_label(int32_t k, int32_t to, Joint &best) const {
-  const Label &front = forward_.label(k);
-  if (to == front.node || to == front.last) return;
-  const double cost = front.cost + kUnit * network_.length(front.node, to);
-  const Memory carried = network_.carry(front.memory, front.node, to);
-  for (const int32_t b : backward_.settled(to)) {
-    const Label &back = backward_.label(b);
-    if (cost + back.cost >= best.reduced_cost) return;
-    if (!fits(front, carried, back)) continue;
-    best = {cost + back.cost, k, b};
-    return;
+/// Improves best_ of the forward labels at node i by the routes that go on from there to `to`.
+void RoutePricer::join_arc(int32_t i, int32_t to) {
+  const auto &halves = halves_[static_cast<size_t>(to)];
+  if (to == i || halves.empty()) return;
+  const size_t arc = network_.arc(i, to);
+  const double length = kUnit * network_.length(i, to);
+  const auto &fronts = forward_.settled(i);
+  for (size_t f = 0; f < fronts.size(); ++f) {
+    const Label &front = forward_.label(fronts[f]);
+    const double cost = front.cost + length;
+    if (cost + halves.front().cost >= 0.0) return;  // and so for those that follow
+    if (to == front.last) continue;
+    Joint &best = best_[f];
+    const int32_t time = front.time + network_.forward().step[arc];
+    const Memory carried = network_.carry(front.memory, i, to);
+    for (const Half &half : halves) {
+      if (cost + half.cost >= best.reduced_cost) break;
+      if ((carried & half.memory) != 0 || front.load > half.most_load || time > half.most_time ||
+          half.last == i) {
+        continue;
+      }
+      best = {cost + half.cost, fronts[f], half.label};
+      break;
+    }
   }
 }
 
 void RoutePricer::join() {
   joints_.clear();
   least_.assign(static_cast<size_t>(network_.nodes()), 0.0);
+  list_halves();
+  best_.assign(forward_.settled(0).size(), {});
   for (int32_t to = 1; to < network_.nodes(); ++to) {
-    for (const int32_t k : forward_.settled(0)) {
-      Joint best;
-      join_label(k, to, best);
-      keep(best, to);
-    }
+    std::fill(best_.begin(), best_.end(), Joint());
+    join_arc(0, to);
+    for (const Joint &joint : best_) keep(joint, to);
   }
   for (int32_t i = 1; i < network_.nodes(); ++i) {
-    for (const int32_t k : forward_.settled(i)) {
-      Joint best;
-      for (int32_t to = 0; to < network_.nodes(); ++to) join_label(k, to, best);
-      keep(best, i);
-    }
+    best_.assign(forward_.settled(i).size(), {});
+    for (int32_t to = 0; to < network_.nodes(); ++to) join_arc(i, to);
+    for (const Joint &joint : best_) keep(joint, i);
   }
   std::sort(joints_.begin(), joints_.end(),
             [](const Joint &a, const Joint &b) { return a.reduced_cost < b.reduced_cost; });

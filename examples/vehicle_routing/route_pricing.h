@@ -57,21 +57,32 @@ class RoutePricer {
     int32_t forward = -1, backward = -1;
   };
 
+  /// A backward label, and what a forward one has to meet for it by (1).
+  struct Half {
+    double cost;
+    Memory memory;
+    int32_t most_load;
+    int32_t most_time;  ///< at the node
+    int32_t last, label;
+  };
+
   void set_costs(const double *u);
   void search(Dominance dominance, size_t arcs);
   void join();
-  void join_label(int32_t k, int32_t to, Joint &best) const;
+  void list_halves();
+  void join_arc(int32_t i, int32_t to);
   void keep(const Joint &joint, int32_t customer);
-  bool fits(const Label &front, Memory carried, const Label &back) const;
   Route route(const Joint &joint) const;
   std::vector<Route> choose_routes(int32_t most) const;
   void move_half_time();
 
   const Network &network_;
   LabelSetting forward_, backward_;
-  int32_t half_time_;          ///< H
-  std::vector<double> cost_;   ///< by arc
-  std::vector<double> least_;  ///< by customer: m_i of (2)
+  int32_t half_time_;                      ///< H
+  std::vector<double> cost_;               ///< by arc
+  std::vector<double> least_;              ///< by customer: m_i of (2)
+  std::vector<std::vector<Half>> halves_;  ///< by node, cheapest first
+  std::vector<Joint> best_;                ///< of each forward label of a node
   std::vector<Joint> joints_;  ///< the best of every forward label, the least reduced cost first
 };
 
