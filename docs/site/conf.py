@@ -23,6 +23,9 @@ extensions = ["myst_parser", "breathe"]
 html_theme = "furo"
 html_title = f"quarn {release}"
 html_copy_source = False
+html_static_path = [str(ROOT / "docs" / "site" / "site.css")]
+html_css_files = ["site.css"]
+highlight_language = "none"
 myst_enable_extensions = ["colon_fence", "deflist"]
 myst_heading_anchors = 4
 breathe_projects = {"quarn": os.environ["QUARN_DOXYGEN_XML"]}
@@ -125,6 +128,13 @@ def list_arguments(app, what, name, thing, options, lines):
     lines[:] = result
 
 
+def hide_constructor(app, what, name, thing, options, signature, annotation):
+    """Callers make masters; everything else is handed to them."""
+    if what == "class" and name != "quarn.Master":
+        return "", annotation
+
+
 def setup(app):
     if PYTHON_PACKAGE:
+        app.connect("autodoc-process-signature", hide_constructor)
         app.connect("autodoc-process-docstring", list_arguments)
