@@ -16,6 +16,10 @@ set(CPACK_COMPONENTS_ALL runtime development)
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
+# The Python module is linked with libraries that another of the packages brings.
+foreach(library quarn_cpp quarn interior_point priority_queue)
+  list(APPEND CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS "${PROJECT_BINARY_DIR}/${library}")
+endforeach()
 
 # The soname has the minor version in it, and so has the name: two of them may be installed at once.
 set(quarn_runtime_package "libquarn${PROJECT_VERSION_MAJOR}.${PROJECT_VERSION_MINOR}")
