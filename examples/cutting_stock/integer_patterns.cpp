@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <map>
+#include <set>
 #include <tuple>
 
 namespace cutting_stock {
@@ -150,23 +151,31 @@ std::map<IntegerPatterns::Pair, double> IntegerPatterns::pair_sums(
   return sums;
 }
 
-/// Pairs that are in less than one roll. Those of long pieces come first: with whom these share a
-/// roll decides most; among them only clearly fractional ones, as long as there are any.
+/// Pairs that are in less than one roll, from two lists in turn. One has those of long pieces
+/// first: with whom these share a roll decides most; among them only clearly fractional ones, as
+/// long as there are any. The other has those nearest to one half. Either alone needs many times
+/// the nodes of both on some instances.
 std::vector<bp::Branching> IntegerPatterns::branch(const bp::Relaxation &relaxation) {
   const NodeTypes types(instance_, relaxation.at.decisions);
-  std::vector<std::pair<std::tuple<bool, int64_t, double>, Pair>> order;
+  using Key = std::tuple<bool, int64_t, double>;
+  std::vector<std::pair<Key, Pair>> longest, nearest;
   for (const auto &[pair, sum] : pair_sums(types, relaxation)) {
     if (sum < kWhole || sum > 1.0 - kWhole) continue;
     const bool clear = sum > kClearlyAbove && sum < kClearlyBelow;
     // Rounded, so that ties are not decided by a solver's last digits.
     const double distance = std::round(std::fabs(sum - 0.5) * 1e4);
-    order.push_back({{!clear, -types.length(pair.first), distance}, pair});
+    longest.push_back({{!clear, -types.length(pair.first), distance}, pair});
+    nearest.push_back({{!clear, 0, distance}, pair});
   }
-  std::sort(order.begin(), order.end());
-  if (order.size() > kMostCandidates) order.resize(kMostCandidates);
+  std::sort(longest.begin(), longest.end());
+  std::sort(nearest.begin(), nearest.end());
   std::vector<bp::Branching> candidates;
-  for (const auto &[key, pair] : order) {
-    candidates.push_back(types.branching(pair.first, pair.second));
+  std::set<Pair> taken;
+  for (size_t k = 0; k < longest.size() && candidates.size() < kMostCandidates; ++k) {
+    for (const Pair &pair : {longest[k].second, nearest[k].second}) {
+      if (!taken.insert(pair).second) continue;
+      candidates.push_back(types.branching(pair.first, pair.second));
+    }
   }
   return candidates;
 }
