@@ -34,7 +34,7 @@ class GenerationRun {
     settings.time_limit = std::max(0.0, frame_.time_left());
     settings.max_iterations = options_.iterations;
     settings.rounding = options_.rounding;
-    settings.first_duals.clear();
+    if (at_.master.number_of_columns() > 0) settings.first_duals.clear();
     settings.save_file.clear();
     settings.on_iteration = nullptr;
     settings.progress = nullptr;

@@ -63,7 +63,7 @@ struct NodeRecord;
 struct Settings {
   /// For the column generation of the nodes. Its tolerance is the tightest that a node is solved
   /// to; limits of time and iterations, callbacks and files are the search's own; `log` and
-  /// `configure` are used.
+  /// `configure` are used, `first_duals` where there is no column yet.
   quarn::Settings master;
 
   // When to stop

@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "examples/common/integer_search.h"
 #include "examples/common/job.h"
 #include "examples/common/master_solve.h"
 #include "examples/common/options.h"
@@ -12,6 +13,7 @@
 #include "examples/common/text_reader.h"
 #include "examples/generalized_assignment/agent_blocks.h"
 #include "examples/generalized_assignment/instance.h"
+#include "examples/generalized_assignment/integer_assignment.h"
 #include "examples/generalized_assignment/master.h"
 
 namespace generalized_assignment {
@@ -20,7 +22,10 @@ namespace generalized_assignment {
 
 constexpr double kLeastShare = 1e-4;  // of a bundle that is printed
 
+namespace bp = quarn::branch_and_price;
+
 struct Settings : MasterSettings {
+  examples::SearchOptions search;
   std::string generate;  ///< what to generate; empty: read the file
   bool bundles = false;  ///< print the bundles in use at the end
 };
@@ -69,8 +74,46 @@ static int solve(const Settings &settings, const Instance &instance, quarn::Bloc
   return status;
 }
 
+static void print_assignment(const Instance &instance, const Assignment &assignment) {
+  std::puts("\n    agent        load    capacity  tasks");
+  for (size_t i = 0; i < instance.agents.size(); ++i) {
+    int64_t weight = 0;
+    for (size_t j = 0; j < assignment.size(); ++j) {
+      if (assignment[j] == i) weight += instance.agents[i].weight[j];
+    }
+    std::printf("%9zu %11lld %11lld ", i + 1, static_cast<long long>(weight),
+                static_cast<long long>(instance.agents[i].capacity));
+    for (size_t j = 0; j < assignment.size(); ++j) {
+      if (assignment[j] == i) std::printf(" %zu", j + 1);
+    }
+    std::printf("\n");
+  }
+}
+
+/// To the integer optimum.
+static int search(const Settings &settings, const Instance &instance) {
+  const std::string &name = settings.generate.empty() ? settings.file : settings.generate;
+  if (instance.optional) {
+    throw examples::InputError(name, 0, "--optimal is for classes in which every task is done");
+  }
+  const quarn::Master master = make_master(instance);
+  IntegerAssignment problem(instance, master, settings.dual_vectors);
+  bp::Search tree(problem, master);
+  bp::Settings how;
+  how.dive_every = 0;  // a bundle is too large a step
+  how = examples::search_settings(settings, settings.search, how);
+  how.master.penalty = first_penalty(instance);
+  how.master.first_duals = first_duals(instance);
+  const bp::Outcome outcome = examples::run_search(tree, settings, how);
+  examples::print_summary(outcome);
+  if (outcome.has_solution) print_assignment(instance, problem.assignment_of(outcome.solution));
+  examples::write_json(name, outcome, settings.json_file);
+  return examples::exit_status(outcome);
+}
+
 static int run(const Settings &settings, examples::Job &job) {
   const Instance instance = load(settings);
+  if (settings.search.optimal) return search(settings, instance);
   AgentBlocks blocks(instance);
   return job.run(blocks,
                  [&](quarn::BlockPricer *pricer) { return solve(settings, instance, pricer); });
@@ -85,6 +128,7 @@ static void add_options(CLI::App &app, Settings &settings) {
                  "dual vectors at which an answer looks for bundles, the master's own included")
       ->check(CLI::Range(1, 1000))
       ->capture_default_str();
+  examples::add_search_options(app, settings.search);
   app.add_flag("--bundles", settings.bundles, "print the bundles in use at the end");
 }
 
