@@ -68,8 +68,8 @@
 extern "C" {
 #endif
 
-struct IP_problem;     /**< a problem loaded into the solver, see interior_point.h */
-struct IP_save_record; /**< a point that the solver keeps for a warm start */
+struct IP_problem;     /* a problem loaded into the solver, see interior_point.h */
+struct IP_save_record; /* a point that the solver keeps for a warm start */
 
 /** Takes text of the library, ended by a zero byte and valid during the call; see QUARN_set_log. */
 typedef void (*QUARN_log)(const char *text, void *data);

@@ -11,10 +11,12 @@ namespace quarn {
 inline namespace v1 {
 namespace detail {
 
-/// A line of the progress table, before the first one its heading.
+/// A line of the progress table; its heading comes before the first one, and again after so many
+/// that it has left the screen.
 inline void print_line(std::ostream &stream, const Iteration &line, double seconds) {
-  if (line.iteration == 1) {
-    stream << "iteration        lower bound        upper bound       gap   columns      time\n";
+  constexpr int32_t kLinesOfAScreen = 20;
+  if (line.iteration % kLinesOfAScreen == 1) {
+    stream << "iteration        lower bound        upper bound       gap   columns   seconds\n";
   }
   const auto number = [&](double bound) {
     char text[32] = "                  -";
