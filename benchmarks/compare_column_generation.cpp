@@ -31,7 +31,6 @@ namespace {
 using namespace benchmarks;
 
 constexpr int kDisagreement = 1, kBadInput = 2;
-constexpr int kStandardStrategy = -2;
 // The times of a run this long vary by little, and its repetitions would take long.
 constexpr double kLongRun = 10.0;
 
@@ -46,9 +45,9 @@ struct Options {
 RunResult run(Method method, const MasterMaker &make, const Overrides &overrides) {
   switch (method) {
     case Method::kOurs:
-      return run_library(make, overrides, examples::Options().strategy);
+      return run_library(make, overrides, quarn::Strategy::warm_start);
     case Method::kStandard:
-      return run_library(make, overrides, kStandardStrategy);
+      return run_library(make, overrides, quarn::Strategy::standard);
     default:
       return run_simplex(make, overrides, method == Method::kSmoothed);
   }

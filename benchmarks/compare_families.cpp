@@ -7,11 +7,12 @@
 
 #include "benchmarks/compare_known_values.h"
 #include "benchmarks/compare_master.h"
-#include "examples/cutting_stock/pattern_oracle.h"
-#include "examples/generalized_assignment/bundle_oracle.h"
-#include "examples/lot_sizing/plan_oracle.h"
-#include "examples/multicommodity_flow/flow_oracle.h"
-#include "examples/vehicle_routing/route_oracle.h"
+#include "examples/common/master_solve.h"
+#include "examples/cutting_stock/master.h"
+#include "examples/generalized_assignment/master.h"
+#include "examples/lot_sizing/master.h"
+#include "examples/multicommodity_flow/master.h"
+#include "examples/vehicle_routing/master.h"
 
 namespace benchmarks {
 namespace {
@@ -22,7 +23,7 @@ void apply(const Overrides &overrides, examples::Options &options) {
   options.tolerance = overrides.tolerance;
 }
 
-/// Setups own their oracles, makers share the instance, which the oracles refer to.
+/// Setups own their masters and oracles, makers share the instance, which the oracles refer to.
 template <typename Instance>
 using Shared = std::shared_ptr<const Instance>;
 
@@ -31,13 +32,30 @@ Shared<Instance> share(Instance instance) {
   return std::make_shared<const Instance>(std::move(instance));
 }
 
+std::shared_ptr<quarn::Master> share_master(quarn::Master master) {
+  return std::make_shared<quarn::Master>(std::move(master));
+}
+
+/// An oracle whose object lives as long as it does.
+template <typename Pricing>
+quarn::Oracle owning(std::shared_ptr<Pricing> pricing) {
+  return [pricing](const quarn::Duals &duals, quarn::Columns &columns) {
+    return (*pricing)(duals, columns);
+  };
+}
+
 MasterMaker cutting_stock_maker(const Shared<cutting_stock::Instance> &instance) {
   return [instance](const Overrides &overrides) {
     cutting_stock::MasterSettings settings;
     apply(overrides, settings);
-    auto oracle = std::make_unique<cutting_stock::PatternOracle>(*instance, settings);
-    const auto prepare = [&patterns = *oracle](QUARN_env &env) { patterns.prepare(env); };
-    return MasterSetup{make_rows(*instance, settings), std::move(oracle), {}, settings, prepare};
+    const auto pricer = std::make_shared<cutting_stock::PatternPricer>(*instance);
+    const auto master = share_master(make_master(*instance, *pricer, settings));
+    const cutting_stock::Oracle oracle(*instance, *pricer, *master, settings.columns_per_call);
+    return MasterSetup{master,
+                       [pricer, oracle](const quarn::Duals &duals, quarn::Columns &columns) {
+                         return oracle(duals, columns);
+                       },
+                       examples::settings_of(settings)};
   };
 }
 
@@ -45,11 +63,11 @@ MasterMaker vehicle_routing_maker(const Shared<vehicle_routing::Instance> &insta
   return [instance](const Overrides &overrides) {
     vehicle_routing::MasterSettings settings;
     apply(overrides, settings);
-    return MasterSetup{make_rows(*instance, false),
-                       std::make_unique<vehicle_routing::RouteOracle>(*instance, settings),
-                       {},
-                       settings,
-                       [](QUARN_env &) {}};
+    const auto master = share_master(make_master(*instance, false));
+    auto oracle = std::make_shared<vehicle_routing::Oracle>(*instance, *master, settings);
+    quarn::Settings how = examples::settings_of(settings);
+    how.max_columns = vehicle_routing::kMostColumns;
+    return MasterSetup{master, owning(oracle), how};
   };
 }
 
@@ -58,10 +76,10 @@ MasterMaker lot_sizing_maker(const Shared<lot_sizing::Instance> &instance) {
     lot_sizing::MasterSettings settings;
     apply(overrides, settings);
     if (overrides.prices > 0) settings.price_vectors = overrides.prices;
-    auto oracle = std::make_unique<lot_sizing::PlanOracle>(*instance, settings);
-    const auto prepare = [&plans = *oracle](QUARN_env &env) { plans.prepare(env); };
-    return MasterSetup{make_rows(*instance), std::move(oracle), first_duals(*instance), settings,
-                       prepare};
+    const auto master = share_master(make_master(*instance));
+    auto oracle = std::make_shared<lot_sizing::Oracle>(*instance, *master, settings);
+    return MasterSetup{master, owning(oracle),
+                       examples::settings_of(settings, first_duals(*instance))};
   };
 }
 
@@ -70,10 +88,11 @@ MasterMaker assignment_maker(const Shared<generalized_assignment::Instance> &ins
     generalized_assignment::MasterSettings settings;
     apply(overrides, settings);
     if (overrides.prices > 0) settings.dual_vectors = overrides.prices;
-    auto oracle = std::make_unique<generalized_assignment::BundleOracle>(*instance, settings);
-    const auto prepare = [&bundles = *oracle](QUARN_env &env) { bundles.prepare(env); };
-    return MasterSetup{make_rows(*instance, first_box(*instance)), std::move(oracle),
-                       first_duals(*instance), settings, prepare};
+    const auto master = share_master(make_master(*instance));
+    auto oracle = std::make_shared<generalized_assignment::Oracle>(*instance, *master, settings);
+    quarn::Settings how = examples::settings_of(settings, first_duals(*instance));
+    how.penalty = first_penalty(*instance);
+    return MasterSetup{master, owning(oracle), how};
   };
 }
 
@@ -86,11 +105,10 @@ MasterMaker flow_maker(const Shared<multicommodity_flow::Network> &network,
     multicommodity_flow::OracleSettings settings;
     settings.grouping = grouping;
     settings.columns_per_call = options.columns_per_call;
-    auto oracle = std::make_unique<multicommodity_flow::FlowOracle>(*network, settings);
-    const examples::MasterRows rows = oracle->rows();
-    const std::vector<double> duals = oracle->first_duals();
-    const auto prepare = [&flows = *oracle](QUARN_env &env) { flows.prepare(env); };
-    return MasterSetup{rows, std::move(oracle), duals, options, prepare};
+    const auto master = share_master(make_master(*network, settings));
+    auto oracle = std::make_shared<multicommodity_flow::Oracle>(*network, settings, *master);
+    return MasterSetup{master, owning(oracle),
+                       examples::settings_of(options, multicommodity_flow::first_duals(*master))};
   };
 }
 

@@ -9,19 +9,15 @@
 #include <string>
 #include <vector>
 
-#include "examples/common/master_run.h"
-#include "examples/common/options.h"
-#include "quarn/quarn.h"
+#include "quarn_cpp/quarn.hpp"
 
 namespace benchmarks {
 
 /// Everything that one run needs, in the state before its first restricted master problem.
 struct MasterSetup {
-  examples::MasterRows rows;
-  std::unique_ptr<examples::Oracle> oracle;
-  std::vector<double> first_duals;  ///< the oracle is asked about these first; empty: it is not
-  examples::Options options;        ///< the example's defaults, with the overrides
-  std::function<void(QUARN_env &)> prepare;  ///< first columns and settings of the record
+  std::shared_ptr<quarn::Master> master;  ///< with its first columns; the oracle refers to it
+  quarn::Oracle oracle;                   ///< owns what it prices with
+  quarn::Settings settings;               ///< the example's defaults, with the overrides
 };
 
 /// What replaces the examples' defaults, for all methods alike; 0: nothing.

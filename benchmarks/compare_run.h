@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "benchmarks/compare_master.h"
@@ -35,36 +36,26 @@ struct RunResult {
 /// (upper - lower) / |upper|, at most 10, as the library measures it.
 double relative_gap(double lower, double upper);
 
-/// Passes calls on to an oracle; keeps the time and the bounds, and ends the run after its time.
-///
-/// The record's own limit is one of the time that passes, and on a busy machine a run would get
-/// less of it than the figures say.
-class ClockedOracle : public examples::Oracle {
+/// Passes calls on to an oracle and keeps the processor time that they take.
+class ClockedOracle {
  public:
-  /// `oracle` has to outlive this one. The clock starts at `start`, in processor seconds, and when
-  /// it has run for `limit` the record's limit is set to what has passed already.
-  ClockedOracle(examples::Oracle &oracle, double start, double limit)
-      : oracle_(oracle), start_(start), limit_(limit) {}
+  explicit ClockedOracle(quarn::Oracle oracle) : oracle_(std::move(oracle)) {}
 
-  examples::Answer price(QUARN_env &env) override;
+  quarn::Answer operator()(const quarn::Duals &duals, quarn::Columns &columns);
 
   /// Counts the time since `since` as the oracle's.
   void charge(double since);
 
   double seconds() const { return seconds_; }
-  double lower_bound() const { return lower_; }
-  const std::vector<Sample> &samples() const { return samples_; }
 
  private:
-  examples::Oracle &oracle_;
-  double start_, limit_;
+  quarn::Oracle oracle_;
   double seconds_ = 0.0;
-  double lower_ = -1e30;
-  std::vector<Sample> samples_;
 };
 
-/// The library's method with the example's settings and this `WS_strategy`.
-RunResult run_library(const MasterMaker &make, const Overrides &overrides, int strategy);
+/// The library's method with the example's settings and this strategy.
+RunResult run_library(const MasterMaker &make, const Overrides &overrides,
+                      quarn::Strategy strategy);
 
 }  // namespace benchmarks
 

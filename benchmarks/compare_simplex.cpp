@@ -7,9 +7,12 @@
 #include <cmath>
 #include <stdexcept>
 
-#include "examples/common/master_run.h"
-
 namespace benchmarks {
+
+double SimplexMaster::rhs(size_t row) const {
+  const quarn::Bounds sides = master_.range(rows_[row]);
+  return sides.lower > -quarn::kInfinity ? sides.lower : sides.upper;
+}
 
 #ifdef QUARN_HAVE_CLP
 
@@ -24,119 +27,100 @@ struct SimplexMaster::Clp {
 
 bool simplex_available() { return true; }
 
-SimplexMaster::SimplexMaster(QUARN_env &env) : env_(env), clp_(std::make_unique<Clp>()) {
+SimplexMaster::SimplexMaster(const quarn::Master &master, double penalty)
+    : master_(master), widest_(penalty), clp_(std::make_unique<Clp>()) {
   clp_->model.setLogLevel(0);
 }
 
 SimplexMaster::~SimplexMaster() = default;
 
-/// Column j of the record, from 0: calls visit(row, element) for its entries, rows from 0.
-template <typename Visit>
-static void for_each_entry(const QUARN_SMatrix_CW &G, int32_t j, const Visit &visit) {
-  for (int32_t t = G.col_start[j] - 1; t < G.col_start[j + 1] - 1; ++t)
-    visit(G.rw[t] - 1, G.elt[t]);
-}
-
-static double cost_of(const QUARN_SMatrix_CW &G, int32_t j) {
-  double cost = 0.0;
-  for_each_entry(G, j, [&](int32_t row, double element) {
-    if (row == G.m - 1) cost = element;
-  });
-  return cost;
-}
-
-/// What the generated columns pay at most for a unit of a linking row.
+/// What the columns pay at most for a unit of a linking row.
 void SimplexMaster::set_penalty() {
-  const QUARN_SMatrix_CW &G = *env_.G;
   double dearest = 0.0;
-  for (int32_t j = env_.ncols_aux; j < G.n; ++j) {
-    const double column_cost = std::fabs(cost_of(G, j));
-    for_each_entry(G, j, [&](int32_t row, double element) {
-      if (row < env_.m) dearest = std::max(dearest, column_cost / std::fabs(element));
-    });
+  for (const SimplexColumn &column : columns_) {
+    for (const auto &[row, value] : column.entries) {
+      if (rows_[static_cast<size_t>(row)].is_block()) continue;
+      dearest = std::max(dearest, std::fabs(column.cost) / std::fabs(value));
+    }
   }
   penalty_ = kPenaltyFactor * (dearest > 0.0 ? dearest : 1.0);
 }
 
-/// The cost of a column as Clp gets it.
-double SimplexMaster::cost(int32_t j) const {
-  const double own = cost_of(*env_.G, j);
-  return j < env_.ncols_aux ? std::min(own, penalty_) : own;
-}
-
-/// A column of the box that has no negative cost and only does what the slack of its row does.
-bool SimplexMaster::is_needless(int32_t j) const {
-  if (j >= env_.ncols_box || cost_of(*env_.G, j) < 0.0) return false;
-  bool needless = false;
-  for_each_entry(*env_.G, j, [&](int32_t row, double element) {
-    if (row >= env_.m) return;
-    const int32_t type = env_.row_type[row];
-    needless = (type == examples::kAtLeast && element < 0.0) ||
-               (type == examples::kAtMost && element > 0.0);
-  });
-  return needless;
-}
-
-/// The record puts new linking rows behind those that are there; Clp has them at the end.
-void SimplexMaster::append_rows() {
-  ClpSimplex &model = clp_->model;
-  const bool first = clp_row_.empty();
-  const int32_t from = first ? 0 : linking_rows_;
-  const int32_t to = first ? env_.G->m - 1 : env_.m;
-  std::vector<int32_t> fresh;
-  std::vector<double> low, high;
-  for (int32_t row = from; row < to; ++row) {
-    fresh.push_back(model.numberRows() + row - from);
-    low.push_back(env_.row_type[row] == examples::kAtMost ? -COIN_DBL_MAX : env_.RHS[row]);
-    high.push_back(env_.row_type[row] == examples::kAtLeast ? COIN_DBL_MAX : env_.RHS[row]);
+/// New rows, from the last known one on, with their entries in the columns that are known.
+void SimplexMaster::append_rows(const std::vector<quarn::Row> &rows) {
+  const size_t first = rows_.size();
+  if (rows.size() == first) return;
+  rows_ = rows;
+  std::vector<std::vector<int>> columns(rows.size() - first);
+  std::vector<std::vector<double>> values(rows.size() - first);
+  for (size_t j = 0; j < columns_.size(); ++j) {
+    for (const auto &[row, value] : master_.entries(handles_[j])) {
+      const auto i = static_cast<size_t>(row.index());
+      if (i < first) continue;
+      columns_[j].entries.push_back({row.index(), value});
+      columns[i - first].push_back(columns_[j].clp);
+      values[i - first].push_back(value);
+    }
   }
-  clp_row_.insert(clp_row_.begin() + from, fresh.begin(), fresh.end());
-  linking_rows_ = env_.m;
-  if (fresh.empty()) return;
-
-  std::vector<std::vector<int>> columns(fresh.size());
-  std::vector<std::vector<double>> elements(fresh.size());
-  for (size_t j = 0; j < clp_column_.size(); ++j) {
-    for_each_entry(*env_.G, static_cast<int32_t>(j), [&](int32_t row, double element) {
-      if (row < from || row >= to || clp_column_[j] < 0) return;
-      columns[static_cast<size_t>(row - from)].push_back(clp_column_[j]);
-      elements[static_cast<size_t>(row - from)].push_back(element);
-    });
-  }
-  for (size_t r = 0; r < fresh.size(); ++r) {
-    model.addRow(static_cast<int>(columns[r].size()), columns[r].data(), elements[r].data(), low[r],
-                 high[r]);
+  for (size_t i = first; i < rows.size(); ++i) {
+    const quarn::Bounds sides = master_.range(rows[i]);
+    const std::vector<int> &named = columns[i - first];
+    clp_->model.addRow(static_cast<int>(named.size()), named.data(), values[i - first].data(),
+                       sides.lower > -quarn::kInfinity ? sides.lower : -COIN_DBL_MAX,
+                       sides.upper < quarn::kInfinity ? sides.upper : COIN_DBL_MAX);
   }
 }
 
-void SimplexMaster::append_columns() {
+/// In linking rows, for what is missing and for what is too much.
+void SimplexMaster::append_reliefs() {
+  for (size_t i = 0; i < rows_.size(); ++i) {
+    if (rows_[i].is_block()) continue;
+    const quarn::Bounds sides = master_.range(rows_[i]);
+    const quarn::Bounds box = master_.dual_bounds(rows_[i]);
+    for (const double unit : {1.0, -1.0}) {
+      const double bound = unit > 0.0 ? box.upper : -box.lower;
+      if (unit > 0.0 ? sides.lower <= -quarn::kInfinity : sides.upper >= quarn::kInfinity) continue;
+      const double cost = bound < quarn::kInfinity ? bound : widest_;
+      const int row = static_cast<int>(i);
+      reliefs_.push_back({clp_->model.numberColumns(), cost});
+      clp_->model.addColumn(1, &row, &unit, 0.0, COIN_DBL_MAX, std::min(cost, penalty_));
+    }
+  }
+}
+
+void SimplexMaster::append_columns(const std::vector<quarn::Column> &columns) {
   std::vector<CoinBigIndex> starts = {0};
   std::vector<int> rows;
-  std::vector<double> elements, costs, low, high;
-  int32_t next = clp_->model.numberColumns();
-  for (auto j = static_cast<int32_t>(clp_column_.size()); j < env_.G->n; ++j) {
-    const bool needless = is_needless(j);
-    clp_column_.push_back(needless ? -1 : next);
-    if (needless) continue;
-    ++next;
-    for_each_entry(*env_.G, j, [&](int32_t row, double element) {
-      if (row == env_.G->m - 1) return;
-      rows.push_back(clp_row_[static_cast<size_t>(row)]);
-      elements.push_back(element);
-    });
+  std::vector<double> values, costs;
+  const size_t first = columns_.size();
+  for (size_t j = first; j < columns.size(); ++j) {
+    SimplexColumn column = {columns[j].cost(), {}, 0};
+    column.clp = clp_->model.numberColumns() + static_cast<int32_t>(j - first);
+    for (const auto &[row, value] : master_.entries(columns[j])) {
+      column.entries.push_back({row.index(), value});
+      rows.push_back(row.index());
+      values.push_back(value);
+    }
     starts.push_back(static_cast<CoinBigIndex>(rows.size()));
-    costs.push_back(cost(j));
-    low.push_back(0.0);
-    high.push_back(COIN_DBL_MAX);
+    costs.push_back(column.cost);
+    columns_.push_back(std::move(column));
   }
+  handles_ = columns;
+  const std::vector<double> low(costs.size(), 0.0), high(costs.size(), COIN_DBL_MAX);
   clp_->model.addColumns(static_cast<int>(costs.size()), low.data(), high.data(), costs.data(),
-                         starts.data(), rows.data(), elements.data());
+                         starts.data(), rows.data(), values.data());
+}
+
+void SimplexMaster::follow() {
+  append_rows(master_.rows());
+  append_columns(master_.columns());
 }
 
 bool SimplexMaster::solve() {
-  if (penalty_ == 0.0) set_penalty();
-  append_rows();
-  append_columns();
+  if (penalty_ == 0.0) {
+    set_penalty();
+    append_reliefs();
+  }
   clp_->model.primal(1);
   if (clp_->model.status() != 0) return false;
   read_solution();
@@ -146,27 +130,20 @@ bool SimplexMaster::solve() {
 void SimplexMaster::read_solution() {
   const ClpSimplex &model = clp_->model;
   value_ = model.objectiveValue();
-  duals_.clear();
-  for (const int32_t row : clp_row_) duals_.push_back(model.getRowPrice()[row]);
+  duals_.assign(model.getRowPrice(), model.getRowPrice() + rows_.size());
   column_sum_ = 0.0;
   penalised_ = false;
-  for (int32_t j = 0; j < env_.G->n; ++j) {
-    const int32_t column = clp_column_[static_cast<size_t>(j)];
-    if (column < 0) continue;
-    const double weight = model.getColSolution()[column];
-    if (j >= env_.ncols_aux) {
-      column_sum_ += weight;
-    } else if (weight > kLeastWeight && cost_of(*env_.G, j) > penalty_) {
-      penalised_ = true;
-    }
+  for (const SimplexColumn &column : columns_) column_sum_ += model.getColSolution()[column.clp];
+  for (const Relief &relief : reliefs_) {
+    const bool in_use = model.getColSolution()[relief.clp] > kLeastWeight;
+    penalised_ = penalised_ || (in_use && relief.cost > penalty_);
   }
 }
 
 void SimplexMaster::raise_penalty() {
   penalty_ *= kPenaltyFactor;
-  for (int32_t j = 0; j < env_.ncols_aux; ++j) {
-    const int32_t column = clp_column_[static_cast<size_t>(j)];
-    if (column >= 0) clp_->model.setObjectiveCoefficient(column, cost(j));
+  for (const Relief &relief : reliefs_) {
+    clp_->model.setObjectiveCoefficient(relief.clp, std::min(relief.cost, penalty_));
   }
 }
 
@@ -176,11 +153,14 @@ struct SimplexMaster::Clp {};
 
 bool simplex_available() { return false; }
 
-SimplexMaster::SimplexMaster(QUARN_env &env) : env_(env) {
+SimplexMaster::SimplexMaster(const quarn::Master &master, double penalty)
+    : master_(master), widest_(penalty) {
   throw std::logic_error("this build has no Clp; ask simplex_available first");
 }
 
 SimplexMaster::~SimplexMaster() = default;
+
+void SimplexMaster::follow() {}
 
 bool SimplexMaster::solve() { return false; }
 

@@ -7,7 +7,7 @@
 namespace benchmarks {
 
 /// The textbook's method, or with `smooth` the one that prices smoothed duals (DualSmoothing). The
-/// oracle finds in the record what the library would put there.
+/// oracle finds in the duals what the library would put there.
 RunResult run_simplex(const MasterMaker &make, const Overrides &overrides, bool smooth);
 
 }  // namespace benchmarks

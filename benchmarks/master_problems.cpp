@@ -4,9 +4,8 @@
 #include <cstdlib>
 #include <utility>
 
-#include "examples/common/column_batch.h"
+#include "benchmarks/column_batch.h"
 #include "examples/common/lehmer.h"
-#include "examples/common/quiet_output.h"
 #include "examples/cutting_stock/bounded_knapsack.h"
 #include "examples/cutting_stock/instance.h"
 #include "examples/generalized_assignment/instance.h"
@@ -205,7 +204,7 @@ void keep_rmp(const QUARN_env &env, OracleState *state) {
 }
 
 void add_columns(const std::vector<PricedColumn> &columns, QUARN_env *env) {
-  examples::ColumnBatch batch(*env->G);
+  ColumnBatch batch(*env->G);
   for (const PricedColumn &column : columns) {
     batch.start_column(column.cost);
     for (const auto &[i, a] : column.entries) batch.add_entry(i, a);
@@ -250,6 +249,7 @@ void set_up(const MasterProblem &problem, const RunOptions &options, OracleState
                      nullptr, rhs.data(), type.data(), lower.data(), upper.data(), state);
   environment->env = env;
   if (env == nullptr) return;
+  QUARN_set_log(env, QUARN_log_nothing, nullptr);
   QUARN_set_degree_of_optimality(env, options.degree_of_optimality);
   QUARN_set_delta(env, options.delta);
   QUARN_set_max_cputime(env, options.seconds_limit);
@@ -292,7 +292,6 @@ std::unique_ptr<MasterProblem> assignment(char problem_class, int32_t tasks, int
 }
 
 RunReport run(MasterProblem *problem, const RunOptions &options, std::vector<RmpPair> *pairs) {
-  const examples::QuietOutput silent(false);
   OracleState state;
   state.problem = problem;
   state.pairs = pairs;

@@ -61,7 +61,6 @@ quarn::Settings settings_of(const Options &options, std::vector<double> first_du
   settings.tolerance_dial = options.divisor == 0.0;
   if (options.divisor > 0.0) settings.degree_of_optimality = options.divisor;
   if (options.resume_file.empty()) settings.first_duals = std::move(first_duals);
-  settings.progress = &std::cout;
   if (options.verbose) {
     settings.verbosity = 1;
     settings.log = [](const char *library_text) { std::fputs(library_text, stdout); };
@@ -95,6 +94,7 @@ static void save_to(const std::string &path, const Options &options, const Colum
 quarn::Result solve(quarn::Master &master, const quarn::Oracle &oracle, const Options &options,
                     quarn::Settings settings, const ColumnText &text) {
   HistoryFile history(options.history_file);
+  settings.progress = &std::cout;
   settings.on_iteration = [&history](const quarn::Iteration &line) { history.add(line); };
   if (!options.save_file.empty()) {
     // Found out now, a mistake in the path costs no run.

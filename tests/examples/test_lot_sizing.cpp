@@ -3,14 +3,14 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <functional>
 #include <limits>
 #include <random>
 #include <vector>
 
-#include "examples/common/master_run.h"
 #include "examples/lot_sizing/instance.h"
+#include "examples/lot_sizing/master.h"
 #include "examples/lot_sizing/plan.h"
-#include "examples/lot_sizing/plan_oracle.h"
 #include "examples/lot_sizing/plan_pricing.h"
 #include "examples/lot_sizing/plan_search.h"
 
@@ -123,32 +123,34 @@ TEST(LotSizing, ColumnsHoldTheUseOfPlansThatServeAllDemands) {
   ASSERT_EQ(fitting.size(), instance.items.size());
   for (size_t i = 0; i < fitting.size(); ++i) expect_serves(instance.items[i], fitting[i]);
   MasterSettings settings;
-  PlanOracle oracle(instance, settings);
-  examples::MasterRun run(make_rows(instance), oracle, settings, first_duals(instance));
-  oracle.prepare(run.env());
-  const examples::MasterResult result = run.solve();
-  ASSERT_TRUE(result.gap_closed);
+  quarn::Master master = make_master(instance);
+  Oracle oracle(instance, master, settings);
+  quarn::Settings how;
+  how.first_duals = first_duals(instance);
+  const quarn::Result result = master.solve(std::ref(oracle), how);
+  ASSERT_EQ(result.status, quarn::Status::optimal);
   std::vector<double> use(instance.horizon(), 0.0);
   double cost = 0.0;
-  const auto columns = examples::master_solution(run.env(), -kInfinity);
-  ASSERT_GE(columns.size(), instance.items.size());
-  for (const examples::MasterColumn &column : columns) {
-    ASSERT_GE(column.tag, 0);
-    const Item &item = instance.items[static_cast<size_t>(column.tag)];
+  for (const auto &[column, value] : result.values) cost += value * column.cost();
+  ASSERT_GE(master.columns().size(), instance.items.size());
+  for (const quarn::Column &column : master.columns()) {
+    std::vector<quarn::Entry> entries = master.entries(column);
+    EXPECT_TRUE(entries.back().first.is_block());
+    EXPECT_EQ(entries.back().second, 1.0);
+    const auto i = static_cast<size_t>(entries.back().first.index() - instance.periods);
+    entries.pop_back();
+    const Item &item = instance.items[i];
     Plan plan(instance.horizon(), 0.0);
-    for (const examples::Entry &entry : column.entries) {
-      const auto t = static_cast<size_t>(entry.row);
-      if (entry.row >= instance.periods) {
-        EXPECT_EQ(entry.row, instance.periods + column.tag);
-        EXPECT_EQ(entry.value, 1.0);
-        continue;
-      }
-      plan[t] = (entry.value - item.setup_use) / item.unit_use;
-      use[t] += column.value * entry.value;
+    for (const auto &[row, amount] : entries) {
+      plan[static_cast<size_t>(row.index())] = (amount - item.setup_use) / item.unit_use;
     }
     expect_serves(item, plan);
-    EXPECT_NEAR(column.cost, plan_cost(item, plan), 1e-6);
-    cost += column.value * column.cost;
+    EXPECT_NEAR(column.cost(), plan_cost(item, plan), 1e-6);
+  }
+  for (const auto &[column, value] : result.values) {
+    for (const auto &[row, amount] : master.entries(column)) {
+      if (!row.is_block()) use[static_cast<size_t>(row.index())] += value * amount;
+    }
   }
   for (const double total : use) EXPECT_LE(total, instance.capacity * (1.0 + 1e-5));
   EXPECT_NEAR(cost, result.lower_bound, 1e-4 * result.lower_bound);

@@ -1,12 +1,12 @@
-#ifndef EXAMPLES_COMMON_COLUMN_BATCH_H
-#define EXAMPLES_COMMON_COLUMN_BATCH_H
+#ifndef BENCHMARKS_COLUMN_BATCH_H
+#define BENCHMARKS_COLUMN_BATCH_H
 
 #include <cstdint>
 #include <vector>
 
 #include "quarn/quarn.h"
 
-namespace examples {
+namespace benchmarks {
 
 /**
  * Gathers the columns of an oracle's answer and hands them to the library as one sparse batch.
@@ -47,6 +47,6 @@ class ColumnBatch {
   std::vector<int32_t> tags_;
 };
 
-}  // namespace examples
+}  // namespace benchmarks
 
 #endif

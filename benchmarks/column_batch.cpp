@@ -1,10 +1,10 @@
-#include "examples/common/column_batch.h"
+#include "benchmarks/column_batch.h"
 
 #include <cmath>
 #include <new>
 #include <stdexcept>
 
-namespace examples {
+namespace benchmarks {
 
 void ColumnBatch::start_column(double cost, int32_t tag) {
   starts_.push_back(static_cast<int32_t>(elements_.size()) + 1);
@@ -37,4 +37,4 @@ int32_t ColumnBatch::send(QUARN_env &env) {
   return accepted;
 }
 
-}  // namespace examples
+}  // namespace benchmarks
