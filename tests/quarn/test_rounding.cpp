@@ -116,7 +116,7 @@ struct Reference {
 
   bool reaches_open_row(const Column &column, const std::vector<bool> &open) const {
     return std::any_of(column.begin(), column.end(), [&](const Entry &entry) {
-      return entry.first <= m && open[static_cast<size_t>(entry.first) - 1];
+      return entry.first <= m && entry.second != 0.0 && open[static_cast<size_t>(entry.first) - 1];
     });
   }
 
@@ -428,6 +428,16 @@ TEST(Rounding, AColumnInNoOpenRowDoesNotHoldUpTheOthers) {
   Rounding rounding(&other, none, 2);
   rounding.compare(&kept);
   EXPECT_TRUE(rounding.model().stood_still);
+
+  // Behind the idle pass a column whose entry in the open row is 0 is passed over, not refused.
+  Reference zero = idle_column();
+  zero.columns[1] = {{1, 0}, {2, 3}};
+  zero.solutions.assign(9, {1.0, 0.95});
+  zero.solutions[0] = {1.0, 0.0};
+  Environment third = rounding_record(zero, 0);
+  Rounding over_zero(&third, zero, 3);
+  over_zero.compare(&kept);
+  EXPECT_TRUE(over_zero.model().stood_still);
   solver().primal = nullptr;
 }
 
