@@ -70,7 +70,10 @@ Code Solver::solve(const Request &request, Start start, const SavedPoint *saved)
     short_steps_allowed_ = kStall.iteration_limit;
     stall_rule_ = start == Start::kCurrent ? kStall.cold : kStall.warm;
     const Code code = iterate(request);
-    if (code == Code::kSolved || start == Start::kCurrent) return code;
+    // Duals that have run far out, along a face of the optimal ones, stay there with a warm start,
+    // and the rounding errors of p and d with them.
+    const bool rounded = measures_.rounded > tolerance_ * measures_.unit;
+    if (code == Code::kSolved ? !rounded : start == Start::kCurrent) return code;
   }
   if (!start_cold()) return Code::kNumericalFailure;
   stall_rule_ = kStall.cold;

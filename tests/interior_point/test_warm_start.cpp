@@ -15,9 +15,13 @@
 namespace {
 
 using benchmarks::LinearProgram;
+using interior_point::Code;
 using interior_point::Point;
 using interior_point::ProblemForm;
+using interior_point::Request;
 using interior_point::SavedPoint;
+using interior_point::Solver;
+using interior_point::Start;
 using random_programs::Random;
 using random_programs::Traits;
 using Matrix = Eigen::MatrixXd;
@@ -275,6 +279,24 @@ TEST(WarmStart, LetsSlacksTakeUpColumnsThatRelieveThePenalties) {
     EXPECT_GT(relieving, 1e3);
     for (const double r : residuals.primal) EXPECT_LE(std::fabs(r), 1e-6 * largest);
   }
+}
+
+/// The two rows say the same, so that only the sum of their duals counts.
+TEST(WarmStart, IsGivenUpWhereTheGapIsLostToRounding) {
+  LinearProgram program;
+  for (int i = 0; i < 2; ++i) program.add_row(benchmarks::kEqual, 3.7);
+  for (const double cost : {1.1, 1.3, 2.3}) {
+    program.add_column(cost, 0.0, benchmarks::kNoBound, {{0, 0.7 * cost}, {1, 0.7 * cost}});
+  }
+  Solver solver(std::make_shared<const ProblemForm>(forms::form_of(program)));
+  Request request;
+  request.tolerance = 1e-5;
+  ASSERT_EQ(solver.solve(request, Start::kCold, nullptr), Code::kSolved);
+  SavedPoint saved = solver.save();
+  saved.y[0] += 6e9;
+  saved.y[1] -= 6e9;
+  EXPECT_EQ(solver.solve(request, Start::kSaved, &saved), Code::kSolved);
+  EXPECT_LE(std::fabs(solver.point().y[0]) + std::fabs(solver.point().y[1]), 100.0);
 }
 
 }  // namespace
