@@ -150,6 +150,12 @@ void add_options(CLI::App &app, Options &options) {
                  "most columns of an answer; 0: the example's default");
   app.add_option("--prices", options.overrides.prices,
                  "price vectors of an answer, where the example has them; 0: its default");
+  app.add_option("--box", options.overrides.box,
+                 "explicit columns: half the width of the dual box; 0: the library's default")
+      ->check(CLI::NonNegativeNumber);
+  app.add_option("--first-columns", options.overrides.first_columns,
+                 "explicit columns: so many for each row from the start")
+      ->check(CLI::NonNegativeNumber);
   app.add_option("--divisor", options.overrides.divisor,
                  "of the gap, for the library's tolerances; 0: the tolerance dial; negative: the "
                  "example's default")

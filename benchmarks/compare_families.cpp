@@ -1,12 +1,15 @@
-/// The five families: how a run is set up, and which instances are compared.
+/// The families: how a run is set up, and which instances are compared.
 #include <algorithm>
 #include <filesystem>
 #include <functional>
+#include <iterator>
 #include <stdexcept>
 #include <utility>
 
 #include "benchmarks/compare_known_values.h"
 #include "benchmarks/compare_master.h"
+#include "benchmarks/explicit_columns.h"
+#include "benchmarks/mps_reader.h"
 #include "examples/common/master_solve.h"
 #include "examples/cutting_stock/master.h"
 #include "examples/generalized_assignment/master.h"
@@ -112,6 +115,22 @@ MasterMaker flow_maker(const Shared<multicommodity_flow::Network> &network,
   };
 }
 
+constexpr int32_t kColumnsPerCall = 10;
+
+MasterMaker explicit_maker(const Shared<LinearProgram> &program) {
+  return [program](const Overrides &overrides) {
+    examples::Options options;
+    apply(overrides, options);
+    const int32_t most = options.columns_per_call > 0 ? options.columns_per_call : kColumnsPerCall;
+    const auto master = share_master(explicit_master(*program));
+    auto oracle = std::make_shared<ExplicitColumns>(program, *master, most);
+    oracle->add_first_columns(*master, overrides.first_columns);
+    quarn::Settings how = examples::settings_of(options);
+    if (overrides.box > 0.0) how.penalty = overrides.box;
+    return MasterSetup{master, owning(oracle), how};
+  };
+}
+
 using Loader = std::function<MasterMaker()>;
 
 Loader cutting_stock_file(const std::string &path) {
@@ -133,6 +152,10 @@ Loader assignment_file(const std::string &path) {
 
 Loader flow_file(const std::string &path, multicommodity_flow::Grouping grouping) {
   return [=] { return flow_maker(share(multicommodity_flow::read_network(path)), grouping); };
+}
+
+Loader explicit_file(const std::string &path) {
+  return [=] { return explicit_maker(share(read_mps(path))); };
 }
 
 constexpr auto kByCommodity = multicommodity_flow::Grouping::kCommodity;
@@ -284,6 +307,28 @@ std::vector<Case> flow_cases(const std::string &folder) {
   return cases;
 }
 
+std::vector<Case> explicit_cases(const std::string &folder) {
+  std::vector<Case> cases;
+  const std::string below = folder + "/relaxations/";
+  for (const KnownValue &known : read_known_values(below + "known_values.csv", "objective")) {
+    const std::string path = below + known.instance + ".mps.gz";
+    const char *names[] = {"air04", "nw04", "fast0507"};
+    if (std::find(std::begin(names), std::end(names), known.instance) == std::end(names)) continue;
+    if (!std::filesystem::exists(path)) continue;
+    cases.push_back({"published", known.instance, false, explicit_file(path), known.value, false});
+  }
+  struct Recipe {
+    int32_t rows, columns;
+  };
+  for (const Recipe r : {Recipe{100, 2000}, Recipe{150, 9000}, Recipe{400, 7000}}) {
+    const std::string size = "crew" + std::to_string(r.rows);
+    cases.push_back({size, size + "_s1", r.rows == 100,
+                     [=] { return explicit_maker(share(crew_program(r.rows, r.columns, 1))); },
+                     std::nullopt, false});
+  }
+  return cases;
+}
+
 struct Family {
   std::string name;
   std::vector<Case> (*cases)(const std::string &folder);
@@ -302,7 +347,8 @@ const std::vector<Family> &families() {
       {"multicommodity_flow",
        flow_cases,
        {{"", [](const std::string &path) { return flow_file(path, kByCommodity); }},
-        {"/all", [](const std::string &path) { return flow_file(path, kAggregated); }}}}};
+        {"/all", [](const std::string &path) { return flow_file(path, kAggregated); }}}},
+      {"explicit_columns", explicit_cases, {{"", explicit_file}}}};
   return all;
 }
 

@@ -23,8 +23,10 @@ struct MasterSetup {
 /// What replaces the examples' defaults, for all methods alike; 0: nothing.
 struct Overrides {
   int32_t columns_per_call = 0;
-  int32_t prices = 0;     ///< price vectors of an answer, where the example has them
-  double divisor = -1.0;  ///< negative: the default; 0: the tolerance dial
+  int32_t prices = 0;         ///< price vectors of an answer, where the example has them
+  double box = 0.0;           ///< explicit columns: half the width of the dual box
+  int32_t first_columns = 0;  ///< explicit columns: so many for each row
+  double divisor = -1.0;      ///< negative: the default; 0: the tolerance dial
   double tolerance = 1e-6;
   double time_limit = 120.0;  ///< seconds of processor time for each run
 };
@@ -42,7 +44,7 @@ struct Case {
   bool known_is_bound = false;
 };
 
-/// The families' names, which are those of the examples.
+/// The families' names: those of the examples, and `explicit_columns`.
 const std::vector<std::string> &family_names();
 
 /// The instances that a family is compared on: some of the published ones below `folder`, as far as

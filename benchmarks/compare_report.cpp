@@ -52,8 +52,12 @@ std::vector<std::string> disagreements(const Comparison &comparison) {
 }
 
 Figures figures_of(const RunResult &result) {
-  return {static_cast<double>(result.rounds), static_cast<double>(result.columns),
-          result.rmp_seconds, result.oracle_seconds, result.seconds()};
+  return {static_cast<double>(result.rounds),
+          static_cast<double>(result.inner),
+          static_cast<double>(result.columns),
+          result.rmp_seconds,
+          result.oracle_seconds,
+          result.seconds()};
 }
 
 double median(std::vector<double> values) {
@@ -89,8 +93,8 @@ Ratios ratios_of(const Comparison &comparison, const MethodRun &run) {
 
 Report::Report(bool csv)
     : csv_(csv),
-      table_({"instance", "size", "method", "rounds", "columns", "rmp_s", "oracle_s", "total_s",
-              "gap", "value", "x_rounds", "x_rmp", "x_total"},
+      table_({"instance", "size", "method", "rounds", "inner", "columns", "rmp_s", "oracle_s",
+              "total_s", "gap", "value", "x_rounds", "x_rmp", "x_total"},
              csv) {}
 
 /// Empty for what is not there.
@@ -99,8 +103,8 @@ static std::string cell_or_blank(double value, int digits = 4) {
 }
 
 static std::vector<std::string> cells(const Figures &f) {
-  return {cell(f.rounds, 6), cell(f.columns, 8), cell(f.rmp_seconds, 3), cell(f.oracle_seconds, 3),
-          cell(f.seconds, 3)};
+  return {cell(f.rounds, 6),      cell(f.inner, 6),          cell(f.columns, 8),
+          cell(f.rmp_seconds, 3), cell(f.oracle_seconds, 3), cell(f.seconds, 3)};
 }
 
 static void append(const Ratios &r, std::vector<std::string> &line) {
@@ -123,25 +127,25 @@ void Report::add(const Comparison &comparison) {
 
 void Report::add_median(const std::string &size, const std::vector<const Comparison *> &comparisons,
                         Method method) {
-  std::vector<double> of[8];
+  std::vector<double> of[9];
   for (const Comparison *comparison : comparisons) {
     for (const MethodRun &run : comparison->runs) {
       if (run.method != method) continue;
       const Figures f = figures_of(run.result);
       const Ratios r = ratios_of(*comparison, run);
-      const double values[] = {f.rounds,  f.columns, f.rmp_seconds, f.oracle_seconds,
-                               f.seconds, r.rounds,  r.rmp_seconds, r.seconds};
-      for (size_t k = 0; k < 8; ++k) of[k].push_back(values[k]);
+      const double values[] = {f.rounds,  f.inner,  f.columns,     f.rmp_seconds, f.oracle_seconds,
+                               f.seconds, r.rounds, r.rmp_seconds, r.seconds};
+      for (size_t k = 0; k < 9; ++k) of[k].push_back(values[k]);
     }
   }
   if (of[0].empty()) return;
   std::vector<std::string> line = {"median", size, name_of(method)};
-  for (std::string &text :
-       cells({median(of[0]), median(of[1]), median(of[2]), median(of[3]), median(of[4])})) {
+  for (std::string &text : cells({median(of[0]), median(of[1]), median(of[2]), median(of[3]),
+                                  median(of[4]), median(of[5])})) {
     line.push_back(std::move(text));
   }
   line.insert(line.end(), 2, std::string());  // gap and value
-  append({median(of[5]), median(of[6]), median(of[7])}, line);
+  append({median(of[6]), median(of[7]), median(of[8])}, line);
   table_.add(line);
 }
 

@@ -37,7 +37,7 @@ std::vector<std::string> disagreements(const Comparison &comparison);
 
 /// The measures of a run that are compared.
 struct Figures {
-  double rounds, columns, rmp_seconds, oracle_seconds, seconds;
+  double rounds, inner, columns, rmp_seconds, oracle_seconds, seconds;
 };
 Figures figures_of(const RunResult &result);
 

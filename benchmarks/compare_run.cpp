@@ -50,6 +50,7 @@ RunResult run_library(const MasterMaker &make, const Overrides &overrides,
   result.failure = failure_of(master);
   result.closed = master.status == quarn::Status::optimal;
   result.rounds = static_cast<int32_t>(master.history.size());
+  result.inner = master.inner_iterations;
   result.columns = master.columns;
   result.lower = master.lower_bound;
   result.upper = master.upper_bound;

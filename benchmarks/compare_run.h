@@ -23,6 +23,7 @@ struct RunResult {
   std::string failure;  ///< why the run ended early, save for the time limit; empty: it did not
   bool closed = false;  ///< the gap fell to the tolerance
   int32_t rounds = 0;   ///< calls of the oracle after a restricted master problem
+  int32_t inner = 0;    ///< iterations of the library's solver
   int32_t columns = 0;
   double lower = -1e30, upper = 1e30;
   double rmp_seconds = 0.0;     ///< everything but what the oracle takes
