@@ -71,6 +71,9 @@ void write_json(const Report &report, const std::string &path) {
   object["time_oracle"] = report.result.oracle_seconds;
   object["integer_value"] = nullptr;
   if (report.integer_value) object["integer_value"] = *report.integer_value;
+  for (const auto &[key, value] : report.more) {
+    std::visit([&object, name = key](auto number) { object[name] = number; }, value);
+  }
   errno = 0;
   std::ofstream file(path);
   // An instance's name may hold bytes that are not UTF-8; they are replaced.
