@@ -1,0 +1,44 @@
+#ifndef EXAMPLES_DANTZIG_WOLFE_BLOCK_PRICING_H
+#define EXAMPLES_DANTZIG_WOLFE_BLOCK_PRICING_H
+
+#include <block_pricing/block_pricer.hpp>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "examples/dantzig_wolfe/block_pricer.h"
+#include "examples/dantzig_wolfe/reformulation.h"
+
+namespace dantzig_wolfe {
+
+/// The blocks of a reformulation, to be priced by any team. Each answers with its term n_k z_k(u)
+/// of the bound (2), see Reformulation.
+class BlockPricing : public quarn::BlockOracle {
+ public:
+  /// `reformulation` has to outlive the object.
+  BlockPricing(const Reformulation &reformulation, const PricingLimits &limits);
+
+  size_t blocks() const override { return pricers_.size(); }
+  std::string name(size_t block) const override { return reformulation_.blocks()[block].name; }
+  quarn::BlockAnswer price(size_t block, const quarn::BlockDuals &duals,
+                           quarn::BlockColumns &columns) override;
+
+  /// A block's solution at the cost that it has with u, by linking row. Throws std::runtime_error
+  /// when it has no point.
+  BlockSolution solve(size_t block, const std::vector<double> &u);
+
+  /// The bound (2) of the program that minimises, from a round that all blocks have answered;
+  /// -kInfinite when there is none. `duals` by index of the master's rows.
+  double bound(const std::vector<double> &duals, const quarn::BlockRound &round) const;
+
+  /// The same as an answer to the master, in its sense.
+  quarn::Answer answer(const quarn::Duals &duals, const quarn::BlockRound &round) const;
+
+ private:
+  const Reformulation &reformulation_;
+  std::vector<std::unique_ptr<BlockPricer>> pricers_;
+};
+
+}  // namespace dantzig_wolfe
+
+#endif

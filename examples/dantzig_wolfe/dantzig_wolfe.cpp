@@ -1,0 +1,266 @@
+#include <CLI/CLI.hpp>
+#include <chrono>
+#include <cmath>
+#include <cstdio>
+#include <fstream>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <utility>
+
+#include "examples/common/job.h"
+#include "examples/common/master_solve.h"
+#include "examples/common/options.h"
+#include "examples/common/report.h"
+#include "examples/dantzig_wolfe/block_pricing.h"
+#include "examples/dantzig_wolfe/blocks.h"
+#include "examples/dantzig_wolfe/decomposition.h"
+#include "examples/dantzig_wolfe/file_solution.h"
+#include "examples/dantzig_wolfe/model.h"
+#include "examples/dantzig_wolfe/reformulation.h"
+#include "examples/dantzig_wolfe/relaxation.h"
+#include "examples/dantzig_wolfe/root.h"
+#include "examples/dantzig_wolfe/solution_search.h"
+
+namespace dantzig_wolfe {
+
+// The reformulation, its pricing and its bound are derived in README.md.
+
+struct Settings : examples::Options {
+  std::string decomposition;    ///< the .dec file; empty: see load_decomposition
+  std::string linking_rows;     ///< regular expression; empty: none
+  std::string solution_file;    ///< where the solution goes; empty: standard output
+  bool root = false;            ///< the bound at the root alone
+  bool keep_equal = false;      ///< price equal blocks one by one
+  double integer_seconds = 10;  ///< for Cbc on the columns
+  PricingLimits limits;
+};
+
+/// Seconds since the last look.
+class Stopwatch {
+ public:
+  double seconds() const {
+    return std::chrono::duration<double>(std::chrono::steady_clock::now() - last_).count();
+  }
+
+  double lap() {
+    const auto now = std::chrono::steady_clock::now();
+    const double seconds = std::chrono::duration<double>(now - last_).count();
+    last_ = now;
+    return seconds;
+  }
+
+ private:
+  std::chrono::steady_clock::time_point last_ = std::chrono::steady_clock::now();
+};
+
+/// The file of the same name with the ending .dec.
+static std::string beside(std::string path) {
+  if (path.size() > 3 && path.compare(path.size() - 3, 3, ".gz") == 0) path.resize(path.size() - 3);
+  return path.substr(0, path.rfind('.')) + ".dec";
+}
+
+static Decomposition load_decomposition(const Settings &settings, const Model &model) {
+  if (!settings.decomposition.empty()) return read_decomposition(settings.decomposition, model);
+  if (!settings.linking_rows.empty()) return match_linking_rows(settings.linking_rows, model);
+  const std::string file = beside(settings.file);
+  if (std::ifstream(file).good()) return read_decomposition(file, model);
+  return find_decomposition(settings.file, model);
+}
+
+static void print_model(const Model &model, const Decomposition &decomposition,
+                        const Reformulation &reformulation) {
+  size_t integers = 0, coefficients = 0;
+  for (const Variable &variable : model.variables) integers += variable.integer ? 1 : 0;
+  for (const Constraint &row : model.rows) coefficients += row.entries.size();
+  std::printf("model           %zu rows, %zu variables (%zu integer), %zu coefficients\n",
+              model.rows.size(), model.variables.size(), integers, coefficients);
+  std::printf("decomposition   %s\n", decomposition.source.c_str());
+  std::printf("                %zu linking rows, %zu blocks (%zu distinct), %zu columns outside\n",
+              decomposition.linking.size(), decomposition.blocks.size(),
+              reformulation.blocks().size(), reformulation.outside().size());
+}
+
+/// Seconds of the parts that the master's run does not count.
+struct Seconds {
+  double reading = 0.0, relaxation = 0.0, first_columns = 0.0, finish = 0.0, solutions = 0.0;
+};
+
+/// The share of the way from the relaxation to an integer value that the root bound covers.
+static std::optional<double> gap_closed(double relaxation, double root, double integer) {
+  const double whole = std::fabs(integer - relaxation);
+  if (whole <= 1e-9 * (1.0 + std::fabs(integer))) return std::nullopt;
+  return std::fabs(root - relaxation) / whole;
+}
+
+static void print_outcome(const Model &model, double relaxation, const quarn::Result &result,
+                          const FileSolution &solution, const Seconds &seconds) {
+  const double root = model.maximize ? result.upper_bound : result.lower_bound;
+  examples::print_summary(result);
+  std::printf(
+      "                reading %.3f s, relaxation %.3f s, first columns %.3f s, last rounds %.3f "
+      "s, "
+      "solutions %.3f s\n",
+      seconds.reading, seconds.relaxation, seconds.first_columns, seconds.finish,
+      seconds.solutions);
+  std::printf("relaxation      %.10g\n", relaxation);
+  std::printf("root bound      %.10g\n", root);
+  if (!model.has_integers()) return;
+  if (!solution.integral) {
+    std::puts("integer value   none found");
+    return;
+  }
+  std::printf("integer value   %.10g (%s)\n", solution.value, solution.source.c_str());
+  if (const auto share = gap_closed(relaxation, root, solution.value)) {
+    std::printf("gap closed      %.1f %% of that between relaxation and integer value\n",
+                100.0 * *share);
+  }
+}
+
+static void print_solution(const Settings &settings, const Model &model,
+                           const FileSolution &solution) {
+  if (solution.x.empty()) {
+    std::puts("solution        none that satisfies the rows and bounds of the file");
+    return;
+  }
+  std::printf("solution        %s, %s; rows and bounds checked\n", solution.source.c_str(),
+              solution.integral || !model.has_integers() ? "integral" : "not integral");
+  if (settings.solution_file.empty()) {
+    std::puts("\nVariables that are not 0:");
+    write_solution(model, solution.x, stdout);
+  } else {
+    write_solution(model, solution.x, settings.solution_file);
+  }
+}
+
+static LinearSolution relax(const Model &model) {
+  LinearSolution relaxation = solve_relaxation(model);
+  if (relaxation.outcome == LinearSolution::Outcome::infeasible) {
+    throw std::runtime_error("the program is infeasible: its relaxation has no solution");
+  }
+  if (relaxation.outcome == LinearSolution::Outcome::unbounded) {
+    throw std::runtime_error("the relaxation is unbounded: there is no bound");
+  }
+  return relaxation;
+}
+
+/// The blocks' pricing with all that it needs, as every process of a job has it.
+struct Problem {
+  const Model model;
+  const Decomposition decomposition;
+  const Reformulation reformulation;
+  BlockPricing pricing;
+
+  explicit Problem(const Settings &settings)
+      : model(read_model(settings.file)),
+        decomposition(load_decomposition(settings, model)),
+        reformulation(model, decomposition,
+                      make_blocks(model, decomposition, !settings.keep_equal)),
+        pricing(reformulation, settings.limits) {}
+};
+
+static quarn::Result solve_root(const Settings &settings, Problem &problem,
+                                const LinearSolution &relaxation, quarn::BlockPricer &pricer,
+                                quarn::Master &master, Seconds &seconds) {
+  Stopwatch watch;
+  quarn::Settings how = examples::settings_of(settings);
+  prepare_root(problem.reformulation, problem.pricing, relaxation, master, how);
+  seconds.first_columns = watch.lap();
+  const auto answer = [&](const quarn::Duals &duals, const quarn::BlockRound &round) {
+    return problem.pricing.answer(duals, round);
+  };
+  std::putchar('\n');
+  std::fflush(stdout);
+  return examples::solve(master, pricer.oracle(answer), settings, std::move(how));
+}
+
+static int solve(const Settings &settings, Problem &problem, quarn::BlockPricer &pricer,
+                 Seconds seconds) {
+  const Model &model = problem.model;
+  const Reformulation &reformulation = problem.reformulation;
+  print_model(model, problem.decomposition, reformulation);
+  Stopwatch watch;
+  const LinearSolution relaxation = relax(model);
+  seconds.relaxation = watch.lap();
+  quarn::Master master = reformulation.master();
+  quarn::Result result = solve_root(settings, problem, relaxation, pricer, master, seconds);
+  watch.lap();
+  const auto out_of_time = [&] { return result.seconds + watch.seconds() > settings.time_limit; };
+  const RestrictedMaster restricted = finish_root(reformulation, problem.pricing, master, pricer,
+                                                  out_of_time, settings.tolerance, &result);
+  seconds.finish = watch.lap();
+  FileSolution solution;
+  if (result.status != quarn::Status::infeasible) {
+    solution = find_solution(reformulation, restricted, result, settings.integer_seconds);
+  }
+  seconds.solutions = watch.lap();
+
+  print_outcome(model, relaxation.value, result, solution, seconds);
+  print_solution(settings, model, solution);
+  std::optional<double> integer_value;
+  if (solution.integral && model.has_integers()) integer_value = solution.value;
+  examples::write_json({settings.file,
+                        result,
+                        integer_value,
+                        {{"relaxation", relaxation.value},
+                         {"blocks", static_cast<int64_t>(problem.decomposition.blocks.size())},
+                         {"distinct_blocks", static_cast<int64_t>(reformulation.blocks().size())}}},
+                       settings.json_file);
+  return examples::exit_status(result);
+}
+
+static int run(const Settings &settings, examples::Job &job) {
+  Stopwatch watch;
+  Problem problem(settings);
+  Seconds seconds;
+  seconds.reading = watch.lap();
+  return job.run(problem.pricing, [&](quarn::BlockPricer *pricer) {
+    if (pricer != nullptr) return solve(settings, problem, *pricer, seconds);
+    quarn::LocalTeam alone(1);
+    quarn::BlockPricer own(problem.pricing, alone);
+    return solve(settings, problem, own, seconds);
+  });
+}
+
+static void add_options(CLI::App &app, Settings &settings) {
+  examples::add_options(app, settings);
+  app.get_option("FILE")->required();
+  CLI::Option *file = app.add_option("--decomposition", settings.decomposition,
+                                     "the blocks, as a .dec file; without one of these two "
+                                     "options that beside FILE, or blocks are looked for")
+                          ->type_name("FILE.dec");
+  app.add_option("--linking-rows", settings.linking_rows,
+                 "rows in whose names this is found are linking")
+      ->type_name("REGEX")
+      ->excludes(file);
+  app.add_option("--solution", settings.solution_file,
+                 "write the solution to this file, not to standard output")
+      ->type_name("FILE");
+  app.add_flag("--root", settings.root,
+               "the bound at the root alone, which is all there is so far");
+  app.add_flag("--keep-equal-blocks", settings.keep_equal, "price equal blocks one by one");
+  app.add_option("--integer-seconds", settings.integer_seconds,
+                 "for Cbc to find an integer solution made of the columns")
+      ->check(CLI::NonNegativeNumber)
+      ->capture_default_str();
+  app.add_option("--block-nodes", settings.limits.nodes,
+                 "of Cbc's search for a block; what it has proved then is used")
+      ->check(CLI::NonNegativeNumber)
+      ->capture_default_str();
+  app.add_option("--block-seconds", settings.limits.seconds, "the same in seconds")
+      ->check(CLI::NonNegativeNumber)
+      ->capture_default_str();
+}
+
+}  // namespace dantzig_wolfe
+
+int main(int argc, char **argv) {
+  examples::Job job(argc, argv);
+  CLI::App app("Bounds and solutions of block-structured programs by column generation",
+               "dantzig_wolfe");
+  dantzig_wolfe::Settings settings;
+  dantzig_wolfe::add_options(app, settings);
+  job.add_options(app);
+  if (const auto status = examples::parse(app, argc, argv)) return job.finish(*status);
+  return job.finish(examples::run_guarded([&] { return dantzig_wolfe::run(settings, job); }));
+}
