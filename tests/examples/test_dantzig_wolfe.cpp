@@ -1,0 +1,239 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+#include <fstream>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "examples/common/text_reader.h"
+#include "examples/dantzig_wolfe/block_pricing.h"
+#include "examples/dantzig_wolfe/file_solution.h"
+#include "examples/dantzig_wolfe/root.h"
+#include "examples/dantzig_wolfe/solution_search.h"
+
+namespace dantzig_wolfe {
+namespace {
+
+/// Block-angular programs, feasible at a whole point: rows `m...` link, rows `b...` are in blocks.
+class RandomPrograms {
+ public:
+  explicit RandomPrograms(unsigned seed) : engine_(seed) {}
+
+  int between(int least, int most) {
+    return std::uniform_int_distribution<int>(least, most)(engine_);
+  }
+
+  Model program(bool integers) {
+    Model model;
+    model.maximize = between(0, 1) == 1;
+    model.constant = between(-5, 5);
+    for (int i = between(1, 4); i > 0; --i)
+      model.rows.emplace_back().name = "m" + std::to_string(i);
+    const size_t linking = model.rows.size();
+    for (int b = between(1, 4); b > 0; --b) {
+      const Model before = model;
+      add_block(model, integers, linking);
+      // An equal block with its variables in another order.
+      if (between(0, 2) == 0) add_twin(model, before);
+    }
+    if (between(0, 1) == 1) add_variables(model, between(1, 2), integers);
+    close(model, 0, linking);
+    return model;
+  }
+
+ private:
+  void add_variables(Model &model, int count, bool integers) {
+    for (; count > 0; --count) {
+      Variable &variable = model.variables.emplace_back();
+      variable.name = "x" + std::to_string(model.variables.size());
+      variable.cost = between(-4, 9) * model.sign();
+      variable.integer = integers && between(0, 2) > 0;
+      const int kind = between(0, 9);
+      variable.lower = kind == 0 ? -kInfinite : kind == 1 ? -2.0 : 0.0;
+      variable.upper = kind < 5 && !(integers && variable.integer) ? kInfinite : between(2, 5);
+      if (integers && variable.integer) variable.lower = std::max(variable.lower, -3.0);
+      point_.push_back(between(0, 2));
+      for (Constraint &row : model.rows) {
+        if (row.name[0] == 'm' && between(0, 1) == 1) add_entry(row, model, between(1, 4));
+      }
+    }
+  }
+
+  static void add_entry(Constraint &row, const Model &model, double value) {
+    row.entries.push_back({static_cast<int32_t>(model.variables.size()) - 1, value});
+  }
+
+  void add_block(Model &model, bool integers, size_t linking) {
+    const size_t first = model.variables.size();
+    add_variables(model, between(1, 4), integers);
+    const size_t row = model.rows.size();
+    for (int i = between(1, 3); i > 0; --i) {
+      Constraint &added = model.rows.emplace_back();
+      added.name = "b" + std::to_string(model.rows.size() - linking);
+      for (size_t j = first; j < model.variables.size(); ++j) {
+        // The first row of a block holds it together.
+        if (i == 1 || between(0, 1) == 1) {
+          added.entries.push_back(
+              {static_cast<int32_t>(j), double(between(0, 3) > 0 ? between(1, 5) : -2)});
+        }
+      }
+    }
+    close(model, row, model.rows.size());
+  }
+
+  void add_twin(Model &model, const Model &before) {
+    const auto first = static_cast<int32_t>(before.variables.size());
+    const auto count = static_cast<int32_t>(model.variables.size()) - first;
+    const auto twin_of = [&](int32_t j) { return first + 2 * count - 1 - (j - first); };
+    for (int32_t k = count; k-- > 0;) {
+      model.variables.push_back(model.variables[static_cast<size_t>(first + k)]);
+      model.variables.back().name += "t";
+      point_.push_back(point_[static_cast<size_t>(first + k)]);
+    }
+    const size_t rows = model.rows.size();
+    for (size_t i = 0; i < rows; ++i) {
+      const bool linking = i < before.rows.size();
+      if (linking && model.rows[i].name[0] != 'm') continue;
+      std::vector<Entry> entries;
+      for (const Entry &entry : model.rows[i].entries) {
+        if (entry.index >= first) entries.push_back({twin_of(entry.index), entry.value});
+      }
+      std::reverse(entries.begin(), entries.end());
+      if (linking) {
+        model.rows[i].entries.insert(model.rows[i].entries.end(), entries.begin(), entries.end());
+      } else {
+        model.rows.push_back(
+            {model.rows[i].name + "t", model.rows[i].lower, model.rows[i].upper, entries});
+      }
+    }
+  }
+
+  /// Sides around the point.
+  void close(Model &model, size_t begin, size_t end) {
+    for (size_t i = begin; i < end; ++i) {
+      Constraint &row = model.rows[i];
+      double value = 0.0;
+      for (const Entry &entry : row.entries)
+        value += entry.value * point_[static_cast<size_t>(entry.index)];
+      const int kind = between(0, 5);
+      if (kind != 1) row.lower = value - (kind == 0 ? 0 : between(0, 3));
+      if (kind != 2) row.upper = value + (kind == 0 ? 0 : between(0, 3));
+    }
+  }
+
+  std::mt19937 engine_;
+  std::vector<double> point_;
+};
+
+struct Root {
+  quarn::Result result;
+  FileSolution solution;
+  size_t distinct = 0;
+};
+
+Root solve(const Model &model, const LinearSolution &relaxation, bool merge, int threads = 1) {
+  const Decomposition decomposition = match_linking_rows("^m", model);
+  const Reformulation reformulation(model, decomposition, make_blocks(model, decomposition, merge));
+  BlockPricing pricing(reformulation, PricingLimits());
+  quarn::Master master = reformulation.master();
+  quarn::Settings settings;
+  prepare_root(reformulation, pricing, relaxation, master, settings);
+  quarn::LocalTeam team(threads);
+  quarn::BlockPricer pricer(pricing, team);
+  Root root;
+  root.result =
+      master.solve(pricer.oracle([&](const quarn::Duals &duals, const quarn::BlockRound &round) {
+        return pricing.answer(duals, round);
+      }),
+                   settings);
+  const RestrictedMaster restricted = finish_root(
+      reformulation, pricing, master, pricer, [] { return false; }, 1e-8, &root.result);
+  root.solution = find_solution(reformulation, restricted, root.result, 1.0);
+  root.distinct = reformulation.blocks().size();
+  return root;
+}
+
+double largest(const std::vector<double> &x) {
+  double result = 0.0;
+  for (const double value : x) result = std::max(result, std::fabs(value));
+  return result;
+}
+
+TEST(DantzigWolfe, LinearProgramsHaveTheValueOfTheirRelaxation) {
+  int solved = 0, merged = 0;
+  for (unsigned seed = 1; seed <= 300; ++seed) {
+    SCOPED_TRACE(seed);
+    const Model model = RandomPrograms(seed).program(false);
+    const LinearSolution relaxation = solve_relaxation(model);
+    if (relaxation.outcome == LinearSolution::Outcome::unbounded) continue;
+    ASSERT_EQ(relaxation.outcome, LinearSolution::Outcome::solved);
+    // Along a line of optima Clp may end far out, with a value of few digits.
+    if (largest(relaxation.x) > 1e6) continue;
+    const double allowed = 1e-6 * (1.0 + std::fabs(relaxation.value));
+    const Root together = solve(model, relaxation, true), apart = solve(model, relaxation, false);
+    for (const Root *root : {&together, &apart}) {
+      ASSERT_EQ(root->result.status, quarn::Status::optimal) << root->result.message;
+      EXPECT_NEAR(root->result.lower_bound, relaxation.value, allowed);
+      EXPECT_NEAR(root->result.upper_bound, relaxation.value, allowed);
+      ASSERT_FALSE(root->solution.x.empty());
+      EXPECT_NEAR(root->solution.value, relaxation.value, allowed);
+    }
+    merged += together.distinct < apart.distinct ? 1 : 0;
+    ++solved;
+  }
+  EXPECT_GT(solved, 200);
+  EXPECT_GT(merged, 80);
+}
+
+/// The optimum with the integer requirements, by Cbc on the whole program.
+double integer_optimum(const Model &model, const LinearSolution &relaxation) {
+  Block block = {};
+  block.copies.emplace_back();
+  for (const Variable &variable : model.variables) {
+    block.variables.push_back(
+        {model.sign() * variable.cost, variable.lower, variable.upper, variable.integer, {}});
+  }
+  for (const Constraint &row : model.rows) {
+    if (!row.entries.empty()) block.rows.push_back({row.lower, row.upper, row.entries});
+  }
+  EXPECT_EQ(relaxation.outcome, LinearSolution::Outcome::solved);
+  std::vector<double> cost;
+  for (const BlockVariable &variable : block.variables) cost.push_back(variable.cost);
+  const BlockSolution solution = make_integer_pricer(block, PricingLimits())->price(cost);
+  EXPECT_EQ(solution.outcome, BlockSolution::Outcome::solved);
+  return model.objective(solution.points.at(0));
+}
+
+TEST(DantzigWolfe, TheBoundOfAnIntegerProgramLiesBetweenRelaxationAndOptimum) {
+  int solved = 0, closer = 0, found = 0;
+  for (unsigned seed = 1; seed <= 100; ++seed) {
+    SCOPED_TRACE(seed);
+    const Model model = RandomPrograms(seed).program(true);
+    const LinearSolution relaxation = solve_relaxation(model);
+    if (relaxation.outcome != LinearSolution::Outcome::solved) continue;
+    const double optimum = integer_optimum(model, relaxation);
+    const double allowed = 1e-6 * (1.0 + std::fabs(optimum));
+    const Root root = solve(model, relaxation, true), apart = solve(model, relaxation, false);
+    ASSERT_EQ(root.result.status, quarn::Status::optimal) << root.result.message;
+    const double sign = model.sign();
+    const double bound = model.maximize ? root.result.upper_bound : root.result.lower_bound;
+    EXPECT_GE(sign * bound, sign * relaxation.value - allowed);
+    EXPECT_LE(sign * bound, sign * optimum + allowed);
+    EXPECT_NEAR(apart.result.lower_bound, root.result.lower_bound, 3.0 * allowed);
+    ++solved;
+    if (sign * (bound - relaxation.value) > allowed) ++closer;
+    if (!root.solution.integral) continue;
+    ++found;
+    EXPECT_GE(sign * root.solution.value, sign * optimum - allowed);
+    EXPECT_TRUE(check(model, root.solution.x).integral);
+  }
+  EXPECT_GT(solved, 60);
+  EXPECT_GT(closer, 15);
+  EXPECT_GT(found, 30);
+}
+
+}  // namespace
+}  // namespace dantzig_wolfe
