@@ -307,6 +307,8 @@ int16_t Run::ask(double *ub_term, double *lb_term) {
     steer(bound);
     last_gap_ = gap_below(std::min(state_.upper, upper_before));
   }
+  rmp_seconds_ += rmp_seconds;
+  oracle_seconds_ += oracle_seconds;
   if (!first) add_line(rmp_seconds, oracle_seconds);
   end_ = decide();
   return end_ == End::none ? reply(bound, first, ub_term, lb_term) : int16_t{-1};
@@ -518,8 +520,6 @@ void Run::add_line(double rmp_seconds, double oracle_seconds) {
   line.oracle_seconds = oracle_seconds;
   inner_before_ = env.inner_iterations;
   inner_iterations_ += line.inner_iterations;
-  rmp_seconds_ += rmp_seconds;
-  oracle_seconds_ += oracle_seconds;
   history_.push_back(line);
   if (settings_.progress != nullptr) print_line(*settings_.progress, line, seconds());
   if (settings_.on_iteration) settings_.on_iteration(line);

@@ -36,6 +36,7 @@ Bounds checked_bounds(Bounds bounds, const std::string &what) {
 State::State(const State &other)
     : sense(other.sense),
       rows(other.rows),
+      late_rows(other.late_rows),
       columns(other.columns),
       batches(other.batches),
       names(other.names),
@@ -134,6 +135,7 @@ Row State::add_row(Bounds sides, const RowOptions &options) {
   row.identity = std::make_shared<const RowIdentity>(RowIdentity{name, slot, options.block});
   if (!options.name.empty()) names.emplace(options.name, slot);
   for (const auto &entry : row.late) columns[at(entry.first)].has_late = true;
+  if (!row.late.empty()) late_rows.push_back(slot);
   reindex_ = reindex_ || !row.late.empty();
   rows.push_back(std::move(row));
   stamp_.resize(rows.size(), 0);
@@ -191,12 +193,10 @@ void State::gather(int32_t slot, std::vector<std::pair<int32_t, double>> *entrie
     if (!rows[at(data.rows[t])].removed) entries->push_back({data.rows[t], data.values[t]});
   }
   if (!columns[at(slot)].has_late) return;
-  for (size_t i = 0; i < rows.size(); ++i) {
-    const auto &late = rows[i].late;
+  for (const int32_t row : late_rows) {
+    const auto &late = rows[at(row)].late;
     const auto found = std::lower_bound(late.begin(), late.end(), std::make_pair(slot, -HUGE_VAL));
-    if (found != late.end() && found->first == slot) {
-      entries->push_back({static_cast<int32_t>(i), found->second});
-    }
+    if (found != late.end() && found->first == slot) entries->push_back({row, found->second});
   }
 }
 

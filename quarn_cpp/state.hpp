@@ -131,6 +131,7 @@ struct State {
 
   Sense sense;
   std::vector<RowSlot> rows;
+  std::vector<int32_t> late_rows;  ///< slots of rows that came with entries
   std::vector<ColumnSlot> columns;
   std::vector<std::shared_ptr<Batch>> batches;
   std::unordered_map<std::string, int32_t> names;

@@ -452,6 +452,16 @@ TEST(Solve, RoundsWhenAsked) {
   EXPECT_GE(covered, 4.0);
 }
 
+TEST(Solve, CountsTheTimeOfACallBeforeTheFirstIteration) {
+  Cover cover(4);
+  Settings settings;
+  settings.first_duals.assign(4, 0.0);
+  settings.max_iterations = 0;
+  const Result result = cover.master.solve(cover.oracle(), settings);
+  EXPECT_TRUE(result.history.empty());
+  EXPECT_GT(result.oracle_seconds, 0.0);
+}
+
 TEST(Solve, PricesAtTheCallersDuals) {
   for (uint32_t seed = 0; seed < 10; ++seed) {
     SCOPED_TRACE(seed);
