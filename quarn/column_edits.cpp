@@ -28,7 +28,7 @@ static bool is_acceptable(const QUARN_env *env, const QUARN_SMatrix_CW *batch,
   const Lists columns = {batch->col_start, batch->rw, batch->elt, batch->n};
   const Fault fault = first_fault(columns, batch->nz, env->G->m);
   complaints::batch(Log(*env), {function, "column", "row"}, columns, fault, env->G->m);
-  return fault.flaw == Flaw::none;
+  return fault.flaw == Flaw::kNone;
 }
 
 static bool is_acceptable(const QUARN_env &env, const DenseColumns &columns, const char *function) {

@@ -34,24 +34,24 @@ inline void batch(const Log &log, const Words &words, const Lists &batch, const 
   if (!log.is_callers()) return;
   const int32_t at = fault.position;
   switch (fault.flaw) {
-    case Flaw::first_start:
+    case Flaw::kFirstStart:
       log.print("%s: the starts are missing, or do not begin at 1\n", words.function);
       return;
-    case Flaw::falling_start:
+    case Flaw::kFallingStart:
       log.print("%s: %s %d ends before it starts\n", words.function, words.list, at + 1);
       return;
-    case Flaw::last_start:
+    case Flaw::kLastStart:
       log.print("%s: the last start is %d, not the number of entries and 1 more\n", words.function,
                 batch.start[batch.count]);
       return;
-    case Flaw::no_entries:
+    case Flaw::kNoEntries:
       log.print("%s: the array of indices or of values is null\n", words.function);
       return;
-    case Flaw::index:
+    case Flaw::kIndex:
       log.print("%s: %s %d has an entry in %s %d, the last %s is %d\n", words.function, words.list,
                 list_of(batch, at) + 1, words.index, batch.index[at], words.index, max_index);
       return;
-    case Flaw::value:
+    case Flaw::kValue:
       log.print("%s: the entry of %s %d in %s %d is %g\n", words.function, words.list,
                 list_of(batch, at) + 1, words.index, batch.index[at], batch.elt[at]);
       return;

@@ -16,24 +16,24 @@ namespace quarn {
 constexpr double kDropTolerance = 1e-10;  // dense values up to this magnitude are not stored
 
 /// What is wrong with the lists of a batch, and at which list or entry, from 0.
-enum class Flaw { none, first_start, falling_start, last_start, no_entries, index, value };
+enum class Flaw { kNone, kFirstStart, kFallingStart, kLastStart, kNoEntries, kIndex, kValue };
 struct Fault {
-  Flaw flaw = Flaw::none;
+  Flaw flaw = Flaw::kNone;
   int32_t position = 0;
 };
 
 /// The first flaw of `count` lists with nz entries, which are to have rising starts from 1 to nz+1,
 /// indices within 1 .. max_index and finite values.
 inline Fault first_fault(const Lists &lists, int32_t nz, int32_t max_index) {
-  if (lists.start == nullptr || lists.start[0] != 1) return {Flaw::first_start, 0};
+  if (lists.start == nullptr || lists.start[0] != 1) return {Flaw::kFirstStart, 0};
   for (int32_t t = 0; t < lists.count; ++t) {
-    if (lists.start[t + 1] < lists.start[t]) return {Flaw::falling_start, t};
+    if (lists.start[t + 1] < lists.start[t]) return {Flaw::kFallingStart, t};
   }
-  if (int64_t{lists.start[lists.count]} != int64_t{nz} + 1) return {Flaw::last_start, 0};
-  if (nz > 0 && (lists.index == nullptr || lists.elt == nullptr)) return {Flaw::no_entries, 0};
+  if (int64_t{lists.start[lists.count]} != int64_t{nz} + 1) return {Flaw::kLastStart, 0};
+  if (nz > 0 && (lists.index == nullptr || lists.elt == nullptr)) return {Flaw::kNoEntries, 0};
   for (int32_t k = 0; k < nz; ++k) {
-    if (lists.index[k] < 1 || lists.index[k] > max_index) return {Flaw::index, k};
-    if (!std::isfinite(lists.elt[k])) return {Flaw::value, k};
+    if (lists.index[k] < 1 || lists.index[k] > max_index) return {Flaw::kIndex, k};
+    if (!std::isfinite(lists.elt[k])) return {Flaw::kValue, k};
   }
   return {};
 }

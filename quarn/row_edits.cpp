@@ -36,7 +36,7 @@ static bool is_acceptable(const QUARN_env *env, const NewRows &rows) {
   const int32_t generated = env->G->n - env->ncols_aux;
   const Fault fault = first_fault(lists, rows.R->nz, generated);
   complaints::batch(Log(*env), {"QUARN_add_rows", "row", "column"}, lists, fault, generated);
-  return fault.flaw == Flaw::none && are_numbers(*env, "right-hand side", rows.rhs, rows.R->m) &&
+  return fault.flaw == Flaw::kNone && are_numbers(*env, "right-hand side", rows.rhs, rows.R->m) &&
          are_numbers(*env, "dual's lower limit", rows.dual_lower, rows.R->m) &&
          are_numbers(*env, "dual's upper limit", rows.dual_upper, rows.R->m);
 }

@@ -68,7 +68,7 @@ int16_t solve(QUARN_env *env, double lb_term, int16_t status = 1) {
 }
 
 /// In a sentence ~ stands for a number that the solver's last digits show in.
-const struct {
+const struct Case {
   const char *mistake;
   const char *sentence;
   int32_t result;
@@ -148,20 +148,20 @@ const struct {
 };
 
 TEST(Mistakes, AreNamedOnTheSinkOfTheCaller) {
-  for (const auto &[mistake, sentence, result, act] : kMistakes) {
-    SCOPED_TRACE(mistake);
+  for (const Case &row : kMistakes) {
+    SCOPED_TRACE(row.mistake);
     Caller caller;
     const Record env = make(&caller);
     QUARN_set_log(env.get(), Caller::keep, &caller);
-    const int32_t given = act(env.get());
-    EXPECT_TRUE(given == result || result == kAnyStatus) << given;
-    EXPECT_TRUE(support::is_said(sentence, caller.text)) << caller.text;
-    EXPECT_TRUE(support::is_on_mistakes_page(sentence));
+    const int32_t given = row.make(env.get());
+    EXPECT_TRUE(given == row.result || row.result == kAnyStatus) << given;
+    EXPECT_TRUE(support::is_said(row.sentence, caller.text)) << caller.text;
+    EXPECT_TRUE(support::is_on_mistakes_page(row.sentence));
 
     const Record silent = make(&caller);
     QUARN_set_log(silent.get(), nullptr, nullptr);
-    const std::string shown = support::flushed_output([&] { act(silent.get()); });
-    EXPECT_FALSE(support::is_said(sentence, shown)) << shown;
+    const std::string shown = support::flushed_output([&] { row.make(silent.get()); });
+    EXPECT_FALSE(support::is_said(row.sentence, shown)) << shown;
   }
 }
 
