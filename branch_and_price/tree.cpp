@@ -215,16 +215,18 @@ Fate Tree::process(Node *node, NodeRecord *record) {
     round_library(at, generation);
     const Fate fate = close(*node, generation);
     if (fate != Fate::branched) return fate;
-    if (!is_integer(at, generation, sharply)) break;
-    if (frame_.is_cut_off(node->bound)) return Fate::integer;
-    if (sharply) return Fate::failed;
+    if (is_integer(at, generation, sharply)) {
+      if (frame_.is_cut_off(node->bound)) return Fate::integer;
+      continue;
+    }
+    find_solutions(*node, at, generation);
+    if (frame_.is_cut_off(node->bound)) return Fate::cut_off;
+    if (frame_.must_stop()) return Fate::open;
+    if (!branch(*node, at, generation, sharply)) continue;
+    if (generation.early) ++counts_.branched_early;
+    return Fate::branched;
   }
-  find_solutions(*node, at, generation);
-  if (frame_.is_cut_off(node->bound)) return Fate::cut_off;
-  if (frame_.must_stop()) return Fate::open;
-  branch(*node, at, generation);
-  if (generation.early) ++counts_.branched_early;
-  return Fate::branched;
+  return Fate::failed;
 }
 
 /// What becomes of the node after its column generation; branched: it is to be.
@@ -403,14 +405,14 @@ bool Tree::excludes(const NodeMaster &at, const std::vector<ColumnValue> &values
   return false;
 }
 
-void Tree::check_branching(const Node &node, const NodeMaster &at, const Generation &generation,
-                           const Branching &branching) const {
-  const std::string what = "node " + std::to_string(node.number) + ": ";
-  if (branching.empty()) throw Mistake(what + "a candidate for branching has no children");
+/// What is wrong with a branching, as a sentence; empty when nothing is.
+std::string Tree::fault(const NodeMaster &at, const Generation &generation,
+                        const Branching &branching) const {
+  if (branching.empty()) return "a candidate for branching has no children";
   for (const Branch &branch : branching) {
     if (excludes(at, generation.result.values, branch)) continue;
-    throw Mistake(what + "the child '" + (branch.empty() ? "" : to_string(branch.front())) +
-                  "' does not exclude the fractional solution: the tree would not end");
+    return "the child '" + (branch.empty() ? "" : to_string(branch.front())) +
+           "' does not exclude the fractional solution: the tree would not end";
   }
   for (const Column &column : at.master.columns()) {
     const std::vector<Entry> entries = at.master.entries(column);
@@ -420,10 +422,11 @@ void Tree::check_branching(const Node &node, const NodeMaster &at, const Generat
       });
     });
     if (allowed) continue;
-    throw Mistake(what + "column " + std::to_string(column.index()) +
-                  " is allowed by none of the children, the first of which is '" +
-                  to_string(branching.front().front()) + "'");
+    return "column " + std::to_string(column.index()) +
+           " is allowed by none of the children, the first of which is '" +
+           to_string(branching.front().front()) + "'";
   }
+  return "";
 }
 
 /// Bounds of the children after a few iterations each.
@@ -457,32 +460,45 @@ static double score(std::vector<double> bounds, double bound, double limit) {
   return product;
 }
 
-void Tree::branch(const Node &node, NodeMaster &at, const Generation &generation) {
+/// The candidates without a fault, as many as are to be compared. A loosely solved master may leave
+/// rows unmet by so much that none is: then nothing is returned, and it is to be solved sharply.
+std::vector<Branching> Tree::candidates(const Node &node, const NodeMaster &at,
+                                        const Generation &generation, bool sharp) {
   const Subproblem subproblem = at.subproblem(false);
   const double sign = frame_.objective.sign;
   const Relaxation relaxation{subproblem, generation.result.values, generation.result.duals,
                               sign * node.bound, sign * generation.value};
-  std::vector<Branching> candidates = frame_.problem.branch(relaxation);
-  if (candidates.empty()) {
-    throw Mistake("node " + std::to_string(node.number) +
-                  ": there is no candidate for branching, but the solution is fractional");
+  std::vector<Branching> good;
+  std::string wrong = "there is no candidate for branching, but the solution is fractional";
+  for (Branching &candidate : frame_.problem.branch(relaxation)) {
+    const std::string found = fault(at, generation, candidate);
+    if (found.empty()) good.push_back(std::move(candidate));
+    if (!found.empty()) wrong = found;
+    if (good.size() == static_cast<size_t>(frame_.settings.candidates)) break;
   }
-  const auto most = static_cast<size_t>(frame_.settings.candidates);
-  if (candidates.size() > most) candidates.resize(most);
+  if (good.empty() && sharp) throw Mistake("node " + std::to_string(node.number) + ": " + wrong);
+  return good;
+}
+
+/// False when the node is to be solved sharply first.
+bool Tree::branch(const Node &node, const NodeMaster &at, const Generation &generation,
+                  bool sharp) {
+  const std::vector<Branching> choice = candidates(node, at, generation, sharp);
+  if (choice.empty()) return false;
   size_t best = 0;
   double best_score = -1.0;
   std::vector<double> best_bounds;
-  for (size_t k = 0; k < candidates.size(); ++k) {
-    check_branching(node, at, generation, candidates[k]);
-    std::vector<double> bounds(candidates[k].size(), node.bound);
-    if (candidates.size() > 1 && !frame_.must_stop()) bounds = probe(at, candidates[k], node.bound);
+  for (size_t k = 0; k < choice.size(); ++k) {
+    std::vector<double> bounds(choice[k].size(), node.bound);
+    if (choice.size() > 1 && !frame_.must_stop()) bounds = probe(at, choice[k], node.bound);
     const double points = score(bounds, node.bound, frame_.limit);
     if (points <= best_score) continue;
     best = k;
     best_score = points;
     best_bounds = std::move(bounds);
   }
-  push_children(node, at, candidates[best], best_bounds);
+  push_children(node, at, choice[best], best_bounds);
+  return true;
 }
 
 void Tree::push_children(const Node &node, const NodeMaster &at, const Branching &branching,

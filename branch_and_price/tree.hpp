@@ -58,9 +58,11 @@ class Tree {
   void ask_caller(const NodeMaster &at, const Generation &generation);
 
   // Branching
-  void branch(const Node &node, NodeMaster &at, const Generation &generation);
-  void check_branching(const Node &node, const NodeMaster &at, const Generation &generation,
-                       const Branching &branching) const;
+  bool branch(const Node &node, const NodeMaster &at, const Generation &generation, bool sharp);
+  std::vector<Branching> candidates(const Node &node, const NodeMaster &at,
+                                    const Generation &generation, bool sharp);
+  std::string fault(const NodeMaster &at, const Generation &generation,
+                    const Branching &branching) const;
   bool excludes(const NodeMaster &at, const std::vector<ColumnValue> &values,
                 const Branch &branch) const;
   std::vector<double> probe(const NodeMaster &at, const Branching &branching, double bound);

@@ -76,10 +76,11 @@ bp::Settings search_settings(const Options &options, const SearchOptions &search
   return settings;
 }
 
-bp::Outcome run_search(bp::Search &search, const Options &options, const bp::Settings &settings) {
-  if (!options.resume_file.empty()) search.resume(options.resume_file);
+bp::Outcome run_search(bp::Search &search, const Options &options, const bp::Settings &settings,
+                       const std::function<std::any(const std::string &)> &read) {
+  if (!options.resume_file.empty()) search.resume(options.resume_file, read);
   // Found out now, a mistake in the path costs no run.
-  if (!options.save_file.empty()) search.save(options.save_file);
+  if (!options.save_file.empty()) search.save(options.save_file, settings.save_data);
   return search.run(settings);
 }
 

@@ -1,7 +1,9 @@
 #ifndef EXAMPLES_COMMON_INTEGER_SEARCH_H
 #define EXAMPLES_COMMON_INTEGER_SEARCH_H
 
+#include <any>
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -31,10 +33,12 @@ quarn::branch_and_price::Settings search_settings(const Options &options,
                                                   const SearchOptions &search,
                                                   quarn::branch_and_price::Settings settings = {});
 
-/// Resumes the search from --resume, runs it, saves it to --save.
-quarn::branch_and_price::Outcome run_search(quarn::branch_and_price::Search &search,
-                                            const Options &options,
-                                            const quarn::branch_and_price::Settings &settings);
+/// Resumes the search from --resume, runs it, saves it to --save. `read` makes the objects of
+/// columns from the text that `settings.save_data` has made of them.
+quarn::branch_and_price::Outcome run_search(
+    quarn::branch_and_price::Search &search, const Options &options,
+    const quarn::branch_and_price::Settings &settings,
+    const std::function<std::any(const std::string &)> &read = nullptr);
 
 /// Prints how the search ended, with what each heuristic found.
 void print_summary(const quarn::branch_and_price::Outcome &outcome);

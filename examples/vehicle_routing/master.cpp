@@ -14,7 +14,7 @@ constexpr double kDivisor = 3.0;
 
 MasterSettings::MasterSettings() { divisor = kDivisor; }
 
-static double cost_of(const Instance &instance, const Route &route) {
+double cost_of(const Instance &instance, const Route &route) {
   return kUnit * static_cast<double>(route_length(instance, route));
 }
 
@@ -33,12 +33,14 @@ quarn::Master make_master(const Instance &instance, bool integer) {
   return master;
 }
 
+std::string text_of(const Route &route) {
+  std::ostringstream text;
+  for (const int32_t i : route) text << i << ' ';
+  return text.str();
+}
+
 examples::ColumnText column_text() {
-  const auto write = [](const quarn::Column &column) {
-    std::ostringstream text;
-    for (const int32_t i : column.get<Route>()) text << i << ' ';
-    return text.str();
-  };
+  const auto write = [](const quarn::Column &column) { return text_of(column.get<Route>()); };
   const auto read = [](const std::string &text) {
     Route route;
     std::istringstream words(text);
@@ -50,6 +52,17 @@ examples::ColumnText column_text() {
 
 // Pricing and bound
 
+std::vector<quarn::Entry> entries_of(Route route, const std::vector<quarn::Row> &rows) {
+  std::sort(route.begin(), route.end());
+  std::vector<quarn::Entry> entries;
+  for (const int32_t i : route) {
+    const quarn::Row &row = rows[static_cast<size_t>(i - 1)];
+    if (entries.empty() || entries.back().first != row) entries.push_back({row, 0.0});
+    entries.back().second += 1.0;
+  }
+  return entries;
+}
+
 Oracle::Oracle(const Instance &instance, const quarn::Master &master,
                const MasterSettings &settings)
     : instance_(instance),
@@ -58,25 +71,13 @@ Oracle::Oracle(const Instance &instance, const quarn::Master &master,
       pricer_(network_),
       most_(settings.columns_per_call) {}
 
-/// An ng-route may come to a customer more than once.
-std::vector<quarn::Entry> Oracle::entries_of(Route route) const {
-  std::sort(route.begin(), route.end());
-  std::vector<quarn::Entry> entries;
-  for (const int32_t i : route) {
-    const quarn::Row &row = rows_[static_cast<size_t>(i - 1)];
-    if (entries.empty() || entries.back().first != row) entries.push_back({row, 0.0});
-    entries.back().second += 1.0;
-  }
-  return entries;
-}
-
 quarn::Answer Oracle::operator()(const quarn::Duals &duals, quarn::Columns &columns) {
   const std::vector<double> &u = duals.values();
   double dual_value = 0.0;
   for (const double dual : u) dual_value += dual;
   const Pricing pricing = pricer_.price(u.data(), duals.objective() - dual_value, most_);
   for (const Route &route : pricing.routes) {
-    columns.add(cost_of(instance_, route), entries_of(route), route);
+    columns.add(cost_of(instance_, route), entries_of(route, rows_), route);
   }
   if (!pricing.exact) return quarn::Answer::heuristic();
   return quarn::Answer::bound(dual_value + pricing.shortfall);

@@ -5,6 +5,7 @@
 #define EXAMPLES_VEHICLE_ROUTING_MASTER_H
 
 #include <cstdint>
+#include <string>
 #include <vector>
 
 #include "examples/common/master_solve.h"
@@ -30,8 +31,15 @@ struct MasterSettings : examples::Options {
 /// twice and drop the second visit, so with `integer` the rows are covering ones.
 quarn::Master make_master(const Instance &instance, bool integer);
 
+/// The customers, for a file.
+std::string text_of(const Route &route);
 /// The columns' objects are their Routes.
 examples::ColumnText column_text();
+
+/// Entries of a route; an ng-route may come to a customer more than once.
+std::vector<quarn::Entry> entries_of(Route route, const std::vector<quarn::Row> &rows);
+
+double cost_of(const Instance &instance, const Route &route);
 
 /// Prices routes.
 class Oracle {
@@ -42,8 +50,6 @@ class Oracle {
   quarn::Answer operator()(const quarn::Duals &duals, quarn::Columns &columns);
 
  private:
-  std::vector<quarn::Entry> entries_of(Route route) const;
-
   const Instance &instance_;
   std::vector<quarn::Row> rows_;
   Network network_;

@@ -12,6 +12,7 @@ Network::Network(const Instance &instance, int32_t ng_size)
     demand_.push_back(instance.nodes[static_cast<size_t>(i)].demand);
     for (int32_t j = 0; j < nodes_; ++j) length_.push_back(distance(instance, i, j));
   }
+  forbidden_.assign(length_.size(), 0);
   make_directions(instance);
   make_neighbourhoods(std::clamp(ng_size, 1, std::min(nodes_, kLargestNeighbourhood)));
 }
@@ -53,6 +54,15 @@ void Network::make_directions(const Instance &instance) {
       returns_.push_back(i > 0 && j > 0 && there <= forward_.due[static_cast<size_t>(j)] && back);
     }
   }
+}
+
+void Network::forbid(int32_t i, int32_t j) {
+  forbidden_[arc(i, j)] = 1;
+  const auto remove = [](std::vector<int32_t> &list, int32_t node) {
+    list.erase(std::remove(list.begin(), list.end(), node), list.end());
+  };
+  remove(forward_.successors[static_cast<size_t>(i)], j);
+  remove(backward_.successors[static_cast<size_t>(j)], i);
 }
 
 std::vector<int32_t> Network::neighbourhood(int32_t j, int32_t ng_size) const {

@@ -50,6 +50,10 @@ class Network {
   const Direction &forward() const { return forward_; }
   const Direction &backward() const { return backward_; }
 
+  /// Takes the arc out of the network, in both directions.
+  void forbid(int32_t i, int32_t j);
+  bool is_forbidden(int32_t i, int32_t j) const { return forbidden_[arc(i, j)] != 0; }
+
   /// Whether a route may visit i, j and i again, as far as time is concerned.
   bool returns(int32_t i, int32_t j) const { return returns_[arc(i, j)] != 0; }
 
@@ -74,10 +78,11 @@ class Network {
   int32_t nodes_, capacity_, horizon_, ng_size_ = 1;
   std::vector<int32_t> demand_, length_;
   Direction forward_, backward_;
-  std::vector<int8_t> returns_;  ///< by arc
-  std::vector<int8_t> bit_;      ///< by arc
-  std::vector<Memory> kept_;     ///< by arc (i, j): bits of i whose customer is in N_j as well
-  std::vector<int8_t> carry_;    ///< by arc (i, j) and bit of i: its bit at j
+  std::vector<int8_t> returns_;    ///< by arc
+  std::vector<int8_t> forbidden_;  ///< by arc
+  std::vector<int8_t> bit_;        ///< by arc
+  std::vector<Memory> kept_;       ///< by arc (i, j): bits of i whose customer is in N_j as well
+  std::vector<int8_t> carry_;      ///< by arc (i, j) and bit of i: its bit at j
 };
 
 }  // namespace vehicle_routing

@@ -94,7 +94,7 @@ void RoutePricer::list_halves() {
 /// Improves best_ of the forward labels at node i by the routes that go on from there to `to`.
 void RoutePricer::join_arc(int32_t i, int32_t to) {
   const auto &halves = halves_[static_cast<size_t>(to)];
-  if (to == i || halves.empty()) return;
+  if (to == i || halves.empty() || network_.is_forbidden(i, to)) return;
   const size_t arc = network_.arc(i, to);
   const double length = kUnit * network_.length(i, to);
   const auto &fronts = forward_.settled(i);

@@ -8,11 +8,13 @@
 #include <string>
 #include <vector>
 
+#include "examples/common/integer_search.h"
 #include "examples/common/master_solve.h"
 #include "examples/common/options.h"
 #include "examples/common/report.h"
 #include "examples/common/text_reader.h"
 #include "examples/vehicle_routing/instance.h"
+#include "examples/vehicle_routing/integer_routes.h"
 #include "examples/vehicle_routing/master.h"
 #include "examples/vehicle_routing/network.h"
 
@@ -24,7 +26,14 @@ struct Settings : MasterSettings {
   int32_t customers = 0, generate = 0;
   int64_t seed = 1;
   bool write = false, integer = false;
+  examples::SearchOptions search;
 };
+
+namespace bp = quarn::branch_and_price;
+
+// Arcs that strong branching compares, and for how long.
+constexpr int32_t kCandidates = 4;
+constexpr int32_t kProbeIterations = 2;
 
 /// Routes of the integer solution; a customer that was visited before is passed by.
 static std::vector<Route> integer_routes(const Instance &instance, const quarn::Result &result) {
@@ -86,12 +95,37 @@ static Instance make_instance(const Settings &settings) {
   return read_instance(settings.file, settings.customers);
 }
 
+/// To the integer optimum.
+static int search(const Settings &settings, const Instance &instance) {
+  const quarn::Master master = make_master(instance, false);
+  IntegerRoutes problem(instance, master, settings);
+  bp::Search tree(problem, master);
+  bp::Settings how;
+  how.candidates = kCandidates;
+  how.probe_iterations = kProbeIterations;
+  how.save_data = [](const std::any &data) { return text_of(std::any_cast<Route>(data)); };
+  how = examples::search_settings(settings, settings.search, how);
+  const bp::Outcome outcome = examples::run_search(tree, settings, how, column_text().read);
+  examples::print_summary(outcome);
+  if (outcome.has_solution) {
+    std::vector<Route> routes;
+    for (const bp::SolutionColumn &column : outcome.solution) {
+      routes.push_back(std::any_cast<Route>(column.data));
+    }
+    verify(instance, routes);
+    print_routes(instance, routes);
+  }
+  examples::write_json(instance.name, outcome, settings.json_file);
+  return examples::exit_status(outcome);
+}
+
 static int solve(const Settings &settings) {
   const Instance instance = make_instance(settings);
   if (settings.write) {
     write_instance(instance, stdout);
     return examples::kSolved;
   }
+  if (settings.search.optimal) return search(settings, instance);
   quarn::Master master =
       examples::resumed(make_master(instance, settings.integer), settings, column_text());
   Oracle oracle(instance, master, settings);
@@ -120,6 +154,7 @@ int main(int argc, char **argv) {
       ->check(CLI::Range(1, vehicle_routing::kLargestNeighbourhood))
       ->capture_default_str();
   app.add_flag("--integer", settings.integer, "run the rounding heuristic and print its routes");
+  examples::add_search_options(app, settings.search);
   app.add_option("--generate", settings.generate, "generate so many customers instead of a FILE")
       ->check(CLI::Range(0, 1000));
   app.add_option("--seed", settings.seed, "of the generator")

@@ -74,21 +74,21 @@ TEST(BranchAndPriceMistakes, OraclesAndBranchingsAreFoundOut) {
       {"does not exclude the fractional solution",
        [](Faulty &p) {
          p.rebranch = [](Candidates c) {
-           c.front().back() = {{"nothing", {}}};
+           for (bp::Branching &b : c) b.back() = {{"nothing", {}}};
            return c;
          };
        }},
       {"does not exclude the fractional solution",
        [](Faulty &p) {
          p.rebranch = [](Candidates c) {
-           c.front().back() = {};
+           for (bp::Branching &b : c) b.back() = {};
            return c;
          };
        }},
       {"is allowed by none of the children",
        [](Faulty &p) {
          p.rebranch = [](Candidates c) {
-           c.front().resize(1);
+           for (bp::Branching &b : c) b.resize(1);
            return c;
          };
        }},

@@ -1,0 +1,58 @@
+// Vehicle routing to the integer optimum: branching on arcs.
+#ifndef EXAMPLES_VEHICLE_ROUTING_INTEGER_ROUTES_H
+#define EXAMPLES_VEHICLE_ROUTING_INTEGER_ROUTES_H
+
+#include <list>
+#include <memory>
+#include <vector>
+
+#include "branch_and_price/branch_and_price.hpp"
+#include "examples/vehicle_routing/instance.h"
+#include "examples/vehicle_routing/master.h"
+#include "examples/vehicle_routing/network.h"
+#include "examples/vehicle_routing/route_pricing.h"
+
+namespace vehicle_routing {
+
+/// Decisions are on an arc (i, j): `with` forbids all other arcs out of i and into j, as far as
+/// these are customers, `without` the arc itself. Neither needs a row; pricing is that of a network
+/// with fewer arcs.
+class IntegerRoutes : public quarn::branch_and_price::Problem {
+ public:
+  /// `instance` has to outlive the problem; `master` has equations.
+  IntegerRoutes(const Instance &instance, const quarn::Master &master,
+                const MasterSettings &settings);
+
+  quarn::Answer price(const quarn::branch_and_price::Subproblem &at, const quarn::Duals &duals,
+                      quarn::Columns &columns) override;
+  bool allows(const quarn::branch_and_price::Decision &decision, const quarn::Column &column,
+              const std::vector<quarn::Entry> &entries) const override;
+  std::vector<quarn::branch_and_price::Branching> branch(
+      const quarn::branch_and_price::Relaxation &relaxation) override;
+  /// Lengths are in tenths.
+  double granularity() const override { return 0.1; }
+
+ private:
+  /// The network of a node, with what pricing keeps between its rounds.
+  struct Node {
+    Node(const Instance &instance, int32_t ng_size) : network(instance, ng_size) {}
+
+    std::vector<quarn::branch_and_price::Decision> decisions;
+    std::vector<int32_t> served;  ///< customers that a dive is done with
+    Network network;
+    std::unique_ptr<RoutePricer> pricer;
+  };
+
+  Node &node_of(const quarn::branch_and_price::Subproblem &at);
+  void forbid(const quarn::branch_and_price::Decision &decision, Network &network) const;
+
+  const Instance &instance_;
+  std::vector<quarn::Row> rows_;
+  int32_t ng_size_;
+  int32_t most_;
+  std::list<Node> nodes_;  ///< the last ones, which must not move
+};
+
+}  // namespace vehicle_routing
+
+#endif
