@@ -115,8 +115,9 @@ class QUARN_CPP_PUBLIC Problem {
   /// Settings::own_heuristic is set. It is verified.
   virtual std::optional<Solution> heuristic(const Relaxation &relaxation);
 
-  /// Whether a column may still be used in a dive, whose rows have the right-hand sides that are
-  /// left. By default when it exceeds no row from above in which all entries are positive.
+  /// Whether a column can be part of a solution, used once: in a dive, whose rows have the
+  /// right-hand sides that are left, one that cannot is taken out. By default when no entry alone
+  /// exceeds its row, which is right where entries are not negative.
   virtual bool fits(const Subproblem &at, const Column &column,
                     const std::vector<Entry> &entries) const;
 };

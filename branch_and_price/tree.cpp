@@ -421,7 +421,8 @@ std::string Tree::fault(const NodeMaster &at, const Generation &generation,
         return frame_.problem.allows(decision, column, entries);
       });
     });
-    if (allowed) continue;
+    // A column that no integer solution uses may go.
+    if (allowed || !frame_.problem.fits(at.subproblem(false), column, entries)) continue;
     return "column " + std::to_string(column.index()) +
            " is allowed by none of the children, the first of which is '" +
            to_string(branching.front().front()) + "'";

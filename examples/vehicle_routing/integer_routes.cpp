@@ -94,7 +94,8 @@ std::vector<bp::Branching> IntegerRoutes::branch(const bp::Relaxation &relaxatio
     arcs.push_back({{before, 0}, 1.0});
     return arcs;
   };
-  std::vector<bp::Branching> candidates = bp::branch_on_features(relaxation, arcs_of, kMostCandidates);
+  std::vector<bp::Branching> candidates =
+      bp::branch_on_features(relaxation, arcs_of, kMostCandidates);
   for (bp::Branching &branching : candidates) {
     for (bp::Branch &branch : branching) branch.front().row.reset();
   }
