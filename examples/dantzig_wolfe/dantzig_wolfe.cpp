@@ -164,6 +164,7 @@ static quarn::Result solve_root(const Settings &settings, Problem &problem,
                                 quarn::Master &master, Seconds &seconds) {
   Stopwatch watch;
   quarn::Settings how = examples::settings_of(settings);
+  how.rounding = problem.model.has_integers() && settings.integer_seconds > 0.0;
   prepare_root(problem.reformulation, problem.pricing, relaxation, master, how);
   seconds.first_columns = watch.lap();
   const auto answer = [&](const quarn::Duals &duals, const quarn::BlockRound &round) {

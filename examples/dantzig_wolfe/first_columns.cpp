@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <stdexcept>
 
 namespace dantzig_wolfe {
 
@@ -49,6 +50,15 @@ class Rest {
 
 }  // namespace
 
+/// A block's solution; mistakes with its name, as in a round.
+static BlockSolution solve(BlockPricing &pricing, size_t block, const std::vector<double> &u) {
+  try {
+    return pricing.solve(block, u);
+  } catch (const std::runtime_error &error) {
+    throw quarn::BlockError(block, pricing.name(block) + ": " + error.what());
+  }
+}
+
 std::vector<MasterColumn> first_columns(const Reformulation &reformulation, BlockPricing &pricing,
                                         std::vector<double> u, double push) {
   constexpr size_t kMostOfABlock = 100;  // different points, of many equal blocks
@@ -60,7 +70,7 @@ std::vector<MasterColumn> first_columns(const Reformulation &reformulation, Bloc
     for (size_t count = 0; left > 0.0 && count < kMostOfABlock; ++count) {
       std::vector<double> prices = u;
       for (size_t i = 0; i < prices.size(); ++i) prices[i] += push * rest.direction(i);
-      const BlockSolution solution = pricing.solve(k, prices);
+      const BlockSolution solution = solve(pricing, k, prices);
       if (solution.points.empty()) break;
       columns.push_back(block_column(k, solution.points[0], MasterColumn::Kind::point));
       const std::vector<Entry> entries = coefficients(block, columns.back()).entries;

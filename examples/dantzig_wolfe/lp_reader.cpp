@@ -283,12 +283,12 @@ class LpReader {
     const int line = next().line;
     Constraint row;
     row.name = read_label();
-    const Expression left = read_expression();
+    const Expression left = read_side();
     const std::string relation = read_relation();
-    Expression middle = read_expression();
+    Expression middle = read_side();
     if (next().kind == Kind::relation) {
       const std::string second = take().text;
-      const Expression right = read_expression();
+      const Expression right = read_side();
       if (!left.terms.empty() || !right.terms.empty() || second != relation || second == "=") {
         fail("a row with two relations is to be  number <= expression <= number");
       }
@@ -339,6 +339,14 @@ class LpReader {
   std::string read_relation() {
     if (next().kind != Kind::relation) fail("a relation is missing before '" + next().text + "'");
     return take().text;
+  }
+
+  /// An expression that is not empty.
+  Expression read_side() {
+    const bool begins =
+        next().kind == Kind::sign || next().kind == Kind::number || next().kind == Kind::name;
+    if (!begins || behind().kind == Kind::colon) fail("one side of a row is missing");
+    return read_expression();
   }
 
   /// Up to the first token that cannot continue it: the label of the next row, a relation.

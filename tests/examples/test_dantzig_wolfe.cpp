@@ -223,6 +223,11 @@ TEST(DantzigWolfe, TheBoundOfAnIntegerProgramLiesBetweenRelaxationAndOptimum) {
     EXPECT_GE(sign * bound, sign * relaxation.value - allowed);
     EXPECT_LE(sign * bound, sign * optimum + allowed);
     EXPECT_NEAR(apart.result.lower_bound, root.result.lower_bound, 3.0 * allowed);
+    if (quarn::has_block_threads() && seed % 5 == 0) {
+      const Root by_threads = solve(model, relaxation, true, 2);
+      EXPECT_EQ(by_threads.result.lower_bound, root.result.lower_bound);
+      EXPECT_EQ(by_threads.result.columns, root.result.columns);
+    }
     ++solved;
     if (sign * (bound - relaxation.value) > allowed) ++closer;
     if (!root.solution.integral) continue;
@@ -233,6 +238,127 @@ TEST(DantzigWolfe, TheBoundOfAnIntegerProgramLiesBetweenRelaxationAndOptimum) {
   EXPECT_GT(solved, 60);
   EXPECT_GT(closer, 15);
   EXPECT_GT(found, 30);
+}
+
+std::string in_file(const std::string &name, const std::string &text) {
+  const std::string path = testing::TempDir() + name;
+  std::ofstream(path) << text;
+  return path;
+}
+
+TEST(DantzigWolfe, BothFormatsSayTheSame) {
+  const Model lp = read_model(in_file("same.lp",
+                                      "\\ ranges, terms on both sides, a constant\n"
+                                      "Maximise obj: 3x + 2 y_1;2 - z#3 + x + 10\n"
+                                      "s.t. m_;1;: -1 <= x + y_1;2 <= 4\n"
+                                      " e: 2 x + 5 >= y_1;2 + 3 z#3 + 1 f: x = 2\n"
+                                      "Bounds\n y_1;2 free\n -5 <= z#3 <= inf\n 3.5 >= x\n"
+                                      "Generals x\nEnd\n"));
+  const Model mps = read_model(in_file("same.mps",
+                                       "NAME SAME FREE\nOBJSENSE\n MAX\nROWS\n N obj\n G m_;1;\n"
+                                       " G e\n E f\nCOLUMNS\n MARK 'MARKER' 'INTORG'\n"
+                                       " x obj 4 m_;1; 1\n x e 2 f 1\n MARK 'MARKER' 'INTEND'\n"
+                                       " y_1;2 obj 2 m_;1; 1\n y_1;2 e -1\n z#3 obj -1 e -3\n"
+                                       "RHS\n R m_;1; -1 e -4\n R f 2 obj -10\nRANGES\n"
+                                       " A m_;1; 5\nBOUNDS\n UP B x 3.5\n FR B y_1;2\n"
+                                       " LO B z#3 -5\nENDATA\n"));
+  ASSERT_EQ(lp.variables.size(), 3u);
+  ASSERT_EQ(mps.variables.size(), 3u);
+  for (size_t j = 0; j < 3; ++j) {
+    const Variable &a = lp.variables[j], &b = mps.variables[j];
+    EXPECT_EQ(a.name, b.name);
+    EXPECT_EQ(a.cost, b.cost) << a.name;
+    EXPECT_EQ(a.lower, b.lower) << a.name;
+    EXPECT_EQ(a.upper, b.upper) << a.name;
+    EXPECT_EQ(a.integer, b.integer) << a.name;
+  }
+  EXPECT_EQ(lp.variables[0].upper, 3.0);  // a whole one's bound is rounded
+  ASSERT_EQ(lp.rows.size(), mps.rows.size());
+  for (size_t i = 0; i < lp.rows.size(); ++i) {
+    EXPECT_EQ(lp.rows[i].name, mps.rows[i].name);
+    EXPECT_EQ(lp.rows[i].lower, mps.rows[i].lower) << lp.rows[i].name;
+    EXPECT_EQ(lp.rows[i].upper, mps.rows[i].upper) << lp.rows[i].name;
+    EXPECT_EQ(lp.rows[i].entries, mps.rows[i].entries) << lp.rows[i].name;
+  }
+  EXPECT_TRUE(lp.maximize && mps.maximize);
+  EXPECT_EQ(lp.constant, 10.0);
+  EXPECT_EQ(mps.constant, 10.0);
+}
+
+TEST(DantzigWolfe, FilesThatAreNotUnderstoodAreRefusedWithTheirLine) {
+  const struct {
+    const char *name, *text, *message;
+  } cases[] = {
+      {"square.lp", "Minimize\n x^2\nSubject To\n c: x >= 1\nEnd\n", "lp:2: quadratic"},
+      {"twice.lp", "Minimize\n x\nst\n c: x >= 1\n c: x <= 2\nEnd\n", "lp:5: a second row 'c'"},
+      {"semi.lp", "Minimize\n x\nst\n c: x >= 1\nSemi-Continuous\n x\nEnd\n", "lp:5: the section"},
+      {"cut.lp", "Minimize\n x\nst\n c: x >= 1\n", "without End"},
+      {"side.lp", "Minimize\n x\nst\n c: x >=\nEnd\n", "lp:5: "},
+      {"crossed.lp", "Minimize\n x\nst\n c: x >= 1\nBounds\n x <= -1\nEnd\n", "variable 'x'"},
+      {"fields.mps", "NAME A\nROWS\n N o\n G c\nCOLUMNS\n    x  o 3 c 1\nRHS\n    R  c 4\nENDATA\n",
+       "mps:0: "},
+      {"semi.mps",
+       "NAME A FREE\nROWS\n N o\n G c\nCOLUMNS\n x o 3 c 1\nBOUNDS\n SC B x 3\nENDATA\n",
+       "mps:8: semi-continuous"}};
+  for (const auto &bad : cases) {
+    try {
+      read_model(in_file(bad.name, bad.text));
+      ADD_FAILURE() << bad.name << " was read";
+    } catch (const examples::InputError &error) {
+      EXPECT_NE(std::string(error.what()).find(bad.message), std::string::npos) << error.what();
+    }
+  }
+}
+
+TEST(DantzigWolfe, DynamicProgrammingAndBranchAndBoundAgreeOnKnapsacks) {
+  std::mt19937 engine(7);
+  const auto between = [&](int least, int most) {
+    return std::uniform_int_distribution<int>(least, most)(engine);
+  };
+  int infeasible = 0;
+  for (int run = 0; run < 150; ++run) {
+    SCOPED_TRACE(run);
+    Block block = {};
+    BlockRow row = {-kInfinite, kInfinite, {}};
+    std::vector<double> cost;
+    const double unit = run % 3 == 0 ? 0.5 : 1.0;
+    for (int j = 0; j < between(1, 6); ++j) {
+      const int coefficient = between(1, 9) * (between(0, 3) == 0 ? -1 : 1);
+      block.variables.push_back({0.0, double(between(-2, 1)), double(between(1, 4)), true, {}});
+      row.entries.push_back({static_cast<int32_t>(j), unit * coefficient});
+      cost.push_back(between(-9, 9));
+    }
+    const int kind = between(0, 3);
+    const double side = unit * between(-8, 20);
+    if (kind != 0) row.upper = side + (kind == 3 ? unit * between(0, 2) : 0.0);
+    if (kind == 0 || kind >= 2) row.lower = side;
+    block.rows.push_back(row);
+    const auto knapsack = make_knapsack_pricer(block, PricingLimits());
+    ASSERT_NE(knapsack, nullptr);
+    const BlockSolution a = knapsack->price(cost);
+    const BlockSolution b = make_integer_pricer(block, PricingLimits())->price(cost);
+    ASSERT_EQ(a.outcome, b.outcome);
+    if (a.outcome == BlockSolution::Outcome::infeasible) {
+      ++infeasible;
+      continue;
+    }
+    EXPECT_NEAR(a.bound, b.bound, 1e-6);
+    for (const BlockSolution *found : {&a, &b}) {
+      for (const std::vector<double> &point : found->points) {
+        double sum = 0.0, value = 0.0;
+        for (size_t j = 0; j < cost.size(); ++j) {
+          sum += row.entries[j].value * point[j];
+          value += cost[j] * point[j];
+          EXPECT_GE(point[j], block.variables[j].lower);
+          EXPECT_LE(point[j], block.variables[j].upper);
+        }
+        EXPECT_GE(sum, row.lower - 1e-9);
+        EXPECT_LE(sum, row.upper + 1e-9);
+        EXPECT_GE(value, a.bound - 1e-6);
+      }
+    }
+  }
+  EXPECT_GT(infeasible, 5);
 }
 
 }  // namespace
