@@ -23,7 +23,6 @@
 #include <algorithm>
 #include <cmath>
 
-#include "quarn/complaints.h"
 #include "quarn/messages.h"
 #include "quarn/quarn.h"
 
@@ -73,7 +72,6 @@ bool contradicts_objective_UB(double candidate, double objective_UB) {
 int32_t QUARN_calculate_gaps(QUARN_env *env, double *lower, double *upper, double lb_candidate,
                              double ub_candidate, int32_t k) {
   if (*lower > *upper) {
-    quarn::complaints::crossing_bounds(quarn::Log(*env), env->outer_iterations, *lower, *upper);
     quarn::messages::bounds_reset(quarn::Log(*env), *upper, ub_candidate, *lower, lb_candidate);
     *upper = ub_candidate;
     *lower = lb_candidate;

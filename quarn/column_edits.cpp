@@ -163,22 +163,31 @@ static bool take_cheaper_cost(QUARN_env *env, int32_t j, double cost, const int3
   return true;
 }
 
+/// A batch brought nothing but `refused` columns that are there, the first as column j of G. What
+/// an oracle offers again counts only where the run stands still, and is remembered for that.
+static void note_known_batch(QUARN_env *env, int32_t j, int32_t refused) {
+  if (env->is_asking != 0) {
+    env->known_column = j + 1;
+  } else {
+    complaints::known_columns(Log(*env), j, env->ncols_aux, refused - 1);
+  }
+}
+
 /// Appends the columns that are not in G yet; equal columns within the batch are all new.
 static bool append_distinct(QUARN_env *env, const QUARN_SMatrix_CW &batch, const int32_t *tags) {
   DuplicateIndex index(*env->G, env->m);
   if (!index) return false;
-  int32_t first = 0, first_known = 0, refused = 0;
+  int32_t first_known = 0, refused = 0;
   for (int32_t c = 0; c < batch.n; ++c) {
     double cost = 0.0;
     const int32_t known = index.find(column(batch, c), &cost);
     if (known < 0) {
       append_generated(env, batch, c, tags);
     } else if (!take_cheaper_cost(env, known, cost, tags, c) && refused++ == 0) {
-      first = c;
       first_known = known;
     }
   }
-  complaints::known_columns(Log(*env), first, first_known - env->ncols_aux, refused);
+  if (refused == batch.n) note_known_batch(env, first_known, refused);
   return true;
 }
 

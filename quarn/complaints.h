@@ -1,6 +1,9 @@
 /**
  * One sentence for each mistake of a caller: which column, which row, what is wrong. They go to a
  * sink that the caller has set, at every verbosity; the text on standard output has none of them.
+ * What happens in the runs of a sound oracle too is no mistake and gets none: a column offered
+ * again beside new ones, an answer without columns to loose duals, bounds that cross by a rounding
+ * error, a residual problem of the rounding heuristic that has no solution.
  */
 #ifndef QUARN_COMPLAINTS_H
 #define QUARN_COMPLAINTS_H
@@ -21,6 +24,12 @@ struct Words {
   const char *list;
   const char *index;
 };
+
+/// How column j of G is named to the caller: by its kind, and its number among those.
+inline const char *kind_of(int32_t j, int32_t auxiliary) {
+  return j < auxiliary ? "auxiliary" : "generated";
+}
+inline int32_t number_of(int32_t j, int32_t auxiliary) { return j < auxiliary ? j : j - auxiliary; }
 
 /// List of a batch, from 0, that holds the entry.
 inline int32_t list_of(const Lists &batch, int32_t entry) {
@@ -100,12 +109,13 @@ inline void refused_number(const Log &log, const char *function) {
   log.print("%s: not a number, nothing is changed\n", function);
 }
 
-/// Columns of a batch that the record has already: the first of them, from 0, and how many.
-inline void known_columns(const Log &log, int32_t first, int32_t known, int32_t count) {
-  if (!log.is_callers() || count == 0) return;
-  log.print("QUARN_add_columns: column %d is there already, as column %d from 0, no dearer",
-            first + 1, known);
-  if (count > 1) log.print(", and %d more are", count - 1);
+/// A batch all of whose columns the record has already: its first equals column `known` of G, from
+/// 0, and `others` more are known too.
+inline void known_columns(const Log &log, int32_t known, int32_t auxiliary, int32_t others) {
+  if (!log.is_callers()) return;
+  log.print("QUARN_add_columns: column 1 is there already, as %s column %d from 0, no dearer",
+            kind_of(known, auxiliary), number_of(known, auxiliary));
+  if (others > 0) log.print(", and %d more are", others);
   log.print("\n");
 }
 
@@ -121,12 +131,26 @@ inline void term_is_no_number(const Log &log, int32_t iteration, const char *ter
   log.print("iteration %d: the oracle's %s is not a number\n", iteration, term);
 }
 
-inline void empty_answer(const Log &log, int32_t iteration, double lb_term, double gap) {
+/// Answers without a column, all with the same lb_term, that left the gap where it was.
+inline void empty_answers(const Log &log, int32_t iteration, int32_t count, double lb_term,
+                          double gap) {
   if (!log.is_callers()) return;
-  log.print("iteration %d: the oracle added no column and left lb_term at %g, the gap is %g\n",
-            iteration, lb_term, gap);
+  log.print(
+      "iteration %d: the last %d answers added no column and left lb_term at %g, the gap at %g\n",
+      iteration, count, lb_term, gap);
 }
 
+/// The same of answers that offered what is there, such as column `known` of G, from 0.
+inline void known_answers(const Log &log, int32_t iteration, int32_t count, int32_t known,
+                          int32_t auxiliary, double gap) {
+  if (!log.is_callers()) return;
+  log.print(
+      "iteration %d: the last %d answers brought only what is there, such as %s column %d from 0, "
+      "and left the gap at %g\n",
+      iteration, count, kind_of(known, auxiliary), number_of(known, auxiliary), gap);
+}
+
+/// A lower bound that an answer has proved, and a restricted master refutes.
 inline void crossing_bounds(const Log &log, int32_t iteration, double lower, double upper) {
   if (!log.is_callers()) return;
   log.print("iteration %d: the lower bound %.8g contradicts the upper bound %.8g\n", iteration,
@@ -167,8 +191,7 @@ inline void unbounded_column(const Log &log, const double *ray, int32_t count, i
     if (std::fabs(ray[j]) > std::fabs(ray[largest])) largest = j;
   }
   log.print("the restricted master is unbounded along %s column %d from 0\n",
-            largest < auxiliary ? "auxiliary" : "generated",
-            largest < auxiliary ? largest : largest - auxiliary);
+            kind_of(largest, auxiliary), number_of(largest, auxiliary));
 }
 
 inline void unsolved(const Log &log, int32_t code) {

@@ -22,7 +22,7 @@
 
 // A field added to the record must be looked at in set-up, copy and release; then this number
 // moves.
-static_assert(sizeof(void *) != 8 || sizeof(QUARN_env) == 520, "set-up, copy or release is behind");
+static_assert(sizeof(void *) != 8 || sizeof(QUARN_env) == 528, "set-up, copy or release is behind");
 
 namespace quarn {
 
@@ -282,6 +282,7 @@ static void start_afresh(QUARN_env *dst) {
   dst->IP_ncols = dst->IP_size = dst->n_seeds = 0;
   dst->WS_point_saved = 0;
   dst->ncols_last = 0;
+  dst->is_asking = dst->known_column = 0;
   dst->last_reduce = -1;
   dst->matrix_changed = 1;
   dst->outer_iterations = dst->inner_iterations = dst->inner_iterations_ws = 0;

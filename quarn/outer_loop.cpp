@@ -44,9 +44,12 @@ struct Run {
   double lb_term = 0.0;
   timeval start = read_clock();
   double cputime_before;
-  int32_t k = 1;  ///< number of the outer iteration within this call
+  int32_t k = 1;                 ///< number of the outer iteration within this call
+  double gap;                    ///< rel_gap behind the last answer
+  int32_t idle_answers = 0;      ///< the last ones that brought nothing
+  bool lower_is_proved = false;  ///< lowerBnd is the candidate of an answer, at the duals it priced
 
-  explicit Run(const QUARN_env &env) : cputime_before(env.cputime) {}
+  explicit Run(const QUARN_env &env) : cputime_before(env.cputime), gap(env.rel_gap) {}
   double ub_candidate() const { return rmp_primal_value + ub_term; }
   double lb_candidate() const { return rmp_dual_value + lb_term; }
 };
@@ -74,7 +77,16 @@ static double linking_rows_value(const QUARN_env &env) {
   return value;
 }
 
+/// Says where bounds cross by more than rounding and the tolerance of the solver let pass.
+static void check_bounds(const QUARN_env &env, const Run &run) {
+  const double allowed = (1e-6 + 10.0 * env.delta) * std::max(1.0, std::fabs(env.upperBnd));
+  if (run.lower_is_proved && env.lowerBnd - env.upperBnd > allowed) {
+    complaints::crossing_bounds(Log(env), env.outer_iterations, env.lowerBnd, env.upperBnd);
+  }
+}
+
 static void calculate_gaps(QUARN_env *env, const Run &run) {
+  check_bounds(*env, run);
   QUARN_calculate_gaps(env, &env->lowerBnd, &env->upperBnd, run.lb_candidate(), run.ub_candidate(),
                        run.k);
 }
@@ -82,8 +94,11 @@ static void calculate_gaps(QUARN_env *env, const Run &run) {
 /// Asks the oracle and keeps its status. The caller adds the time from `asked_at` on, which an
 /// answer that ends the run does not count.
 static bool oracle_answers(QUARN_env *env, QUARN_oracle oracle, Run *run, timeval *asked_at) {
+  env->is_asking = 1;
+  env->known_column = 0;
   *asked_at = read_clock();
   env->oracle_status = oracle(&run->ub_term, &run->lb_term, env, env->user_data);
+  env->is_asking = 0;
   const Log log(*env);
   if (env->oracle_status < 0) {
     complaints::oracle_gave_up(log, env->outer_iterations, env->oracle_status);
@@ -159,14 +174,17 @@ static int16_t update_upper_bound(QUARN_env *env, const Run &run) {
 }
 
 /// Equations (5) to (7) of bounds.cpp.
-static void update_bounds(QUARN_env *env, const Run &run) {
+static void update_bounds(QUARN_env *env, Run *run) {
   env->lowerBnd_actual = env->lowerBnd;
-  env->lowerBnd = lower_bound_after_oracle(env->change_bounds, env->lowerBnd, run.lb_candidate());
+  env->lowerBnd = lower_bound_after_oracle(env->change_bounds, env->lowerBnd, run->lb_candidate());
   if (env->reliable_answer == 0) {
     env->lowerBnd = lower_bound_held_back(env->lowerBnd, env->upperBnd, next_tolerance(*env));
   }
-  env->upperBnd = upper_bound_after_oracle(env->change_bounds, env->upperBnd, run.rmp_primal_value,
-                                           run.ub_term);
+  if (env->lowerBnd != env->lowerBnd_actual) {
+    run->lower_is_proved = !(env->lowerBnd > run->lb_candidate());
+  }
+  env->upperBnd = upper_bound_after_oracle(env->change_bounds, env->upperBnd, run->rmp_primal_value,
+                                           run->ub_term);
 }
 
 static bool elimination_is_due(const QUARN_env &env) {
@@ -200,6 +218,7 @@ static int16_t eliminate_columns(QUARN_env *env, Run *run) {
   env->last_reduce = env->outer_iterations;
   env->upperBnd = run->ub_candidate();
   env->lowerBnd = run->lb_candidate();
+  run->lower_is_proved = false;
   return kGoOn;
 }
 
@@ -237,6 +256,25 @@ static bool lower_bound_conflicts(const QUARN_env &env, const Run &run) {
   return env.reliable_answer == 1;
 }
 
+/// Counts the answers in a row that bring nothing, and says so once there are some. One alone is
+/// ordinary, and as many as it takes until the restricted master is solved more sharply than the
+/// gap: then no answer that holds can leave the gap where it was.
+static void check_progress(const QUARN_env &env, Run *run, double lb_term) {
+  constexpr int32_t kStandstill = 3;
+  const bool is_empty = env.matrix_changed == 0 && run->lb_term == lb_term;
+  const bool is_stuck = env.rel_gap > env.delta && env.opt_tol < env.rel_gap;
+  const bool idle = is_empty && is_stuck && !(env.rel_gap < run->gap);
+  run->gap = env.rel_gap;
+  run->idle_answers = idle ? run->idle_answers + 1 : 0;
+  if (run->idle_answers != kStandstill) return;
+  if (env.known_column > 0) {
+    complaints::known_answers(Log(env), env.outer_iterations, kStandstill, env.known_column - 1,
+                              env.ncols_aux, env.rel_gap);
+  } else {
+    complaints::empty_answers(Log(env), env.outer_iterations, kStandstill, lb_term, env.rel_gap);
+  }
+}
+
 /// Hands the duals to the oracle and updates bounds, gaps and time from its answer.
 static int16_t ask_oracle(QUARN_env *env, QUARN_oracle oracle, Run *run) {
   env->matrix_changed = 0;
@@ -244,13 +282,10 @@ static int16_t ask_oracle(QUARN_env *env, QUARN_oracle oracle, Run *run) {
   timeval asked_at;
   if (!oracle_answers(env, oracle, run, &asked_at)) return kOracleOrMemory;
   env->cputime_oracle += seconds_between(asked_at, read_clock());
-  if (env->oracle_status > 0) update_bounds(env, *run);
+  if (env->oracle_status > 0) update_bounds(env, run);
   if (lower_bound_conflicts(*env, *run)) return kBoundConflict;
   calculate_gaps(env, *run);
-  if (env->oracle_status > 0 && env->matrix_changed == 0 && run->lb_term == lb_term &&
-      env->rel_gap > env->delta) {
-    complaints::empty_answer(Log(*env), env->outer_iterations, lb_term, env->rel_gap);
-  }
+  check_progress(*env, run, lb_term);
   const double elapsed = seconds_between(run->start, read_clock());
   messages::after_oracle(Log(*env), lower_figures(*env, *run), upper_figures(*env, *run),
                          env->rel_gap, run_figures(*env, elapsed, run->cputime_before + elapsed));

@@ -221,6 +221,8 @@ typedef struct QUARN_env {
   int32_t *row_added;    /**< owned [m]; 1 for rows of QUARN_add_rows; null while there were none */
   QUARN_log log_sink;    /**< takes the text; null: standard output does */
   void *log_data;        /**< borrowed; the sink's second argument */
+  int32_t is_asking;     /**< 1 while the oracle is called */
+  int32_t known_column;  /**< what the last answer offered again: a column of G, from 1; or 0 */
 } QUARN_env;
 
 /**
@@ -303,8 +305,8 @@ const char *QUARN_version(void);
  *   function  called with each piece of text as it is written: part of a line, a line or several.
  *             The pieces one after the other are what standard output would show, and lines beside
  *             that name a mistake: the column or row that was refused, the answer that contradicts
- *             another. It must not throw or call the library. Null: standard output, without these
- *             lines; QUARN_log_nothing: nowhere.
+ *             another. A run without a mistake has none of them. It must not throw or call the
+ *             library. Null: standard output, without these lines; QUARN_log_nothing: nowhere.
  *   data      borrowed; the function's second argument.
  *
  * QUARN_print_Matrix has no record and always writes to standard output.
