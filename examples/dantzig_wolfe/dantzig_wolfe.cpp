@@ -154,8 +154,9 @@ struct Problem {
   explicit Problem(const Settings &settings)
       : model(read_model(settings.file)),
         decomposition(load_decomposition(settings, model)),
-        reformulation(model, decomposition,
-                      make_blocks(model, decomposition, !settings.keep_equal)),
+        reformulation(
+            model, decomposition,
+            make_blocks(with_tight_integer_bounds(model), decomposition, !settings.keep_equal)),
         pricing(reformulation, settings.limits) {}
 };
 

@@ -59,6 +59,13 @@ struct Model {
  */
 Model read_model(const std::string &path);
 
+/**
+ * The model with the bounds of its integer variables as narrow as single rows make them: where a
+ * row says that at most 4 pieces of a kind are cut, no block's point has 5. The solutions are the
+ * same, but the hulls of blocks may be smaller.
+ */
+Model with_tight_integer_bounds(Model model);
+
 /// The two formats, each for its reader. What `path` ends with does not matter to them.
 Model read_lp(const std::string &path);
 Model read_mps(const std::string &path);

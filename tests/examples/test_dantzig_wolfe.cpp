@@ -136,7 +136,8 @@ struct Root {
 
 Root solve(const Model &model, const LinearSolution &relaxation, bool merge, int threads = 1) {
   const Decomposition decomposition = match_linking_rows("^m", model);
-  const Reformulation reformulation(model, decomposition, make_blocks(model, decomposition, merge));
+  const Reformulation reformulation(
+      model, decomposition, make_blocks(with_tight_integer_bounds(model), decomposition, merge));
   BlockPricing pricing(reformulation, PricingLimits());
   quarn::Master master = reformulation.master();
   quarn::Settings settings;
