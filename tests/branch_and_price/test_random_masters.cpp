@@ -58,6 +58,11 @@ static void check(const Program &program, const std::optional<double> &best,
   }
 }
 
+static void PrintTo(Family family, std::ostream *stream) {
+  const char *const names[] = {"BinPacking", "Partitioning", "Covering", "Packing", "Blocks"};
+  *stream << names[static_cast<size_t>(family)];
+}
+
 class RandomMasters : public testing::TestWithParam<Family> {};
 
 TEST_P(RandomMasters, EndAtTheOptimumWithItsBound) {
@@ -76,8 +81,8 @@ TEST_P(RandomMasters, EndAtTheOptimumWithItsBound) {
 }
 
 TEST_P(RandomMasters, EndAlikeWhenInterruptedSavedAndResumed) {
-  const std::string file = testing::TempDir() + "branch_and_price_" +
-                           std::to_string(static_cast<int>(GetParam())) + ".tree";
+  const std::string file =
+      testing::TempDir() + "branch_and_price_" + testing::PrintToString(GetParam()) + ".tree";
   for (uint32_t seed = 1001; seed <= 1000 + kPrograms / 4; ++seed) {
     SCOPED_TRACE("seed " + std::to_string(seed));
     const Program program = random_program(GetParam(), seed);
@@ -104,6 +109,7 @@ TEST_P(RandomMasters, EndAlikeWhenInterruptedSavedAndResumed) {
   std::remove(file.c_str());
 }
 
-INSTANTIATE_TEST_SUITE_P(Families, RandomMasters, testing::ValuesIn(kFamilies));
+INSTANTIATE_TEST_SUITE_P(Families, RandomMasters, testing::ValuesIn(kFamilies),
+                         testing::PrintToStringParamName());
 
 }  // namespace explicit_master
