@@ -59,13 +59,8 @@ class Model:
         (self.column,) = fit(
             [[r["columns"] for r in large]], [r["merging"] + r["adding"] for r in large]
         )
-        self.bytes_of_block = numpy.median(
-            [
-                r["bytes_received"] / r["blocks"] * r["ranks"] / (r["ranks"] - 1)
-                for r in several
-                if r["blocks"] >= 1000
-            ]
-        )
+        # Where rank 0 is busy with reports it prices nothing, and all blocks are in these.
+        self.bytes_of_block = max(r["bytes_received"] / r["blocks"] for r in several)
 
     def parts(self, ranks, blocks, rows, work, longest):
         depth = math.log2(ranks)
