@@ -1,4 +1,5 @@
 #include <CLI/CLI.hpp>
+#include <any>
 #include <chrono>
 #include <cmath>
 #include <cstdio>
@@ -160,20 +161,29 @@ struct Problem {
         pricing(reformulation, settings.limits) {}
 };
 
+/// Columns carry their text.
+static examples::ColumnText column_text() {
+  return {[](const quarn::Column &column) { return column.get<std::string>(); },
+          [](const std::string &text) { return std::any(text); }};
+}
+
 static quarn::Result solve_root(const Settings &settings, Problem &problem,
                                 const LinearSolution &relaxation, quarn::BlockPricer &pricer,
                                 quarn::Master &master, Seconds &seconds) {
   Stopwatch watch;
   quarn::Settings how = examples::settings_of(settings);
   how.rounding = problem.model.has_integers() && settings.integer_seconds > 0.0;
-  prepare_root(problem.reformulation, problem.pricing, relaxation, master, how);
+  // A master that is resumed has its first columns, and more would cost it its bounds.
+  quarn::Master unused = problem.reformulation.master();
+  prepare_root(problem.reformulation, problem.pricing, relaxation,
+               settings.resume_file.empty() ? master : unused, how);
   seconds.first_columns = watch.lap();
   const auto answer = [&](const quarn::Duals &duals, const quarn::BlockRound &round) {
     return problem.pricing.answer(duals, round);
   };
   std::putchar('\n');
   std::fflush(stdout);
-  return examples::solve(master, pricer.oracle(answer), settings, std::move(how));
+  return examples::solve(master, pricer.oracle(answer), settings, std::move(how), column_text());
 }
 
 static int solve(const Settings &settings, Problem &problem, quarn::BlockPricer &pricer,
@@ -184,7 +194,7 @@ static int solve(const Settings &settings, Problem &problem, quarn::BlockPricer 
   Stopwatch watch;
   const LinearSolution relaxation = relax(model);
   seconds.relaxation = watch.lap();
-  quarn::Master master = reformulation.master();
+  quarn::Master master = examples::resumed(reformulation.master(), settings, column_text());
   quarn::Result result = solve_root(settings, problem, relaxation, pricer, master, seconds);
   watch.lap();
   const auto out_of_time = [&] { return result.seconds + watch.seconds() > settings.time_limit; };
