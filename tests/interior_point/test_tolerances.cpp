@@ -149,6 +149,29 @@ TEST(CodeZero, IsReachedWhereTheOptimumIsZero) {
   }
 }
 
+/// Programs beside whose degenerate vertices a first start stalls, and a second one with more
+/// regularisation does not.
+TEST(CodeZero, IsReachedByASecondStart) {
+  const struct {
+    const char *family;
+    uint64_t seed;
+    double tolerance;
+  } cases[] = {{"wide_costs", 12, 1.0},
+               {"reducible", 33, 1.0},
+               {"badly_scaled", 25, 1.0},
+               {"badly_scaled", 99, 1e-3}};
+  const std::vector<random_programs::Traits> families = random_programs::families();
+  for (const auto &[family, seed, tolerance] : cases) {
+    random_programs::Traits traits =
+        *std::find_if(families.begin(), families.end(),
+                      [name = family](const auto &t) { return t.name == name; });
+    traits.degenerate = 0.6, traits.dependent = 0.2;
+    const KnownProgram known = random_programs::draw_known(traits, seed);
+    LoadedProblem problem(known.program);
+    EXPECT_EQ(problem.solve(tolerance, 0, nullptr, 1).code, 0) << known.program.name;
+  }
+}
+
 /// Feasible programs and a pair of columns that cancel in all rows but cost less than nothing.
 TEST(CodeStalled, IsNotGivenToAnUnboundedProgram) {
   for (uint64_t seed = 1; seed <= 60; ++seed) {
