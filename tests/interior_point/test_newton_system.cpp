@@ -185,6 +185,41 @@ TEST(NewtonSystem, KeepsProductsOfBasicColumnsAndDualRowsOfTheOthers) {
   }
 }
 
+/// Rows in units 2^20 times as large: with 2^20 times the accuracy the same bits. Neither is
+/// reached without a correction.
+TEST(NewtonSystem, IsRefinedToAnAccuracyInTheCallersUnits) {
+  constexpr double kUnit = 1 << 20, kAccuracy = 1e-14;
+  int corrected = 0;
+  for (uint64_t seed = 1; seed <= 40; ++seed) {
+    SCOPED_TRACE(seed);
+    const ProblemForm form = draw_form(seed);
+    ProblemForm in_large_units = form;
+    for (double &e : in_large_units.row_unit) e *= kUnit;
+    for (double &e : in_large_units.row_scale) e /= kUnit;
+    Random random(seed);
+    Point point = forms::random_interior_point(form, &random);
+    for (int32_t j = 0; j < form.columns(); ++j) {
+      if (!form.is_free[j]) (random.chance(0.5) ? point.x : point.z)[j] *= 1e-3;
+    }
+    const RightHandSides rhs(form, &random);
+    const auto solution = [&](const ProblemForm &of, double accuracy) {
+      NewtonSystem newton(of);
+      EXPECT_TRUE(newton.prepare(point, 1e-3));
+      newton.set_accuracy(accuracy);
+      Direction direction;
+      direction.resize(of);
+      newton.solve(point, &rhs.residuals, rhs.products, &direction);
+      return direction;
+    };
+    const Direction refined = solution(form, kAccuracy);
+    const Direction of_large_units = solution(in_large_units, kUnit * kAccuracy);
+    EXPECT_EQ(of_large_units.x, refined.x);
+    EXPECT_EQ(of_large_units.y, refined.y);
+    corrected += refined.y != solution(form, HUGE_VAL).y;
+  }
+  EXPECT_GE(corrected, 20);
+}
+
 /// rho of a column goes down where it held the column back, and theta of free columns up.
 TEST(NewtonSystem, LowersRegularisationWhereItHoldsAResidualUp) {
   for (uint64_t seed = 1; seed <= 20; ++seed) {

@@ -249,6 +249,50 @@ TEST(WarmStart, RefusesOtherRowsAndPointsThatMissWhatCarriedThem) {
   }
 }
 
+/// A cut deeper than 60 half-widths, or many whose squared depths sum up to more than 400^2, makes
+/// the point worthless, unless its duals are those of an active box.
+TEST(WarmStart, RefusesDeepCutsAndManyLessDeepOnesUnlessTheBoxIsActive) {
+  struct Case {
+    double depth;
+    int copies;
+    bool taken;
+  };
+  for (const auto &[depth, copies, taken] :
+       {Case{59.0, 1, true}, Case{61.0, 1, false}, Case{50.0, 60, true}, Case{50.0, 68, false},
+        Case{20.0, 380, true}, Case{20.0, 420, false}}) {
+    for (const double share_of_cost : {0.4, 0.6}) {
+      Random random(7);
+      LinearProgram program;
+      for (int i = 0; i < 3; ++i) program.add_row(benchmarks::kEqual, random.entry());
+      const auto dense = [&] {
+        return std::vector<std::pair<int32_t, double>>{
+            {0, random.entry()}, {1, random.entry()}, {2, random.entry()}};
+      };
+      program.add_column(2.0, 0.0, benchmarks::kNoBound, {{0, 1.0}});
+      for (int j = 0; j < 4; ++j) program.add_column(1.0, 0.0, benchmarks::kNoBound, dense());
+      Earlier earlier(program, &random);
+      earlier.point.z[0] = share_of_cost * earlier.form.c[0];
+      earlier.save(&random);
+      const std::vector<double> y = forms::caller_y(earlier.form, earlier.point);
+      const auto entries = dense();
+      double product = 0.0;
+      Numbers a(3);
+      for (const auto &[i, value] : entries) {
+        product += value * y[static_cast<size_t>(i)];
+        a(i) = value * earlier.form.row_scale[i];
+      }
+      const double half_width = std::sqrt(kFactorisationMu * a.dot(earlier.M.ldlt().solve(a)));
+      for (int k = 0; k < copies; ++k) {
+        program.add_column(product - depth * half_width, 0.0, benchmarks::kNoBound, entries);
+      }
+      Point point;
+      EXPECT_EQ(restore_point(earlier.saved, forms::form_of(program), &point),
+                taken || share_of_cost < 0.5)
+          << copies << " cuts of depth " << depth;
+    }
+  }
+}
+
 /// Rows that lived on penalty columns: a column of ordinary cost is put where the path will have
 /// it, and the slacks of its rows take it up. The rows stay as feasible as they were.
 TEST(WarmStart, LetsSlacksTakeUpColumnsThatRelieveThePenalties) {
