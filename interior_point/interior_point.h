@@ -72,8 +72,8 @@ _Static_assert(offsetof(IP_save_record, holds_point) == 16, "callers read the wo
  *                   twice in a column means the sum; an entry in row m is the column's cost
  *   RHS             in   double[m]: right-hand side b
  *   row_range       in   double[m]: r, 1e30 for none; a row of type 2 then means [b, b + |r|],
- *                   one of type 3 [b - |r|, b], one of type 1 [b, b + r] or, for a negative r, [b
- *                   + r, b]
+ *                   one of type 3 [b - |r|, b], one of type 1 [b, b + r], or [b + r, b] where r
+ *                   is negative
  *   col_lb, col_ub  in   double[n]; -1e30 and 1e30 for none
  *   m, n, nz        in   rows (the cost row, the last, included), columns, entries
  *   the others      in   not used by this solver

@@ -32,8 +32,7 @@
 // eps     env->opt_tol                            tolerance of this restricted master
 // t       WarmStart::tolerance                    the tolerance within a call of a strategy
 // z_P     *rmp_primal_value                       objective value: the cost row's entry of u
-// z_D     *rmp_dual_value                         sum of RHS[i] u[i] over every row but the cost
-// row
+// z_D     *rmp_dual_value                         sum of RHS[i] u[i] over all rows but the cost row
 
 #include "quarn/restricted_master.h"
 

@@ -10,9 +10,8 @@ namespace examples {
 
 /**
  * The history of a run as a CSV file, for `python -m quarn report FILE`: the names of the fields,
- * then a line for each iteration, with numbers that read back exactly. Bounds that are not there
- * are
- * `-inf` and `inf`.
+ * then a line for each iteration, with numbers that read back exactly. A bound that is not there is
+ * `-inf` or `inf`.
  */
 class HistoryFile {
  public:

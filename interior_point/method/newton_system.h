@@ -23,10 +23,9 @@
  *
  * delta is the dual regularisation, rho the primal one, a number per column. As proximal terms they
  * keep (9) solvable when rows depend on each other or force variables to zero, and vanish from the
- * limit because they act on the step alone. A column that has a long way to go
- * is held back by its own rho alone. M. P. Friedlander and D. Orban, A primal-dual
- * regularized interior-point method for convex quadratic programs, Math. Program. Comput. 4 (2012)
- * 71-107.
+ * limit because they act on the step alone. A column whose value is far from where it ends is held
+ * back by its own rho alone. M. P. Friedlander and D. Orban, A primal-dual regularized
+ * interior-point method for convex quadratic programs, Math. Program. Comput. 4 (2012) 71-107.
  */
 #ifndef INTERIOR_POINT_METHOD_NEWTON_SYSTEM_H
 #define INTERIOR_POINT_METHOD_NEWTON_SYSTEM_H

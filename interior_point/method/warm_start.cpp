@@ -113,8 +113,7 @@ bool box_is_active(const ProblemForm &form, const Point &point, const Vector<int
   return false;
 }
 
-/// True when the slacks of all its rows grow with the column: A x = b stays satisfied whatever its
-/// x.
+/// True when the slacks of all its rows grow with the column: A x = b can be kept whatever x_j is.
 bool is_absorbed(const ProblemForm &form, const Vector<int32_t> &slack_of, int32_t j) {
   for (int32_t t = form.A.start[j]; t < form.A.start[j + 1]; ++t) {
     const int32_t slack = slack_of[form.A.row[t]];

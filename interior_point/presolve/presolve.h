@@ -16,8 +16,8 @@
  *   alone make d_j >= 0, or <= 0, that is enough: moving the column to its bound costs nothing.
  * - A column of cost 0 with one entry is a slack and widens its row.                          (19)
  * - A column whose bounds follow from the rows is free. One with a single entry in row i sets the
- *   dual y_i = c_j / a_ij and is substituted out with the row, which its sign makes an equality;
- * one with two or three entries where one of them is in an equality.                           (18)
+ *   dual y_i = c_j / a_ij and is substituted out with the row, which the sign of y_i makes an
+ *   equality; one with two or three entries where one of them is in an equality.              (18)
  * - An equality with two entries replaces one column by the other.                            (20)
  * - Of two rows that are multiples of each other one goes, and the other keeps both intervals. (22)
  * - Two columns a_k = s a_j with c_k = s c_j are one column x_j + s x_k. Where c_k > s c_j and x_j

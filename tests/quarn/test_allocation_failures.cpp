@@ -314,8 +314,7 @@ TEST(FailingAllocations, ColumnEliminationLeavesTheMatrix) {
     EXPECT_EQ(support::broken_invariants(*env.get()), "");
     return failed;
   });
-  // The slacks, the storage of the queue, then the flags, the list and what the
-  // removal makes.
+  // The slacks, the storage of the queue, then the flags, the list and what the removal makes.
   ASSERT_GT(results.size(), 10U);
   for (size_t k = 0; k < results.size() / 2; ++k) EXPECT_EQ(results[k], k == 1 ? -1 : 0) << k;
 }

@@ -239,8 +239,7 @@ TEST(EditRefusals, BoundArraysKeepSettledEntriesAndRefuseNoLength) {
   }
 }
 
-/// A copy counts as many settled bounds as its source, in arrays that are
-/// shorter.
+/// A copy counts as many settled bounds as its source, in arrays that are shorter.
 TEST(EditRefusals, BoundsBeyondTheArraysOfACopyAreNotSettled) {
   Environment env = small_record();  // six columns
   ASSERT_EQ(QUARN_remove_columns(env.get(), nullptr, 0), 1);
@@ -257,8 +256,7 @@ TEST(EditRefusals, BoundsBeyondTheArraysOfACopyAreNotSettled) {
   }
 }
 
-/// Nothing grows, and the bounds are still those of the moment, not those of
-/// set-up.
+/// Nothing grows, and the bounds are still those of the moment, not those of set-up.
 TEST(ColumnAddition, NewColumnsHaveTheBoundsOfTheMoment) {
   support::ProblemData setup;
   setup.p = 1;
