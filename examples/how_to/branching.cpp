@@ -4,6 +4,8 @@
 #include <cstdio>
 #include <quarn_cpp/quarn.hpp>
 
+#include "exit_status.h"
+
 const size_t kAgents = 3, kJobs = 7;
 const int kHours[kAgents][kJobs] = {
     {7, 9, 4, 8, 6, 9, 5}, {8, 5, 7, 6, 9, 4, 8}, {6, 8, 9, 5, 7, 8, 6}};
@@ -103,5 +105,5 @@ int main() {
   int nodes = 0;
   branch(root, best, nodes);
   std::printf("cost %.3f after %d nodes\n", best, nodes);
-  return nodes > 1 && std::fabs(best - 76.0) < 1e-2 ? 0 : 1;
+  return exit_status(nodes > 1 && std::fabs(best - 76.0) < 1e-2);
 }

@@ -7,6 +7,8 @@
 #include <cstdio>
 #include <quarn_cpp/quarn.hpp>
 
+#include "exit_status.h"
+
 using Pair = std::pair<size_t, size_t>;
 
 struct Cut {
@@ -75,5 +77,5 @@ int main() {
 
   std::printf("%s, with %d cuts\n", result.message.c_str(), static_cast<int>(cuts.size()));
   const bool right = std::fabs(result.upper_bound - 12.0) < 1e-3 && !cuts.empty();
-  return result.status == quarn::Status::optimal && right ? 0 : 1;
+  return exit_status(result.status == quarn::Status::optimal && right);
 }

@@ -3,6 +3,7 @@
 #include <cstdio>
 #include <quarn_cpp/quarn.hpp>
 
+#include "exit_status.h"
 #include "knapsack.h"
 
 const int kRoll = 100;
@@ -42,5 +43,5 @@ int main() {
                 column.get<std::string>().c_str());
   }
   const bool right = std::fabs(result.upper_bound - 452.25) < 1e-3;
-  return result.status == quarn::Status::optimal && right ? 0 : 1;
+  return exit_status(result.status == quarn::Status::optimal && right);
 }

@@ -5,6 +5,7 @@
 #include <numeric>
 #include <quarn_cpp/quarn.hpp>
 
+#include "exit_status.h"
 #include "knapsack.h"
 
 const int kRoll = 1000;
@@ -70,5 +71,5 @@ Run run(bool tries_greedy) {
 int main() {
   const Run exact = run(false), mixed = run(true);
   const bool same = exact.value > 0.0 && std::fabs(exact.value - mixed.value) < 1e-5 * exact.value;
-  return same && mixed.exact_calls < exact.exact_calls ? 0 : 1;
+  return exit_status(same && mixed.exact_calls < exact.exact_calls);
 }

@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <quarn_cpp/quarn.hpp>
 
+#include "exit_status.h"
 #include "knapsack.h"
 
 const int kRoll = 100;
@@ -45,5 +46,5 @@ int main() {
   std::printf("the columns reach %.4f, no others reach more than %.4f\n", result.lower_bound,
               result.upper_bound);
   const bool right = std::fabs(result.lower_bound - 2049.375) < 1e-2;
-  return result.status == quarn::Status::optimal && right ? 0 : 1;
+  return exit_status(result.status == quarn::Status::optimal && right);
 }

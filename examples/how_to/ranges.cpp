@@ -6,6 +6,8 @@
 #include <cstdio>
 #include <quarn_cpp/quarn.hpp>
 
+#include "exit_status.h"
+
 const double kNeed[] = {4, 5, 3, 6, 7, 2, 2};
 const double kSpare = 1.0;   // how many more than needed may come
 const double kPeople = 9.0;  // how many there are
@@ -50,5 +52,5 @@ int main() {
                 side.upper, result.duals[week[day]]);
     right = right && there > side.lower - 1e-3 && there < side.upper + 1e-3;
   }
-  return right && std::fabs(result.upper_bound - 44.0) < 1e-4 ? 0 : 1;
+  return exit_status(right && std::fabs(result.upper_bound - 44.0) < 1e-4);
 }

@@ -9,6 +9,8 @@
 #include <cstdio>
 #include <quarn_cpp/quarn.hpp>
 
+#include "exit_status.h"
+
 struct Plant {
   double cost, free, rate;
 };
@@ -50,5 +52,5 @@ int main() {
                 column.cost());
   }
   const bool right = std::fabs(result.upper_bound - 34.0 / 2.5 * 1.3) < 1e-4;
-  return result.status == quarn::Status::optimal && right ? 0 : 1;
+  return exit_status(result.status == quarn::Status::optimal && right);
 }
