@@ -18,7 +18,7 @@ struct Report {
   const quarn::Result &result;
   std::optional<double> integer_value;  ///< of the integer solution, where there is one
   /// What a program reports besides, by key.
-  std::vector<std::pair<std::string, std::variant<int64_t, double>>> more = {};
+  std::vector<std::pair<std::string, std::variant<int64_t, double, bool>>> more = {};
 };
 
 /// Prints how the run ended: status in words, bounds, iterations, columns, times.

@@ -18,6 +18,7 @@
 #include "examples/dantzig_wolfe/decomposition.h"
 #include "examples/dantzig_wolfe/file_solution.h"
 #include "examples/dantzig_wolfe/model.h"
+#include "examples/dantzig_wolfe/objective_step.h"
 #include "examples/dantzig_wolfe/reformulation.h"
 #include "examples/dantzig_wolfe/relaxation.h"
 #include "examples/dantzig_wolfe/root.h"
@@ -94,8 +95,24 @@ static std::optional<double> gap_closed(double relaxation, double root, double i
   return std::fabs(root - relaxation) / whole;
 }
 
+/// What is proved of the program with its integers.
+struct Proof {
+  double bound = 0.0;  ///< no solution is better
+  bool optimal = false;
+};
+
+static Proof prove(const Model &model, const quarn::Result &result, const FileSolution &solution,
+                   double tolerance) {
+  const double root = model.maximize ? result.upper_bound : result.lower_bound;
+  if (!model.has_integers()) return {root, result.status == quarn::Status::optimal};
+  Proof proof = {rounded_bound(model, objective_step(model), root)};
+  proof.optimal = solution.integral && is_closed(model, solution.value, proof.bound, tolerance);
+  return proof;
+}
+
 static void print_outcome(const Model &model, double relaxation, const quarn::Result &result,
-                          const FileSolution &solution, const Seconds &seconds) {
+                          const FileSolution &solution, const Proof &proof,
+                          const Seconds &seconds) {
   const double root = model.maximize ? result.upper_bound : result.lower_bound;
   examples::print_summary(result);
   std::printf(
@@ -112,6 +129,7 @@ static void print_outcome(const Model &model, double relaxation, const quarn::Re
     return;
   }
   std::printf("integer value   %.10g (%s)\n", solution.value, solution.source.c_str());
+  std::printf("best bound      %.10g%s\n", proof.bound, proof.optimal ? " (optimal)" : "");
   if (const auto share = gap_closed(relaxation, root, solution.value)) {
     std::printf("gap closed      %.1f %% of that between relaxation and integer value\n",
                 100.0 * *share);
@@ -207,7 +225,8 @@ static int solve(const Settings &settings, Problem &problem, quarn::BlockPricer 
   }
   seconds.solutions = watch.lap();
 
-  print_outcome(model, relaxation.value, result, solution, seconds);
+  const Proof proof = prove(model, result, solution, settings.tolerance);
+  print_outcome(model, relaxation.value, result, solution, proof, seconds);
   print_solution(settings, model, solution);
   std::optional<double> integer_value;
   if (solution.integral && model.has_integers()) integer_value = solution.value;
@@ -216,7 +235,9 @@ static int solve(const Settings &settings, Problem &problem, quarn::BlockPricer 
                         integer_value,
                         {{"relaxation", relaxation.value},
                          {"blocks", static_cast<int64_t>(problem.decomposition.blocks.size())},
-                         {"distinct_blocks", static_cast<int64_t>(reformulation.blocks().size())}}},
+                         {"distinct_blocks", static_cast<int64_t>(reformulation.blocks().size())},
+                         {"best_bound", proof.bound},
+                         {"optimal", proof.optimal}}},
                        settings.json_file);
   return examples::exit_status(result);
 }

@@ -11,6 +11,7 @@
 #include "examples/common/text_reader.h"
 #include "examples/dantzig_wolfe/block_pricing.h"
 #include "examples/dantzig_wolfe/file_solution.h"
+#include "examples/dantzig_wolfe/objective_step.h"
 #include "examples/dantzig_wolfe/root.h"
 #include "examples/dantzig_wolfe/solution_search.h"
 
@@ -209,7 +210,7 @@ double integer_optimum(const Model &model, const LinearSolution &relaxation) {
 }
 
 TEST(DantzigWolfe, TheBoundOfAnIntegerProgramLiesBetweenRelaxationAndOptimum) {
-  int solved = 0, closer = 0, found = 0;
+  int solved = 0, closer = 0, found = 0, rounded = 0;
   for (unsigned seed = 1; seed <= 100; ++seed) {
     SCOPED_TRACE(seed);
     const Model model = RandomPrograms(seed).program(true);
@@ -222,7 +223,10 @@ TEST(DantzigWolfe, TheBoundOfAnIntegerProgramLiesBetweenRelaxationAndOptimum) {
     const double sign = model.sign();
     const double bound = model.maximize ? root.result.upper_bound : root.result.lower_bound;
     EXPECT_GE(sign * bound, sign * relaxation.value - allowed);
-    EXPECT_LE(sign * bound, sign * optimum + allowed);
+    const double best = rounded_bound(model, objective_step(model), bound);
+    EXPECT_GE(sign * best, sign * bound);
+    EXPECT_LE(sign * best, sign * optimum + allowed);
+    rounded += sign * (best - bound) > 0.1 ? 1 : 0;
     EXPECT_NEAR(apart.result.lower_bound, root.result.lower_bound, 3.0 * allowed);
     if (quarn::has_block_threads() && seed % 5 == 0) {
       const Root by_threads = solve(model, relaxation, true, 2);
@@ -238,6 +242,7 @@ TEST(DantzigWolfe, TheBoundOfAnIntegerProgramLiesBetweenRelaxationAndOptimum) {
   }
   EXPECT_GT(solved, 60);
   EXPECT_GT(closer, 15);
+  EXPECT_GT(rounded, 0);
   EXPECT_GT(found, 30);
 }
 
@@ -245,6 +250,31 @@ std::string in_file(const std::string &name, const std::string &text) {
   const std::string path = testing::TempDir() + name;
   std::ofstream(path) << text;
   return path;
+}
+
+TEST(DantzigWolfe, TheStepOfTheObjectiveIsThatOfCostsAndConstant) {
+  const auto step = [](double constant, std::vector<double> costs, bool integer = true) {
+    Model model;
+    model.constant = constant;
+    for (const double cost : costs) model.variables.push_back({"x", cost, 0.0, 9.0, integer});
+    return objective_step(model);
+  };
+  EXPECT_EQ(step(0.0, {6.0, 0.0, -9.0}), 3.0);
+  EXPECT_EQ(step(4.0, {6.0, -10.0}), 2.0);
+  EXPECT_EQ(step(0.0, {0.75, 1.5}), 0.75);
+  EXPECT_EQ(step(0.1, {1.0}), 0.1);
+  EXPECT_EQ(step(0.0, {1.0 / 3.0}), 0.0);
+  EXPECT_EQ(step(0.0, {1.0}, false), 0.0);
+  Model model;
+  for (model.maximize = false;; model.maximize = true) {
+    const double sign = model.sign();
+    EXPECT_EQ(rounded_bound(model, 3.0, sign * 7.1), sign * 9.0);
+    EXPECT_EQ(rounded_bound(model, 3.0, sign * -7.1), sign * -6.0);
+    EXPECT_EQ(rounded_bound(model, 1.0, sign * (7.0 + 1e-8)), sign * (7.0 + 1e-8));
+    EXPECT_TRUE(is_closed(model, sign * 7.0, sign * 7.0, 1e-6));
+    EXPECT_FALSE(is_closed(model, sign * 8.0, sign * 7.0, 1e-6));
+    if (model.maximize) break;
+  }
 }
 
 TEST(DantzigWolfe, BothFormatsSayTheSame) {
