@@ -8,6 +8,8 @@
 mpiexec=$1 program=$2 folder=$3 case=$4
 export OMPI_ALLOW_RUN_AS_ROOT=1 OMPI_ALLOW_RUN_AS_ROOT_CONFIRM=1
 export OMPI_MCA_rmaps_base_oversubscribe=1 OMPI_MCA_btl_vader_single_copy_mechanism=none
+# Ranks that wait leave the processor to others.
+export OMPI_MCA_mpi_yield_when_idle=1
 
 fail() {
   echo "$case: $*"

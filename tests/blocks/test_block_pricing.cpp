@@ -173,7 +173,8 @@ TEST(BlockPricing, NamesTheBlockOfAColumnThatCannotBe) {
   EXPECT_THROW(pricer.oracle(BlockPricer::Combine()), Mistake);
 }
 
-// Time and interrupt are looked at between blocks, and by a block that asks.
+// Time and interrupt are looked at between blocks, and by a block that asks. However late the
+// caller comes to look, its threads do not run out of blocks before.
 TEST(BlockPricing, EndsBetweenBlocksAndWithinThoseThatAsk) {
   const Program program = random_blocks(8, 30);
   for (const int threads : team_sizes()) {
@@ -181,17 +182,24 @@ TEST(BlockPricing, EndsBetweenBlocksAndWithinThoseThatAsk) {
       ProgramMaster target(program);
       ProgramBlocks blocks(program);
       std::atomic<int> priced{0};
-      std::atomic<bool> interrupt{false};
+      std::atomic<bool> interrupt{false}, seen{false};
+      const auto caller = std::this_thread::get_id();
       blocks.before = [&](size_t, const BlockDuals &duals) {
         if (duals.iteration < 2) return;
         if (++priced == 3) interrupt = true;
-        while (asks && interrupt && !duals.should_stop()) std::this_thread::yield();
+        const bool waits = asks || std::this_thread::get_id() != caller;
+        while (waits && interrupt && !(asks ? duals.should_stop() : seen.load())) {
+          std::this_thread::yield();
+        }
         std::this_thread::sleep_for(std::chrono::milliseconds(2));
       };
       LocalTeam team(threads);
       BlockPricer pricer(blocks, team);
       Settings settings;
-      settings.interrupt = [&] { return interrupt.load(); };
+      settings.interrupt = [&] {
+        if (interrupt) seen = true;
+        return interrupt.load();
+      };
       const Result result =
           target.master().solve(pricer.oracle(blocks.rows(target), program.sense), settings);
       EXPECT_EQ(result.status, Status::stopped);
@@ -209,11 +217,15 @@ TEST(BlockPricing, LetsOutWhatTheInterruptThrows) {
     BlockPricer pricer(blocks, team);
     BlockDuals duals;
     duals.values.assign(program.rows.size(), 0.0);
-    blocks.before = [](size_t, const BlockDuals &) {
-      std::this_thread::sleep_for(std::chrono::milliseconds(3));
+    std::atomic<bool> asked{false};
+    blocks.before = [&](size_t, const BlockDuals &) {
+      while (!asked) std::this_thread::yield();
     };
-    EXPECT_THROW(pricer.price(duals, []() -> bool { throw std::domain_error("stop"); }),
-                 std::domain_error);
+    const auto throws = [&]() -> bool {
+      asked = true;
+      throw std::domain_error("stop");
+    };
+    EXPECT_THROW(pricer.price(duals, throws), std::domain_error);
     EXPECT_TRUE(pricer.price(duals).complete);
   }
 }

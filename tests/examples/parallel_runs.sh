@@ -6,6 +6,8 @@ runs=$1
 shift
 export OMPI_ALLOW_RUN_AS_ROOT=1 OMPI_ALLOW_RUN_AS_ROOT_CONFIRM=1
 export OMPI_MCA_rmaps_base_oversubscribe=1 OMPI_MCA_btl_vader_single_copy_mechanism=none
+# Ranks that wait leave the processor to others.
+export OMPI_MCA_mpi_yield_when_idle=1
 
 # What does not depend on time: all but what the table and the summary say of seconds.
 history=$(mktemp)
