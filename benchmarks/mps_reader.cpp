@@ -15,8 +15,11 @@
 namespace benchmarks {
 namespace {
 
+constexpr size_t kLongestLine = size_t{1} << 20;  // a longer one is in no program
+
 #ifdef QUARN_HAVE_ZLIB
-/// Lines of a file that may be compressed: zlib passes plain files through.
+/// Lines of a file that may be compressed: zlib passes plain files through. One that is too long is
+/// cut off behind kLongestLine.
 class LineSource {
  public:
   explicit LineSource(const std::string &path) : file_(gzopen(path.c_str(), "rb"), gzclose) {}
@@ -24,7 +27,7 @@ class LineSource {
   bool next(std::string *line) {
     line->clear();
     char piece[256];
-    while (gzgets(file_.get(), piece, sizeof piece) != nullptr) {
+    while (line->size() <= kLongestLine && gzgets(file_.get(), piece, sizeof piece) != nullptr) {
       line->append(piece);
       if (line->back() == '\n') return true;
     }
@@ -44,7 +47,14 @@ class LineSource {
  public:
   explicit LineSource(const std::string &path) : file_(path, std::ios::binary) {}
   bool is_open() const { return file_.is_open(); }
-  bool next(std::string *line) { return static_cast<bool>(std::getline(file_, *line)); }
+  bool next(std::string *line) {
+    line->clear();
+    int c = file_.get();
+    for (; c != EOF && c != '\n' && line->size() <= kLongestLine; c = file_.get()) {
+      line->push_back(static_cast<char>(c));
+    }
+    return c != EOF || !line->empty();
+  }
   bool failed() const { return file_.bad(); }
 
  private:
@@ -90,6 +100,7 @@ class Reader {
     std::string line;
     while (section_ != Section::kEnd && source_.next(&line)) {
       ++line_number_;
+      if (line.size() > kLongestLine) fail("the line is longer than a mebibyte");
       take(line);
     }
     if (source_.failed()) throw MpsError(path_ + ": cannot be read to its end");

@@ -77,6 +77,7 @@ TEST(MpsReader, NamesFileAndLineOfWhatIsWrong) {
       {kRows + kColumns + "BOUNDS\n" + line("UP", "B", "X  D", "1.0"), ":17: unknown column"},
       {kRows + "QSECTION\n", ":10: unknown section QSECTION"},
       {kRows + "COLUMNS\n\tX\tCOST\t1\n", ":11: a tab"},
+      {kRows + std::string((size_t{1} << 20) + 1, '*') + "\n", ":10: the line is longer than"},
       {kRows + kColumns, ": ends without ENDATA"},
       {"NAME\nROWS\n" + line("E", "A") + "ENDATA\n", ": has no N row"},
   };
