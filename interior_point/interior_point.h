@@ -115,18 +115,21 @@ int32_t preproc_Pb(IP_problem *Pb);
  *   alarge      out  largest product over the mean
  *   iterations  out  interior-point iterations of this call, those of abandoned starts included
  *
- * The measures are those of the problem as it was loaded. At code 0 the gap is at most opt_tol,
+ * The measures are those of the problem as it was loaded; where those of rows and columns meet the
+ * tolerance without their last terms, they are given without. At code 0 the gap is at most opt_tol,
  * the infeasibilities of rows and bounds at most max(1e-9, min(1e-6, opt_tol / 10)), and the dual
  * one at most max(1e-9, min(1e-6, opt_tol / 1000)). Otherwise they belong to the best point met,
  * which is kept; all outputs are finite.
  *
  * With p = c'x and d the dual value of the same point, the bounds of x included, the gap is
- * |p - d| / max(|p|, f), where f = 1e-10 min(1, least |c_j| above 0) never grows with the costs.
- * At 1 or less p and d have one sign. p misses the value of a feasible point by at most 1e-8 |p|,
- * d that of a dual feasible one by at most |p| / 10. Rounding sets limits to that:
+ * |p - d| / M, M = max(|p|, f), where f = 1e-10 min(1, least |c_j| above 0) never grows with the
+ * costs. At 1 or less p and d have one sign. p misses the value of a feasible point by at most
+ * 1e-8 M, d that of a dual feasible one by at most M / 10. Rounding sets limits to that:
  *
  * - of |p - d| up to 2e-15 times the sum of the absolute terms of p and d is forgiven, at most
- *   1e-7 |p|; d may lie that far above p;
+ *   1e-7 M; d may lie that far above p;
+ * - where `primal` is 1e-14 or less, what it makes p miss is a rounding error too: it is forgiven
+ *   in the same way and has no other limit;
  * - where the solve finds no more digits of p, since those of d = b'y cancel as they do for an
  *   optimum of 0, f = 1e-5 min(least |c_j| above 0, that sum) is enough;
  * - f is at least 1e-6 of what finite bounds, to which columns are shifted, add to p.

@@ -5,8 +5,8 @@
  *   1. A plain cold solve goes by way of a smaller problem where presolve promises much of it
  *      (presolve.h).
  *   2. Otherwise, and where that failed or lost digits, the problem is solved as it is.
- *   3. A plain cold solve that failed without a presolve, or lost digits in it, is made smaller
- * last.
+ *   3. A plain cold solve that failed without a presolve, or lost digits in it, is made smaller at
+ *      last.
  *   4. A solution that breaks a huge bound, or a failure beside huge bounds, repeats 1 to 3 with
  *      these bounds in the form (huge_bounds.h).
  *   5. A failure, or a solution that hides a residual, is held against certificates (27) and (28).
