@@ -34,8 +34,8 @@ void add_search_options(CLI::App &app, SearchOptions &options) {
       ->needs(optimal);
   app.add_flag("--depth-first", options.depth_first, "with --optimal: the latest node first")
       ->needs(optimal);
-  app.add_flag("--from-parents", options.from_parents,
-               "with --optimal: nodes start from their parents' masters")
+  app.add_flag("--from-pool", options.from_pool,
+               "with --optimal: nodes start from all columns, not from their parents'")
       ->needs(optimal);
 #ifdef QUARN_HAVE_CBC
   app.add_flag("--integer-solver", options.integer_solver,
@@ -60,7 +60,7 @@ bp::Settings search_settings(const Options &options, const SearchOptions &search
   if (search.nodes > 0) settings.max_nodes = search.nodes;
   if (search.candidates > 0) settings.candidates = search.candidates;
   if (search.depth_first) settings.order = bp::Order::depth_first;
-  if (search.from_parents) settings.start = bp::Start::parent;
+  if (search.from_pool) settings.start = bp::Start::pool;
   if (!has("cut-off")) settings.cut_off_early = false;
   if (!has("early-branching")) settings.branch_early = false;
   if (!has("node-tolerance")) settings.share_of_distance = 0.0;

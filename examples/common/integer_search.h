@@ -18,7 +18,7 @@ struct SearchOptions {
   int64_t nodes = 0;            ///< most of them; 0: no limit
   int candidates = 0;           ///< for strong branching; 0: as the program thinks best
   bool depth_first = false;     ///< in place of best bound with dives
-  bool from_parents = false;    ///< nodes start from their parents' masters, not from the pool
+  bool from_pool = false;       ///< nodes start from all columns, not from their parents' masters
   bool integer_solver = false;  ///< Cbc over the known columns, in builds that have it
   /// What is left out, for measurements: early stops and heuristics.
   std::vector<std::string> without;

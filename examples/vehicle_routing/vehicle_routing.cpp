@@ -31,10 +31,6 @@ struct Settings : MasterSettings {
 
 namespace bp = quarn::branch_and_price;
 
-// Arcs that strong branching compares, and for how long.
-constexpr int32_t kCandidates = 4;
-constexpr int32_t kProbeIterations = 2;
-
 /// Routes of the integer solution; a customer that was visited before is passed by.
 static std::vector<Route> integer_routes(const Instance &instance, const quarn::Result &result) {
   std::vector<bool> visited(static_cast<size_t>(instance.customers()) + 1, false);
@@ -101,8 +97,6 @@ static int search(const Settings &settings, const Instance &instance) {
   IntegerRoutes problem(instance, master, settings);
   bp::Search tree(problem, master);
   bp::Settings how;
-  how.candidates = kCandidates;
-  how.probe_iterations = kProbeIterations;
   how.save_data = [](const std::any &data) { return text_of(std::any_cast<Route>(data)); };
   how = examples::search_settings(settings, settings.search, how);
   const bp::Outcome outcome = examples::run_search(tree, settings, how, column_text().read);

@@ -119,7 +119,7 @@ TEST(IntegerPatterns, EndAtTheFewestRollsAlsoWithoutHeuristics) {
     settings.own_heuristic = settings.branch_early = seed % 2 == 0;
     settings.dive_every = seed % 4 == 1 ? 1 : 0;
     settings.candidates = seed % 3 == 0 ? 4 : 1;
-    settings.start = seed % 5 == 0 ? bp::Start::parent : bp::Start::pool;
+    settings.start = seed % 5 == 0 ? bp::Start::pool : bp::Start::parent;
     const bp::Outcome outcome = search.run(settings);
     nodes += outcome.nodes;
     ASSERT_EQ(outcome.status, bp::Status::optimal) << outcome.message;
