@@ -2,10 +2,8 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
-#include <cerrno>
 #include <cmath>
 #include <cstdio>
-#include <fstream>
 #include <iostream>
 #include <nlohmann/json.hpp>
 
@@ -172,7 +170,6 @@ static int library_status(const bp::Outcome &outcome) {
 }
 
 void write_json(const std::string &instance, const bp::Outcome &outcome, const std::string &path) {
-  if (path.empty()) return;
   const Json value = outcome.has_solution ? Json(outcome.value) : Json(nullptr);
   const Json object = {{"instance", instance},
                        {"status", library_status(outcome)},
@@ -194,12 +191,7 @@ void write_json(const std::string &instance, const bp::Outcome &outcome, const s
                        {"heuristics", heuristics(outcome)},
                        {"finds", finds(outcome)},
                        {"history", history(outcome)}};
-  errno = 0;
-  std::ofstream file(path);
-  // An instance's name may hold bytes that are not UTF-8; they are replaced.
-  file << object.dump(2, ' ', false, nlohmann::json::error_handler_t::replace) << '\n';
-  file.flush();
-  if (!file) throw OutputError(path, errno);
+  write_json_file(object, path);
 }
 
 int exit_status(const bp::Outcome &outcome) {

@@ -2,6 +2,7 @@
 #define EXAMPLES_COMMON_OUTPUT_H
 
 #include <cstdio>
+#include <nlohmann/json_fwd.hpp>
 #include <stdexcept>
 #include <string>
 
@@ -13,6 +14,9 @@ class OutputError : public std::runtime_error {
   /// `error` as in errno; with 0 the cause is left out.
   OutputError(const std::string &name, int error);
 };
+
+/// Writes the value, indented, and a line's end; an empty path writes nothing. Throws OutputError.
+void write_json_file(const nlohmann::ordered_json &value, const std::string &path);
 
 /// Flushes; throws OutputError unless everything that was ever written to the stream arrived.
 void check_output(FILE *stream, const std::string &name);

@@ -1,8 +1,6 @@
 #include "examples/common/report.h"
 
-#include <cerrno>
 #include <cstdio>
-#include <fstream>
 #include <nlohmann/json.hpp>
 
 #include "examples/common/options.h"
@@ -56,7 +54,6 @@ void print_summary(const quarn::Result &result) {
 }
 
 void write_json(const Report &report, const std::string &path) {
-  if (path.empty()) return;
   nlohmann::ordered_json object;
   object["instance"] = report.instance;
   object["status"] = library_status(report.result);
@@ -74,12 +71,7 @@ void write_json(const Report &report, const std::string &path) {
   for (const auto &[key, value] : report.more) {
     std::visit([&object, name = key](auto number) { object[name] = number; }, value);
   }
-  errno = 0;
-  std::ofstream file(path);
-  // An instance's name may hold bytes that are not UTF-8; they are replaced.
-  file << object.dump(2, ' ', false, nlohmann::json::error_handler_t::replace) << '\n';
-  file.flush();
-  if (!file) throw OutputError(path, errno);
+  write_json_file(object, path);
 }
 
 int exit_status(const quarn::Result &result) {

@@ -6,6 +6,8 @@
 #include <set>
 #include <tuple>
 
+#include "examples/cutting_stock/master.h"
+
 namespace cutting_stock {
 
 namespace bp = quarn::branch_and_price;
@@ -21,15 +23,6 @@ constexpr double kSlack = 0.05;
 constexpr double kWhole = 1e-5;
 constexpr double kClearlyAbove = 0.2, kClearlyBelow = 0.9;
 constexpr size_t kMostCandidates = 12;
-
-static std::vector<quarn::Entry> entries_of(const Pattern &pattern,
-                                            const std::vector<quarn::Row> &rows) {
-  std::vector<quarn::Entry> entries;
-  for (const Piece &piece : pattern) {
-    entries.push_back({rows[static_cast<size_t>(piece.type)], static_cast<double>(piece.copies)});
-  }
-  return entries;
-}
 
 quarn::Master make_integer_master(const Instance &instance, const PatternPricer &pricer) {
   quarn::Master master;

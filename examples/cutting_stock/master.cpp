@@ -9,8 +9,7 @@ constexpr double kBoxMargin = 1.5;
 // A pattern worth less than this has a reduced cost that is mere rounding error.
 constexpr double kLeastWorth = 1.0 + 1e-9;
 
-static std::vector<quarn::Entry> entries_of(const Pattern &pattern,
-                                            const std::vector<quarn::Row> &rows) {
+std::vector<quarn::Entry> entries_of(const Pattern &pattern, const std::vector<quarn::Row> &rows) {
   std::vector<quarn::Entry> entries;
   for (const Piece &piece : pattern) {
     entries.push_back({rows[static_cast<size_t>(piece.type)], static_cast<double>(piece.copies)});

@@ -45,6 +45,9 @@ class Oracle {
   int32_t most_;
 };
 
+/// The entries of a pattern's column; row i is type i.
+std::vector<quarn::Entry> entries_of(const Pattern &pattern, const std::vector<quarn::Row> &rows);
+
 /// The pattern of a column.
 Pattern pattern_of(const quarn::Master &master, const quarn::Column &column);
 

@@ -14,16 +14,20 @@ double coin_bound(double value) {
   return value <= -kInfinite ? -COIN_DBL_MAX : value;
 }
 
+void append_row(const std::vector<Entry> &entries, CoinPackedMatrix &matrix) {
+  std::vector<int> indices;
+  std::vector<double> values;
+  for (const Entry &entry : entries) {
+    indices.push_back(entry.index);
+    values.push_back(entry.value);
+  }
+  matrix.appendRow(static_cast<int>(indices.size()), indices.data(), values.data());
+}
+
 BlockProgram::BlockProgram(const Block &block) : matrix(false, 0.0, 0.0) {
   matrix.setDimensions(0, static_cast<int>(block.variables.size()));
   for (const BlockRow &row : block.rows) {
-    std::vector<int> indices;
-    std::vector<double> values;
-    for (const Entry &entry : row.entries) {
-      indices.push_back(entry.index);
-      values.push_back(entry.value);
-    }
-    matrix.appendRow(static_cast<int>(indices.size()), indices.data(), values.data());
+    append_row(row.entries, matrix);
     row_lower.push_back(coin_bound(row.lower));
     row_upper.push_back(coin_bound(row.upper));
   }

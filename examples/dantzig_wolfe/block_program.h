@@ -12,6 +12,9 @@ namespace dantzig_wolfe {
 /// A bound as Clp writes it: COIN_DBL_MAX for none.
 double coin_bound(double value);
 
+/// Appends a row with these entries.
+void append_row(const std::vector<Entry> &entries, CoinPackedMatrix &matrix);
+
 /// A block in the arrays that Clp and Cbc load.
 struct BlockProgram {
   explicit BlockProgram(const Block &block);

@@ -16,13 +16,7 @@ static void load(const Model &model, ClpSimplex &simplex) {
   matrix.setDimensions(0, static_cast<int>(model.variables.size()));
   std::vector<double> lower, upper, cost, row_lower, row_upper;
   for (const Constraint &row : model.rows) {
-    std::vector<int> indices;
-    std::vector<double> values;
-    for (const Entry &entry : row.entries) {
-      indices.push_back(entry.index);
-      values.push_back(entry.value);
-    }
-    matrix.appendRow(static_cast<int>(indices.size()), indices.data(), values.data());
+    append_row(row.entries, matrix);
     row_lower.push_back(coin_bound(row.lower));
     row_upper.push_back(coin_bound(row.upper));
   }
