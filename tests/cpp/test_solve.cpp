@@ -541,7 +541,7 @@ TEST(Solve, SolvesLooselyAgainAfterARoundThatBroughtNothing) {
   EXPECT_EQ(result.status, Status::optimal);
   ASSERT_GT(result.history.size(), 6u);
   EXPECT_LT(result.history[3].tolerance, 1e-5);
-  for (const size_t k : {4, 5, 6}) EXPECT_GT(result.history[k].tolerance, 0.01) << k;
+  for (const size_t k : {4U, 5U, 6U}) EXPECT_GT(result.history[k].tolerance, 0.01) << k;
 }
 
 TEST(Solve, ColumnsThatHaveToBeUsedMayBeTooManyForTheirBlock) {
