@@ -1,6 +1,6 @@
 #include "examples/dantzig_wolfe/block_pricing.h"
 
-#include <stdexcept>
+#include <algorithm>
 
 namespace dantzig_wolfe {
 
@@ -20,7 +20,7 @@ BlockSolution BlockPricing::solve(size_t block, const std::vector<double> &u) {
   }
   BlockSolution solution = pricers_[block]->price(cost);
   if (solution.outcome != BlockSolution::Outcome::infeasible) return solution;
-  throw std::runtime_error("no point satisfies its rows and bounds, the program is infeasible");
+  throw EmptyBlock();
 }
 
 /// Columns that do not improve the restricted master are left out, save before the first one, when
@@ -48,8 +48,34 @@ quarn::BlockAnswer BlockPricing::price(size_t block, const quarn::BlockDuals &du
   return quarn::BlockAnswer::term(reformulation_.blocks()[block].times() * solution.bound);
 }
 
+void BlockPricing::tighten(size_t block, int32_t variable, double lower, double upper) {
+  const BlockVariable &own =
+      reformulation_.blocks()[block].variables[static_cast<size_t>(variable)];
+  Range &range =
+      tightened_.try_emplace({block, variable}, Range{own.lower, own.upper}).first->second;
+  range = {std::max(range.lower, lower), std::min(range.upper, upper)};
+  pricers_[block]->set_bounds(variable, range.lower, range.upper);
+}
+
+void BlockPricing::tighten_outside(size_t column, double lower, double upper) {
+  const Range own = {0.0, reformulation_.outside()[column].upper};
+  Range &range = outside_.try_emplace(column, own).first->second;
+  range = {std::max(range.lower, lower), std::min(range.upper, upper)};
+}
+
+void BlockPricing::loosen() {
+  for (const auto &[place, range] : tightened_) {
+    const auto &[block, variable] = place;
+    const BlockVariable &own =
+        reformulation_.blocks()[block].variables[static_cast<size_t>(variable)];
+    pricers_[block]->set_bounds(variable, own.lower, own.upper);
+  }
+  tightened_.clear();
+  outside_.clear();
+}
+
 double BlockPricing::bound(const std::vector<double> &duals, const quarn::BlockRound &round) const {
-  double value = reformulation_.outside_bound(duals);
+  double value = reformulation_.outside_bound(duals, outside_);
   for (const quarn::BlockAnswer &answer : round.answers) value += answer.value;
   return value;
 }

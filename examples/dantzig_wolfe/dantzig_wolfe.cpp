@@ -1,9 +1,11 @@
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <any>
 #include <chrono>
 #include <cmath>
 #include <cstdio>
 #include <fstream>
+#include <iostream>
 #include <optional>
 #include <stdexcept>
 #include <string>
@@ -17,6 +19,7 @@
 #include "examples/dantzig_wolfe/blocks.h"
 #include "examples/dantzig_wolfe/decomposition.h"
 #include "examples/dantzig_wolfe/file_solution.h"
+#include "examples/dantzig_wolfe/integer_tree.h"
 #include "examples/dantzig_wolfe/model.h"
 #include "examples/dantzig_wolfe/objective_step.h"
 #include "examples/dantzig_wolfe/reformulation.h"
@@ -35,6 +38,8 @@ struct Settings : examples::Options {
   bool root = false;            ///< the bound at the root alone
   bool keep_equal = false;      ///< price equal blocks one by one
   double integer_seconds = 10;  ///< for Cbc on the columns
+  int64_t nodes = 0;            ///< of the search, most of them; 0: no limit
+  int32_t candidates = 4;       ///< for strong branching
   PricingLimits limits;
 };
 
@@ -85,7 +90,8 @@ static void print_model(const Model &model, const Decomposition &decomposition,
 
 /// Seconds of the parts that the master's run does not count.
 struct Seconds {
-  double reading = 0.0, relaxation = 0.0, first_columns = 0.0, finish = 0.0, solutions = 0.0;
+  double reading = 0.0, relaxation = 0.0, first_columns = 0.0, finish = 0.0, solutions = 0.0,
+         tree = 0.0;
 };
 
 /// The share of the way from the relaxation to an integer value that the root bound covers.
@@ -99,6 +105,8 @@ static std::optional<double> gap_closed(double relaxation, double root, double i
 struct Proof {
   double bound = 0.0;  ///< no solution is better
   bool optimal = false;
+  int64_t nodes = 1;
+  bool failed = false;  ///< the search found a mistake, or that there is no solution
 };
 
 static Proof prove(const Model &model, const quarn::Result &result, const FileSolution &solution,
@@ -110,6 +118,31 @@ static Proof prove(const Model &model, const quarn::Result &result, const FileSo
   return proof;
 }
 
+/// Goes on from the root where that leaves a gap; proof and solution become those of the search.
+static void search(const Settings &settings, const RootResult &root, double seconds,
+                   FileSolution &solution, Proof &proof) {
+  quarn::branch_and_price::Settings how;
+  how.master = examples::settings_of(settings);
+  how.tolerance = settings.tolerance;
+  how.time_limit = std::max(0.0, settings.time_limit - seconds);
+  how.candidates = settings.candidates;
+  how.log = &std::cout;
+  if (settings.nodes > 0) how.max_nodes = settings.nodes;
+  std::cout << '\n';
+  TreeResult tree = search_tree(root, settings.limits, std::move(how));
+  std::cout << "\nsearch          " << to_string(tree.outcome.status) << " ("
+            << tree.outcome.message << ")" << std::endl;
+  solution = std::move(tree.solution);
+  const Model &model = root.reformulation.model();
+  proof.bound =
+      model.sign() * std::max(model.sign() * proof.bound, model.sign() * tree.outcome.bound);
+  proof.nodes = tree.outcome.nodes;
+  proof.failed = tree.outcome.status == quarn::branch_and_price::Status::failed ||
+                 tree.outcome.status == quarn::branch_and_price::Status::infeasible;
+  proof.optimal =
+      solution.integral && is_closed(model, solution.value, proof.bound, settings.tolerance);
+}
+
 static void print_outcome(const Model &model, double relaxation, const quarn::Result &result,
                           const FileSolution &solution, const Proof &proof,
                           const Seconds &seconds) {
@@ -118,9 +151,9 @@ static void print_outcome(const Model &model, double relaxation, const quarn::Re
   std::printf(
       "                reading %.3f s, relaxation %.3f s, first columns %.3f s, last rounds %.3f "
       "s, "
-      "solutions %.3f s\n",
-      seconds.reading, seconds.relaxation, seconds.first_columns, seconds.finish,
-      seconds.solutions);
+      "solutions %.3f s, search %.3f s\n",
+      seconds.reading, seconds.relaxation, seconds.first_columns, seconds.finish, seconds.solutions,
+      seconds.tree);
   std::printf("relaxation      %.10g\n", relaxation);
   std::printf("root bound      %.10g\n", root);
   if (!model.has_integers()) return;
@@ -210,6 +243,7 @@ static int solve(const Settings &settings, Problem &problem, quarn::BlockPricer 
   const Reformulation &reformulation = problem.reformulation;
   print_model(model, problem.decomposition, reformulation);
   Stopwatch watch;
+  const Stopwatch all;
   const LinearSolution relaxation = relax(model);
   seconds.relaxation = watch.lap();
   quarn::Master master = examples::resumed(reformulation.master(), settings, column_text());
@@ -225,7 +259,14 @@ static int solve(const Settings &settings, Problem &problem, quarn::BlockPricer 
   }
   seconds.solutions = watch.lap();
 
-  const Proof proof = prove(model, result, solution, settings.tolerance);
+  Proof proof = prove(model, result, solution, settings.tolerance);
+  if (!settings.root && !proof.optimal && result.status == quarn::Status::optimal) {
+    const FileSolution found = solution;
+    search(settings,
+           {reformulation, problem.decomposition, relaxation, restricted.columns(), found},
+           all.seconds(), solution, proof);
+    seconds.tree = watch.lap();
+  }
   print_outcome(model, relaxation.value, result, solution, proof, seconds);
   print_solution(settings, model, solution);
   std::optional<double> integer_value;
@@ -237,9 +278,10 @@ static int solve(const Settings &settings, Problem &problem, quarn::BlockPricer 
                          {"blocks", static_cast<int64_t>(problem.decomposition.blocks.size())},
                          {"distinct_blocks", static_cast<int64_t>(reformulation.blocks().size())},
                          {"best_bound", proof.bound},
-                         {"optimal", proof.optimal}}},
+                         {"optimal", proof.optimal},
+                         {"nodes", proof.nodes}}},
                        settings.json_file);
-  return examples::exit_status(result);
+  return proof.failed ? static_cast<int>(examples::kNotSolved) : examples::exit_status(result);
 }
 
 static int run(const Settings &settings, examples::Job &job) {
@@ -269,8 +311,14 @@ static void add_options(CLI::App &app, Settings &settings) {
   app.add_option("--solution", settings.solution_file,
                  "write the solution to this file, not to standard output")
       ->type_name("FILE");
-  app.add_flag("--root", settings.root,
-               "the bound at the root alone, which is all there is so far");
+  CLI::Option *root = app.add_flag("--root", settings.root, "the bound at the root alone");
+  app.add_option("--nodes", settings.nodes, "of the search, most of them; 0: no limit")
+      ->check(CLI::NonNegativeNumber)
+      ->excludes(root);
+  app.add_option("--candidates", settings.candidates, "for branching that the search compares")
+      ->check(CLI::PositiveNumber)
+      ->capture_default_str()
+      ->excludes(root);
   app.add_flag("--keep-equal-blocks", settings.keep_equal, "price equal blocks one by one");
   app.add_option("--integer-seconds", settings.integer_seconds,
                  "for Cbc to find an integer solution made of the columns")

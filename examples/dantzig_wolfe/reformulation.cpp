@@ -97,19 +97,22 @@ void Reformulation::add_rows() {
 void Reformulation::add_outside_columns() {
   const std::vector<quarn::Row> handles = master_.rows();
   for (size_t k = 0; k < outside_.size(); ++k) {
+    const MasterColumn column = {MasterColumn::Kind::outside, k, {}};
+    const Coefficients found = master_coefficients(column);
     std::vector<quarn::Entry> entries;
-    for (const Entry &entry : outside_[k].entries) {
-      const int32_t row = rows_[at(entry.index)].master;
-      if (row >= 0) entries.push_back({handles[at(row)], entry.value});
+    for (const Entry &entry : found.entries) {
+      entries.push_back({handles[at(entry.index)], entry.value});
     }
     const double upper = std::min(outside_[k].upper, quarn::kInfinity);
-    master_.add_column(model_.sign() * outside_[k].cost, entries, {0.0, upper},
-                       to_text({MasterColumn::Kind::outside, k, {}}));
+    master_.add_column(found.cost, entries, {0.0, upper}, to_text(column));
   }
 }
 
 Coefficients Reformulation::master_coefficients(const MasterColumn &column) const {
-  Coefficients result = coefficients(blocks_[column.owner], column);
+  const bool is_outside = column.kind == MasterColumn::Kind::outside;
+  Coefficients result;
+  if (is_outside) result = {outside_[column.owner].cost, outside_[column.owner].entries};
+  if (!is_outside) result = coefficients(blocks_[column.owner], column);
   const bool is_point = column.kind == MasterColumn::Kind::point;
   if (is_point && column.owner == 0) result.cost += constant_ / blocks_[0].times();
   result.cost *= model_.sign();
@@ -119,7 +122,7 @@ Coefficients Reformulation::master_coefficients(const MasterColumn &column) cons
     if (row >= 0) entries.push_back({row, entry.value});
   }
   if (is_point) entries.push_back({convexity_[column.owner], 1.0});
-  if (!is_point && ray_row_ >= 0) entries.push_back({ray_row_, 1.0});
+  if (column.kind == MasterColumn::Kind::ray && ray_row_ >= 0) entries.push_back({ray_row_, 1.0});
   result.entries = std::move(entries);
   return result;
 }
@@ -132,7 +135,8 @@ double Reformulation::valid_dual(size_t i, const std::vector<double> &duals) con
   return row.upper >= kInfinite ? std::max(dual, 0.0) : dual;
 }
 
-double Reformulation::outside_bound(const std::vector<double> &duals) const {
+double Reformulation::outside_bound(const std::vector<double> &duals,
+                                    const std::map<size_t, Range> &ranges) const {
   constexpr double kRounding = 1e-9;
   std::vector<double> u(rows_.size());
   double value = constant_;
@@ -140,15 +144,19 @@ double Reformulation::outside_bound(const std::vector<double> &duals) const {
     u[i] = valid_dual(i, duals);
     if (u[i] != 0.0) value += u[i] * (u[i] > 0.0 ? rows_[i].lower : rows_[i].upper);
   }
-  for (const OutsideColumn &column : outside_) {
+  for (size_t k = 0; k < outside_.size(); ++k) {
+    const OutsideColumn &column = outside_[k];
+    const auto found = ranges.find(k);
+    const Range range = found != ranges.end() ? found->second : Range{0.0, column.upper};
     double reduced = column.cost, scale = 1.0 + std::fabs(column.cost);
     for (const Entry &entry : column.entries) {
       reduced -= u[at(entry.index)] * entry.value;
       scale += std::fabs(u[at(entry.index)] * entry.value);
     }
-    if (reduced >= 0.0) continue;
-    if (column.upper < kInfinite) {
-      value += reduced * column.upper;
+    if (reduced >= 0.0) {
+      value += reduced * range.lower;
+    } else if (range.upper < kInfinite) {
+      value += reduced * range.upper;
     } else if (reduced < -kRounding * scale) {
       return -kInfinite;
     }

@@ -2,6 +2,7 @@
 #define EXAMPLES_DANTZIG_WOLFE_REFORMULATION_H
 
 #include <cstdint>
+#include <map>
 #include <quarn_cpp/quarn.hpp>
 #include <vector>
 
@@ -17,6 +18,11 @@ struct LinkingRow {
   int32_t row;  ///< of the file
   double lower, upper;
   int32_t master = -1;  ///< index in the master; -1 for a row that demands nothing
+};
+
+/// Of a variable or a value.
+struct Range {
+  double lower, upper;
 };
 
 /// A variable outside of the blocks as a part of a column:  base + direction * share.
@@ -79,8 +85,10 @@ class Reformulation {
   /// (2) asks for; `duals` by index of the master's rows.
   double valid_dual(size_t i, const std::vector<double> &duals) const;
   /// The first and the last sum of (2), -kInfinite where there is no minimum. Reduced costs of
-  /// unbounded columns that are below 0 by no more than rounding errors count as 0.
-  double outside_bound(const std::vector<double> &duals) const;
+  /// unbounded columns that are below 0 by no more than rounding errors count as 0. `ranges` are
+  /// those of columns of variables outside whose value is not just within 0 and its upper bound.
+  double outside_bound(const std::vector<double> &duals,
+                       const std::map<size_t, Range> &ranges = {}) const;
   /// What the objective has besides columns and blocks' variables.
   double constant() const { return constant_; }
 

@@ -11,6 +11,7 @@
 #include "examples/common/text_reader.h"
 #include "examples/dantzig_wolfe/block_pricing.h"
 #include "examples/dantzig_wolfe/file_solution.h"
+#include "examples/dantzig_wolfe/integer_tree.h"
 #include "examples/dantzig_wolfe/objective_step.h"
 #include "examples/dantzig_wolfe/root.h"
 #include "examples/dantzig_wolfe/solution_search.h"
@@ -132,10 +133,12 @@ class RandomPrograms {
 struct Root {
   quarn::Result result;
   FileSolution solution;
+  TreeResult tree;  ///< of a search that is told no solution
   size_t distinct = 0;
 };
 
-Root solve(const Model &model, const LinearSolution &relaxation, bool merge, int threads = 1) {
+Root solve(const Model &model, const LinearSolution &relaxation, bool merge, bool search = false,
+           int threads = 1) {
   const Decomposition decomposition = match_linking_rows("^m", model);
   const Reformulation reformulation(
       model, decomposition, make_blocks(with_tight_integer_bounds(model), decomposition, merge));
@@ -155,6 +158,10 @@ Root solve(const Model &model, const LinearSolution &relaxation, bool merge, int
       reformulation, pricing, master, pricer, [] { return false; }, 1e-8, &root.result);
   root.solution = find_solution(reformulation, restricted, root.result, 1.0);
   root.distinct = reformulation.blocks().size();
+  if (search && root.result.status == quarn::Status::optimal) {
+    root.tree = search_tree({reformulation, decomposition, relaxation, restricted.columns(), {}},
+                            PricingLimits(), {});
+  }
   return root;
 }
 
@@ -209,16 +216,16 @@ double integer_optimum(const Model &model, const LinearSolution &relaxation) {
   return model.objective(solution.points.at(0));
 }
 
-TEST(DantzigWolfe, TheBoundOfAnIntegerProgramLiesBetweenRelaxationAndOptimum) {
-  int solved = 0, closer = 0, found = 0, rounded = 0;
+TEST(DantzigWolfe, IntegerProgramsAreSolvedFromABoundBetweenRelaxationAndOptimum) {
+  int solved = 0, closer = 0, found = 0, rounded = 0, branched = 0;
   for (unsigned seed = 1; seed <= 100; ++seed) {
     SCOPED_TRACE(seed);
     const Model model = RandomPrograms(seed).program(true);
     const LinearSolution relaxation = solve_relaxation(model);
-    if (relaxation.outcome != LinearSolution::Outcome::solved) continue;
+    if (relaxation.outcome != LinearSolution::Outcome::solved || !model.has_integers()) continue;
     const double optimum = integer_optimum(model, relaxation);
     const double allowed = 1e-6 * (1.0 + std::fabs(optimum));
-    const Root root = solve(model, relaxation, true), apart = solve(model, relaxation, false);
+    const Root root = solve(model, relaxation, true, true), apart = solve(model, relaxation, false);
     ASSERT_EQ(root.result.status, quarn::Status::optimal) << root.result.message;
     const double sign = model.sign();
     const double bound = model.maximize ? root.result.upper_bound : root.result.lower_bound;
@@ -229,10 +236,18 @@ TEST(DantzigWolfe, TheBoundOfAnIntegerProgramLiesBetweenRelaxationAndOptimum) {
     rounded += sign * (best - bound) > 0.1 ? 1 : 0;
     EXPECT_NEAR(apart.result.lower_bound, root.result.lower_bound, 3.0 * allowed);
     if (quarn::has_block_threads() && seed % 5 == 0) {
-      const Root by_threads = solve(model, relaxation, true, 2);
+      const Root by_threads = solve(model, relaxation, true, false, 2);
       EXPECT_EQ(by_threads.result.lower_bound, root.result.lower_bound);
       EXPECT_EQ(by_threads.result.columns, root.result.columns);
     }
+    const TreeResult &tree = root.tree;
+    ASSERT_EQ(tree.outcome.status, quarn::branch_and_price::Status::optimal)
+        << tree.outcome.message;
+    EXPECT_NEAR(tree.outcome.bound, optimum, 3.0 * allowed);
+    EXPECT_NEAR(tree.solution.value, optimum, 3.0 * allowed);
+    const Violation violation = check(model, tree.solution.x);
+    EXPECT_TRUE(violation.integral && violation.largest <= kFeasible) << violation.where;
+    branched += tree.outcome.nodes > 2 ? 1 : 0;
     ++solved;
     if (sign * (bound - relaxation.value) > allowed) ++closer;
     if (!root.solution.integral) continue;
@@ -243,6 +258,7 @@ TEST(DantzigWolfe, TheBoundOfAnIntegerProgramLiesBetweenRelaxationAndOptimum) {
   EXPECT_GT(solved, 60);
   EXPECT_GT(closer, 15);
   EXPECT_GT(rounded, 0);
+  EXPECT_GT(branched, 15);
   EXPECT_GT(found, 30);
 }
 
