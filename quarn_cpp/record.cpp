@@ -56,7 +56,8 @@ class RecordBatch {
 
 Record::Record(State &state, const Penalty &penalty, const std::vector<double> &first_duals,
                void *user_data)
-    : state_(state) {
+    : state_(state), penalty_(penalty) {
+  find_rows_to_relieve();
   order_rows();
   make(penalty, first_duals, user_data);
   add_auxiliary_columns(penalty);
@@ -64,17 +65,22 @@ Record::Record(State &state, const Penalty &penalty, const std::vector<double> &
   send_first_columns();
 }
 
-/// Linking rows, then block rows.
+/// Linking rows, those with box columns first, then block rows.
 void Record::order_rows() {
+  row_slots_.clear();
   row_of_.assign(state_.rows.size(), -1);
-  for (const bool block : {false, true}) {
+  const auto append = [this](bool block, bool boxed) {
     for (size_t i = 0; i < state_.rows.size(); ++i) {
       const RowSlot &row = state_.rows[i];
       if (row.removed || row.identity->block != block) continue;
+      if (!block && relieved_[i] != boxed) continue;
       row_of_[i] = static_cast<int32_t>(row_slots_.size());
       row_slots_.push_back(static_cast<int32_t>(i));
     }
-  }
+  };
+  append(false, true);
+  append(false, false);
+  append(true, true);
 }
 
 /// Bounds of the dual of a linking row, as one that minimises.
@@ -97,11 +103,15 @@ static int16_t type_of(const RowSlot &row) {
 void Record::make(const Penalty &penalty, const std::vector<double> &first_duals, void *user_data) {
   std::vector<double> rhs, lower, upper, duals;
   std::vector<int16_t> types;
+  std::vector<int32_t> unboxed;
   for (const int32_t slot : row_slots_) {
     const RowSlot &row = state_.rows[at(slot)];
+    if (!row.identity->block && !relieved_[at(slot)]) {
+      unboxed.push_back(slot);
+      continue;
+    }
     rhs.push_back(row.has_lower() ? row.sides.lower : row.sides.upper);
     types.push_back(type_of(row));
-    if (!first_duals.empty()) duals.push_back(state_.sign() * first_duals[at(slot)]);
     if (row.identity->block) continue;
     const Bounds bounds = box(row, penalty);
     lower.push_back(bounds.lower);
@@ -109,7 +119,7 @@ void Record::make(const Penalty &penalty, const std::vector<double> &first_duals
   }
   rhs.push_back(0.0);  // the cost row
   types.push_back(1);
-  duals.push_back(0.0);
+  duals.resize(rhs.size(), 0.0);
   const auto rows = static_cast<int32_t>(rhs.size());
   const auto linking = static_cast<int32_t>(lower.size());
   env_.reset(QUARN_set_data(linking, rows - 1 - linking, rows, 0, kNoLimit,
@@ -119,6 +129,11 @@ void Record::make(const Penalty &penalty, const std::vector<double> &first_duals
   QUARN_set_log(env_.get(), QUARN_log_nothing, nullptr);
   QUARN_set_max_cputime(env_.get(), std::numeric_limits<double>::max());
   note_reliefs(lower, upper);
+  if (!unboxed.empty()) send_rows(unboxed);
+  if (first_duals.empty()) return;
+  for (size_t i = 0; i < row_slots_.size(); ++i) {
+    env_->u[i] = state_.sign() * first_duals[at(row_slots_[i])];
+  }
 }
 
 /// Of the box columns those that take a violation: +1 in a row that wants more, -1 in one that
@@ -133,23 +148,68 @@ void Record::note_reliefs(const std::vector<double> &lower, const std::vector<do
   }
 }
 
-/// By slot: the block rows that the caller's columns may leave unmet. The others, at any value of a
-/// column that has to be used nowhere, can be met while the boxes take what linking rows miss.
-std::vector<bool> Record::rows_to_relieve() const {
+/// Whether a linking row can do without box columns where all columns have the value 0.
+static bool holds_at_zero(const RowSlot &row) {
+  const Bounds &dual = row.dual_bounds;
+  if (row.is_equal() || row.is_range() || dual.lower > -kInfinity || dual.upper < kInfinity) {
+    return false;
+  }
+  return row.sides.lower <= 0.0 && row.sides.upper >= 0.0;
+}
+
+/// Rows without columns of the record's own are those that the caller's columns satisfy together:
+/// auxiliary columns take their part of a restricted master's gap, and the duals would be less
+/// central.
+void Record::find_rows_to_relieve() {
+  relieved_.assign(state_.rows.size(), true);
+  const bool served = find_reliefs_of_blocks();
+  if (served && !penalty_.boxes_all && !penalty_.opens_boxes) find_reliefs_of_linking_rows();
+}
+
+/// The block rows that the caller's columns may leave unmet. The others, at any value of a column
+/// that has to be used nowhere, can be met while the boxes take what linking rows miss. True when
+/// the caller's columns meet all.
+bool Record::find_reliefs_of_blocks() {
   std::vector<bool> relieved(state_.rows.size());
   for (size_t i = 0; i < relieved.size(); ++i) relieved[i] = state_.rows[i].has_lower();
   std::vector<std::pair<int32_t, double>> entries;
   for (size_t j = 0; j < state_.columns.size(); ++j) {
     const ColumnSlot &column = state_.columns[j];
     if (column.removed) continue;
-    if (column.bounds.lower != 0.0) return std::vector<bool>(relieved.size(), true);
+    if (column.bounds.lower != 0.0) return false;
     if (!column.given || column.is_bounded()) continue;
     state_.gather(static_cast<int32_t>(j), &entries);
     for (const auto &[row, value] : entries) {
       if (value > 0.0) relieved[at(row)] = false;
     }
   }
-  return relieved;
+  bool served = true;
+  for (size_t i = 0; i < relieved.size(); ++i) {
+    const RowSlot &row = state_.rows[i];
+    if (row.removed || !row.identity->block) continue;
+    relieved_[i] = relieved[i];
+    served = served && !relieved[i];
+  }
+  return served;
+}
+
+/// The linking rows that may be missed at 0, or when the caller's columns serve the blocks.
+void Record::find_reliefs_of_linking_rows() {
+  for (size_t i = 0; i < state_.rows.size(); ++i) {
+    const RowSlot &row = state_.rows[i];
+    if (!row.removed && !row.identity->block) relieved_[i] = !holds_at_zero(row);
+  }
+  std::vector<std::pair<int32_t, double>> entries;
+  for (size_t j = 0; j < state_.columns.size(); ++j) {
+    const ColumnSlot &column = state_.columns[j];
+    if (column.removed || !column.given) continue;
+    state_.gather(static_cast<int32_t>(j), &entries);
+    for (const auto &[slot, value] : entries) {
+      const RowSlot &row = state_.rows[at(slot)];
+      if (row.identity->block || relieved_[at(slot)]) continue;
+      relieved_[at(slot)] = row.has_upper() ? value > 0.0 : value < 0.0;
+    }
+  }
 }
 
 void Record::add_auxiliary_columns(const Penalty &penalty) {
@@ -164,10 +224,9 @@ void Record::add_auxiliary_columns(const Penalty &penalty) {
     }
   }
   const int32_t first = env_->G->n;
-  const std::vector<bool> relieved = rows_to_relieve();
   for (const int32_t slot : row_slots_) {
     const RowSlot &row = state_.rows[at(slot)];
-    if (!row.identity->block || !relieved[at(slot)]) continue;
+    if (!row.identity->block || !relieved_[at(slot)]) continue;
     for (const double unit : {1.0, -1.0}) {
       if (unit > 0.0 ? !row.has_lower() : !row.has_upper()) continue;
       reliefs_.push_back({slot, first + batch.size(), penalty.cost});
@@ -194,6 +253,59 @@ void Record::send_first_columns() {
   }
   sent_ = state_.columns.size();
   if (!slots.empty()) send(slots);
+}
+
+bool Record::can_take_rows(size_t first) const {
+  if (penalty_.boxes_all || penalty_.opens_boxes) return false;
+  return std::all_of(state_.rows.begin() + static_cast<std::ptrdiff_t>(first), state_.rows.end(),
+                     [](const RowSlot &row) {
+                       const Bounds &dual = row.dual_bounds;
+                       return !row.identity->block && !row.is_range() && dual.lower <= -kInfinity &&
+                              dual.upper >= kInfinity;
+                     });
+}
+
+void Record::add_rows(size_t first) {
+  relieved_.resize(state_.rows.size(), false);
+  order_rows();
+  std::vector<int32_t> slots;
+  for (size_t i = first; i < state_.rows.size(); ++i) slots.push_back(static_cast<int32_t>(i));
+  send_rows(slots);
+}
+
+/// Linking rows with their entries in the columns that were sent.
+void Record::send_rows(const std::vector<int32_t> &slots) {
+  std::vector<int32_t> position(state_.columns.size(), 0);  // from 1; 0 for columns not sent yet
+  for (int32_t k = 0; k < generated(); ++k) position[at(slot_of(k))] = k + 1;
+  std::vector<double> values, rhs, lower, upper;
+  std::vector<int32_t> columns, starts = {1}, types;
+  for (const int32_t slot : slots) {
+    const RowSlot &row = state_.rows[at(slot)];
+    for (const auto &[column, value] : row.late) {
+      if (position[at(column)] == 0) continue;
+      columns.push_back(position[at(column)]);
+      values.push_back(value);
+    }
+    starts.push_back(static_cast<int32_t>(values.size()) + 1);
+    rhs.push_back(row.has_lower() ? row.sides.lower : row.sides.upper);
+    types.push_back(type_of(row));
+    const Bounds bounds = box(row, penalty_);
+    lower.push_back(bounds.lower);
+    upper.push_back(bounds.upper);
+  }
+  // The C interface counts in 32 bits.
+  if (values.size() >= at(kNoLimit)) throw std::bad_alloc();
+  QUARN_SMatrix_RW batch = {};
+  batch.m = batch.max_m = static_cast<int32_t>(slots.size());
+  batch.n = batch.max_n = generated();
+  batch.nz = batch.max_nz = static_cast<int32_t>(values.size());
+  batch.elt = values.data();
+  batch.cl = columns.data();
+  batch.row_start = starts.data();
+  if (QUARN_add_rows(env_.get(), &batch, rhs.data(), types.data(), lower.data(), upper.data(),
+                     nullptr) < 0) {
+    throw std::bad_alloc();
+  }
 }
 
 void Record::send_new_columns() {

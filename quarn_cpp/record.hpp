@@ -1,6 +1,7 @@
 /**
- * The master as a record of the C interface: made afresh for each run and after each change of the
- * rows, so that nothing of an earlier problem is left in it.
+ * The master as a record of the C interface: made afresh for each run and after a change of the
+ * rows, so that nothing of an earlier problem is left in it. Only rows that a solution at hand
+ * satisfies can be added to one that is there, see add_rows.
  *
  * The record minimises, has the linking rows first and the block rows behind them, and in front of
  * the master's columns, besides the box columns of the linking rows, auxiliary ones:
@@ -8,6 +9,9 @@
  *   slack columns       a x - s = lower, 0 <= s <= upper - lower, for a row with a range
  *   artificial columns  +1 and -1 in a block row, where they help to satisfy it, at the penalty;
  *                       left out of rows that a column given by the caller can satisfy
+ *
+ * Where the caller's columns satisfy all block rows, linking rows that these cannot violate have no
+ * box columns either: each would take its part of the gap that a restricted master is left with.
  */
 #ifndef QUARN_CPP_RECORD_HPP
 #define QUARN_CPP_RECORD_HPP
@@ -28,6 +32,7 @@ namespace detail {
 struct Penalty {
   double cost;
   bool opens_boxes;  ///< also where the caller's dual bounds are closer
+  bool boxes_all;    ///< box columns also for rows that need none
   /// The boxes are wide on the side of an inequality's slack: rounding takes a box column in use
   /// for a sign that the rows cannot be met, and one at no cost shares the slack's value.
   bool guards_slacks;
@@ -60,6 +65,19 @@ class Record {
 
   QUARN_env &env() { return *env_; }
   const QUARN_env &env() const { return *env_; }
+
+  /// Whether the rows from slot `first` on can be added as they are, by add_rows: linking rows with
+  /// one side, which need no columns of the record's own.
+  bool can_take_rows(size_t first) const;
+
+  /// Adds them. No column of the record relieves them: some solution has to satisfy them.
+  void add_rows(size_t first);
+
+  /// Whether there are linking rows without box columns.
+  bool lacks_boxes() const { return env_->ncuts > 0; }
+
+  /// The columns' slots from here on were not sent yet.
+  size_t sent() const { return sent_; }
 
   /// Adds the columns that the master has got since the last call.
   void send_new_columns();
@@ -96,18 +114,23 @@ class Record {
   };
 
   void order_rows();
+  void send_rows(const std::vector<int32_t> &slots);
   Bounds box(const RowSlot &row, const Penalty &penalty) const;
   void make(const Penalty &penalty, const std::vector<double> &first_duals, void *user_data);
   void add_auxiliary_columns(const Penalty &penalty);
-  std::vector<bool> rows_to_relieve() const;
+  void find_rows_to_relieve();
+  bool find_reliefs_of_blocks();
+  void find_reliefs_of_linking_rows();
   void note_reliefs(const std::vector<double> &lower, const std::vector<double> &upper);
   void send_first_columns();
   void send(const std::vector<int32_t> &slots);
 
   State &state_;
+  const Penalty penalty_;
   std::unique_ptr<QUARN_env, Release> env_;
   std::vector<int32_t> row_slots_;  ///< slot of each row of the record
   std::vector<int32_t> row_of_;     ///< row of the record of each slot, -1 for none
+  std::vector<bool> relieved_;      ///< by slot: rows for which the record has columns of its own
   std::vector<Relief> reliefs_;
   std::vector<int32_t> bounded_;  ///< slots of columns that are not just >= 0
   size_t sent_ = 0;

@@ -105,7 +105,7 @@ bool Run::is_closed() const {
 void Run::open_record(bool opens_boxes, bool first) {
   const Penalty penalty = {
       opens_boxes ? std::max(settings_.penalty, kWidePenalty) : settings_.penalty, opens_boxes,
-      settings_.rounding};
+      boxes_all_rows_ || settings_.rounding, settings_.rounding};
   record_.reset();
   record_ = std::make_unique<Record>(state_, penalty,
                                      first ? settings_.first_duals : std::vector<double>(), this);
@@ -125,6 +125,7 @@ void Run::open_record(bool opens_boxes, bool first) {
   }
   if (settings_.configure) settings_.configure(env);
   inner_before_ = 0;
+  guide_ = kInfinity;
   solved_ = false;
 }
 
@@ -171,6 +172,11 @@ Result Run::solve() {
     open_record(opens_boxes, first);
     End end = run_record();
     if (end == End::edited) continue;
+    if (end == End::none && record_->lacks_boxes()) {
+      // The rows cannot be to blame for a second failure.
+      boxes_all_rows_ = true;
+      continue;
+    }
     const bool finished = end == End::closed || end == End::exhausted;
     if (finished && !is_clean() && !opens_boxes && boxes_can_open()) {
       opens_boxes = true;
@@ -223,6 +229,7 @@ void Run::read_restricted_master() {
   duals_ = record_->duals();
   solution_ = record_->solution(duals_);
   value_ = env.u[env.G->m - 1];
+  guide_ = std::min(guide_, value_);
   // Traces of columns at the penalty would hide a value near 0.
   if (solution_.unmet.empty()) value_ = std::min(value_, solution_.cost + solution_.repair);
   dual_value_ = record_->dual_value(duals_);
@@ -297,12 +304,12 @@ int16_t Run::ask(double *ub_term, double *lb_term) {
   counted_apart_ = record_->has_bounded_columns();
   const double bound = proved(answer);
   if (state_.edit != Edit::changed) take_bound(bound);
+  if (state_.edit == Edit::rows_added) take_rows(rows_before);
   if (state_.edit == Edit::none) {
     record_->send_new_columns();
     note_progress(columns, lower_before);
     steer(bound);
   } else if (state_.edit == Edit::rows_added) {
-    keep_upper(rows_before);
     // The next record goes on about as closely as this one would have.
     steer(bound);
     last_gap_ = gap_below(std::min(state_.upper, upper_before));
@@ -423,8 +430,12 @@ void Run::take_bound(double lower) {
   state_.lower = std::max(state_.lower, lower);
 }
 
-/// Of rows that were added: whether the solution at hand satisfies them. New columns are not in it.
+/// Of rows that were added: whether the solution at hand satisfies them. New columns are not in it,
+/// and a new one that has to be used is as a row that it misses.
 bool Run::satisfies_rows(size_t first) const {
+  for (size_t j = record_->sent(); j < state_.columns.size(); ++j) {
+    if (state_.columns[j].bounds.lower > 0.0) return false;
+  }
   std::vector<double> x(state_.columns.size(), 0.0);
   for (size_t k = 0; k < solution_.values.size(); ++k) {
     x[at(record_->slot_of(static_cast<int32_t>(k)))] = solution_.values[k];
@@ -442,10 +453,14 @@ bool Run::satisfies_rows(size_t first) const {
   return true;
 }
 
-/// New rows make the upper bound void, unless the solution at hand satisfies them.
-void Run::keep_upper(size_t rows_before) {
+/// New rows make the upper bound void, unless the solution at hand satisfies them. Then the record
+/// can take them, too: its restricted master has a solution without columns that relieve them.
+void Run::take_rows(size_t rows_before) {
   if (!solved_ || !is_clean() || !satisfies_rows(rows_before)) return;
   state_.upper = std::min(state_.upper, value_);
+  if (is_closed() || !record_->can_take_rows(rows_before)) return;
+  record_->add_rows(rows_before);
+  state_.edit = Edit::none;
 }
 
 void Run::note_progress(const Columns &columns, double lower_before) {
@@ -472,10 +487,19 @@ void Run::steer(double proved_bound) {
   QUARN_set_degree_of_optimality(&record_->env(), divisor);
 }
 
+/// The upper bound that sets the tolerance of the next restricted master. Values as they come, with
+/// what rows not quite met cost at the penalty, leave the gap wider than the best bound does, and
+/// the duals the more central. They may not end the run.
+double Run::guiding_upper() const {
+  if (!is_clean() || state_.upper >= kInfinity) return value_;
+  const bool is_open = guide_ - state_.lower > settings_.tolerance * std::fabs(guide_);
+  return is_open ? guide_ : state_.upper;
+}
+
 /// Puts the bounds into the record and makes the answer to the library.
 int16_t Run::reply(double proved_bound, bool first, double *ub_term, double *lb_term) {
   QUARN_env &env = record_->env();
-  const double upper = is_clean() && state_.upper < kInfinity ? state_.upper : value_;
+  const double upper = guiding_upper();
   *ub_term = 0.0;
   // What this answer proves, not the best so far: the library sees by it how the gap moves.
   const double lower = proved_bound > -kInfinity ? proved_bound : state_.lower;

@@ -74,9 +74,10 @@ class Run {
   void take_bound(double lower);
   void check_bound(double lower);
   bool satisfies_rows(size_t first) const;
-  void keep_upper(size_t rows_before);
+  void take_rows(size_t rows_before);
   void note_progress(const Columns &columns, double lower_before);
   void steer(double proved_bound);
+  double guiding_upper() const;
   int16_t reply(double proved_bound, bool first, double *ub_term, double *lb_term);
   End decide();
   void add_line(double rmp_seconds, double oracle_seconds);
@@ -126,9 +127,11 @@ class Run {
 
   int32_t iterations_ = 0;
   int32_t inner_before_ = 0, inner_iterations_ = 0;
+  bool boxes_all_rows_ = false;
   double last_gap_ = 10.0;
-  bool tighten_ = false;     ///< nothing moves: the next restricted master is to be solved sharply
-  int32_t idle_rounds_ = 0;  ///< in a row that brought neither columns nor a better bound
+  double guide_ = kInfinity;  ///< least value of this record's restricted masters as they come
+  bool tighten_ = false;      ///< nothing moves: the next restricted master is to be solved sharply
+  int32_t idle_rounds_ = 0;   ///< in a row that brought neither columns nor a better bound
   std::vector<Iteration> history_;
 };
 

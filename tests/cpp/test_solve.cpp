@@ -503,7 +503,9 @@ TEST(Solve, UpperBoundsOutlastRowsThatTheSolutionSatisfies) {
     const quarn::Oracle price = cover.oracle();
     double bound = 0.0;
     bool added = false;
+    int records = 0;
     Settings settings;
+    settings.configure = [&](QUARN_env &) { ++records; };
     settings.on_iteration = [&](const quarn::Iteration &line) {
       if (added && bound == 0.0) bound = line.upper_bound;
     };
@@ -522,6 +524,7 @@ TEST(Solve, UpperBoundsOutlastRowsThatTheSolutionSatisfies) {
         settings);
     ASSERT_TRUE(added);
     EXPECT_EQ(bound<quarn::kInfinity, most> 1.0);
+    EXPECT_EQ(records == 1, most > 1.0);  // the record takes such a row, and goes on
   }
 }
 
