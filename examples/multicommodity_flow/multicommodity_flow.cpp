@@ -46,7 +46,7 @@ static void add_options(CLI::App &app, Settings &settings) {
       {"commodity", Grouping::kCommodity}, {"origin", Grouping::kOrigin}, {"all", Grouping::kAll}};
   app.add_option("--columns", settings.oracle.grouping,
                  "what a column sends: commodity, origin or all; with all the default of "
-                 "--divisor is 0.7")
+                 "--divisor is 1.05")
       ->transform(CLI::CheckedTransformer(groupings))
       ->type_name("GROUPING")
       ->default_str("commodity");
