@@ -42,6 +42,7 @@ def test_the_first_program_is_short_and_right():
 #: What the programs of a page come to.
 VALUES = {
     "python": None,
+    "../README": 12.5,
     "tutorial": 452.25,
     "how_to/branching": 5.0,
     "how_to/cuts": 12.0,
