@@ -3,7 +3,7 @@
 #include <cstdio>
 #include <cstring>
 #include <fstream>
-#include <iterator>
+#include <sstream>
 
 namespace quarn {
 inline namespace v1 {
@@ -219,9 +219,11 @@ void save_state(const State &state, const std::string &path,
 static std::string read_file(const std::string &path) {
   std::ifstream stream(path, std::ios::binary);
   if (!stream) throw FileError(path + ": the file cannot be opened");
-  std::string bytes((std::istreambuf_iterator<char>(stream)), std::istreambuf_iterator<char>());
+  std::ostringstream bytes;
+  // Iterators of a stream's buffer would let its own exception out, for a folder for instance.
+  if (stream.peek() != std::ifstream::traits_type::eof()) bytes << stream.rdbuf();
   if (stream.bad()) throw FileError(path + ": the file cannot be read");
-  return bytes;
+  return bytes.str();
 }
 
 static void check_file(const std::string &bytes, const std::string &path) {

@@ -121,6 +121,7 @@ TEST_F(Files, DamagedAndForeignOnesAreRefused) {
   EXPECT_NE(refusal("something else entirely").find("not a file of"), std::string::npos);
   std::remove(path.c_str());
   EXPECT_THROW(Master::load(path), quarn::FileError);
+  EXPECT_THROW(Master::load(testing::TempDir()), quarn::FileError);
   EXPECT_THROW(target.master().save("/nonexistent/folder/file"), quarn::FileError);
 }
 
