@@ -40,7 +40,7 @@ def limit(value: Optional[float], what: str) -> int:
     """A limit of some count; None is none."""
     if value is None or value == INFINITY:
         return NO_LIMIT
-    if not number(value, what) >= 0:
+    if not (number(value, what) >= 0 and value == int(value)):
         raise Mistake(f"{what} has to be a whole number, 0 or more, or None, not {value!r}")
     return min(int(value), NO_LIMIT)
 

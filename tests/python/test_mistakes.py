@@ -104,6 +104,11 @@ CASES = {
         ValueError,
         "max_iterations",
     ),
+    "half an iteration": (
+        lambda s: s.master.solve(s.price, max_iterations=2.5),
+        ValueError,
+        "whole number",
+    ),
     "returns nothing": (answer(lambda s: None), TypeError, "returned None"),
     "returns a number": (answer(lambda s: 12.5), TypeError, "12.5"),
     "answer empty": (answer(lambda s: quarn.Answer()), TypeError, "bound"),
