@@ -355,13 +355,14 @@ double Record::dual_value(const std::vector<double> &duals) const {
   return detail::dual_value(state_, duals, bounded_);
 }
 
-double dual_value(const State &state, const std::vector<double> &duals,
-                  const std::vector<int32_t> &bounded) {
-  double value = 0.0;
+/// Calls `visit` with each term of the value of the duals.
+template <typename Visit>
+static void for_each_dual_term(const State &state, const std::vector<double> &duals,
+                               const std::vector<int32_t> &bounded, const Visit &visit) {
   for (size_t i = 0; i < state.rows.size(); ++i) {
     const RowSlot &row = state.rows[i];
     const double u = state.sign() * duals[i];
-    if (!row.removed && u != 0.0) value += u * (u > 0.0 ? row.sides.lower : row.sides.upper);
+    if (!row.removed && u != 0.0) visit(u * (u > 0.0 ? row.sides.lower : row.sides.upper));
   }
   std::vector<std::pair<int32_t, double>> entries;
   for (const int32_t slot : bounded) {
@@ -373,11 +374,17 @@ double dual_value(const State &state, const std::vector<double> &duals,
     const double best = reduced > 0.0 ? bounds.lower : bounds.upper;
     // Without a bound on this side the reduced cost is 0 but for the tolerance, or priced.
     if (std::fabs(best) < kInfinity) {
-      value += reduced * best;
+      visit(reduced * best);
     } else if (bounds.lower > -kInfinity) {
-      value += reduced * bounds.lower;
+      visit(reduced * bounds.lower);
     }
   }
+}
+
+double dual_value(const State &state, const std::vector<double> &duals,
+                  const std::vector<int32_t> &bounded) {
+  double value = 0.0;
+  for_each_dual_term(state, duals, bounded, [&value](double term) { value += term; });
   return value;
 }
 
@@ -400,6 +407,12 @@ Solution Record::solution(const std::vector<double> &duals) {
     solution.cost += state_.sign() * cost * solution.values[k];
     solution.magnitude += std::fabs(cost * solution.values[k]);
   }
+  // Columns that cancel one another may have any values at no cost: what the duals add up to
+  // counts, where that is less.
+  double dual_magnitude = 0.0;
+  for_each_dual_term(state_, duals, bounded_,
+                     [&](double term) { dual_magnitude += std::fabs(term); });
+  solution.magnitude = std::min(solution.magnitude, dual_magnitude);
   for (const Relief &relief : reliefs_) {
     const double missed = x[relief.column];
     const RowSlot &row = state_.rows[at(relief.slot)];

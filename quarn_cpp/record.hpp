@@ -52,7 +52,7 @@ struct Solution {
   double relief_cost = 0.0;                       ///< what the columns of `unmet` contribute
   double cost = 0.0;                              ///< of the generated columns
   double repair = 0.0;     ///< what meeting the rows that are not quite met costs by their duals
-  double magnitude = 0.0;  ///< sum of |cost| * value
+  double magnitude = 0.0;  ///< sum of |cost| * value, or of the value of the duals if that is less
 };
 
 class Record {
