@@ -27,7 +27,9 @@ class Status(enum.Enum):
     ITERATION_LIMIT = "iteration_limit"  #: the iterations were used up first
     INFEASIBLE = "infeasible"  #: no columns can meet the rows; see `Result.unmet_rows`
     STOPPED = "stopped"  #: `on_iteration` or `interrupt` asked for the end
-    FAILED = "failed"  #: a restricted master could not be solved; see `Result.message`
+    #: the oracle has no further column but leaves the gap open, or a restricted master could not be
+    #: solved; see `Result.message`
+    FAILED = "failed"
 
     def __str__(self) -> str:
         return self.value
