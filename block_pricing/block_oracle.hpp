@@ -27,8 +27,8 @@ class Watch;
  */
 struct QUARN_CPP_PUBLIC BlockDuals {
   BlockDuals() = default;
-  /// The numbers of `duals`; `note` as below.
-  explicit BlockDuals(const Duals &duals, std::string note = {});
+  /// The numbers of `duals`, with `text` for a note.
+  explicit BlockDuals(const Duals &duals, std::string text = {});
 
   std::vector<double> values;  ///< by Row::index(); 0 for removed rows
   double objective = 0.0;      ///< the others as in Duals

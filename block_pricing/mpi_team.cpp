@@ -81,8 +81,8 @@ int length_of(const std::string &bytes) {
 
 /// What begins a round, or ends the team.
 struct Header {
-  enum Field { kind, round, bytes, new_lists, enough, fields };
-  std::array<uint64_t, fields> values{};
+  enum Field { kKind, kNumber, kBytes, kNewLists, kEnough, kFields };
+  std::array<uint64_t, kFields> values{};
   uint64_t &operator[](Field field) { return values[field]; }
 };
 
@@ -178,8 +178,8 @@ MpiTeam::Job::~Job() {
   if (ranks_ == 1) return;
   if (rank_ == 0 && missing_ == 0) {
     Header header;
-    header[Header::kind] = std::uncaught_exceptions() > exceptions_ ? kFailedEnd : kEnd;
-    broadcast(header.values.data(), Header::fields, MPI_UINT64_T);
+    header[Header::kKind] = std::uncaught_exceptions() > exceptions_ ? kFailedEnd : kEnd;
+    broadcast(header.values.data(), Header::kFields, MPI_UINT64_T);
     ended_ = true;
   }
   if (!ended_) MPI_Abort(communicator_, 1);
@@ -229,12 +229,12 @@ void MpiTeam::Job::hand_out(const RoundTask &task, RoundReport *report) {
 void MpiTeam::Job::announce(const RoundTask &task, RoundReport *report) {
   std::string duals = BlockMessages::pack(task.duals);
   Header header;
-  header[Header::kind] = kRound;
-  header[Header::round] = ++round_;
-  header[Header::bytes] = static_cast<uint64_t>(length_of(duals));
-  header[Header::new_lists] = report->reassigned ? 1 : 0;
-  header[Header::enough] = task.enough_columns;
-  broadcast(header.values.data(), Header::fields, MPI_UINT64_T);
+  header[Header::kKind] = kRound;
+  header[Header::kNumber] = ++round_;
+  header[Header::kBytes] = static_cast<uint64_t>(length_of(duals));
+  header[Header::kNewLists] = report->reassigned ? 1 : 0;
+  header[Header::kEnough] = task.enough_columns;
+  broadcast(header.values.data(), Header::kFields, MPI_UINT64_T);
   broadcast(duals.data(), length_of(duals), MPI_BYTE);
   report->bytes_sent += (ranks_ - 1) * static_cast<int64_t>(sizeof header.values + duals.size());
   if (report->reassigned) {
@@ -326,23 +326,23 @@ bool MpiTeam::Job::serve(BlockOracle &oracle) {
   Header header;
   while (next_header(&header)) price_for(oracle, &header);
   ended_ = true;
-  return header[Header::kind] == kEnd;
+  return header[Header::kKind] == kEnd;
 }
 
 bool MpiTeam::Job::next_header(Header *header) {
-  broadcast(header->values.data(), Header::fields, MPI_UINT64_T);
-  return (*header)[Header::kind] == kRound;
+  broadcast(header->values.data(), Header::kFields, MPI_UINT64_T);
+  return (*header)[Header::kKind] == kRound;
 }
 
 void MpiTeam::Job::price_for(BlockOracle &oracle, Header *header) {
-  round_ = (*header)[Header::round];
-  buffer_.resize((*header)[Header::bytes]);
+  round_ = (*header)[Header::kNumber];
+  buffer_.resize((*header)[Header::kBytes]);
   broadcast(buffer_.data(), length_of(buffer_), MPI_BYTE);
   const BlockDuals duals = BlockMessages::duals(buffer_);
-  if ((*header)[Header::new_lists] != 0) receive_list();
+  if ((*header)[Header::kNewLists] != 0) receive_list();
   told_ = 0;
   told_at_ = Clock::now();
-  buffer_ = price_list(oracle, duals, (*header)[Header::enough] > 0);
+  buffer_ = price_list(oracle, duals, (*header)[Header::kEnough] > 0);
   MPI_Request request = MPI_REQUEST_NULL;
   MPI_Isend(buffer_.data(), length_of(buffer_), MPI_BYTE, 0, kReport, communicator_, &request);
   wait_for(&request);

@@ -145,7 +145,7 @@ class Pool : public Runner {
 
  private:
   std::optional<Failure> finish(SharedList *list) {
-    const std::optional<Failure> failure = list->wait();
+    std::optional<Failure> failure = list->wait();
     threads_.finish();
     return failure;
   }
