@@ -29,6 +29,9 @@ using quarn::Result;
 using quarn::Sense;
 
 constexpr int32_t kFaultAt = 3;  // iteration
+// Of rank 0, which prices a block for certain in the first round alone: later it may be busy with
+// the others' reports.
+constexpr int32_t kFaultOfFirstRankAt = 1;
 
 Program make_program(uint32_t seed) {
   masters::Features features;
@@ -44,7 +47,8 @@ struct Job {
   std::string file;
 
   bool is_at_fault(const BlockDuals &duals) const {
-    return session.rank() == count_or_rank && duals.iteration == kFaultAt;
+    const int32_t at = count_or_rank == 0 && mode != "kill" ? kFaultOfFirstRankAt : kFaultAt;
+    return session.rank() == count_or_rank && duals.iteration == at;
   }
 
   void before_block(size_t block, const BlockDuals &duals) const {
@@ -69,8 +73,12 @@ struct Job {
         return std::to_string(column.get<size_t>());
       };
     }
-    const Result result =
-        target.master().solve(pricer.oracle(blocks.rows(target), program.sense), settings);
+    const quarn::Oracle oracle = pricer.oracle(blocks.rows(target), program.sense);
+    const auto mortal = [&](const quarn::Duals &duals, quarn::Columns &columns) {
+      if (mode == "kill" && is_at_fault(BlockDuals(duals))) std::raise(SIGKILL);
+      return oracle(duals, columns);
+    };
+    const Result result = target.master().solve(mortal, settings);
     if (mode == "partial" && pricer.statistics().partial_rounds == 0) std::cout << "complete\n";
     return result;
   }
