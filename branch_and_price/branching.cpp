@@ -25,6 +25,7 @@ static std::vector<Branching> nearest_to_half(const std::map<Key, double> &sums,
                    [](const auto &a, const auto &b) { return a.first < b.first; });
   if (order.size() > most) order.resize(most);
   std::vector<Branching> candidates;
+  candidates.reserve(order.size());
   for (const auto &[distance, sum] : order) candidates.push_back(make(sum->first, sum->second));
   return candidates;
 }

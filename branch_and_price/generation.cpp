@@ -88,7 +88,7 @@ class GenerationRun {
 
   Answer price(const Duals &duals, Columns &columns) {
     if (options_.may_settle && frame_.settings.branch_early) note_branching(duals);
-    const Answer answer = frame_.problem.price(at_.subproblem(options_.dive), duals, columns);
+    Answer answer = frame_.problem.price(at_.subproblem(options_.dive), duals, columns);
     if (columns.added() > 0) check_new_columns();
     noise_ = rounding_error(duals);
     return answer;
