@@ -353,7 +353,7 @@ class Master:
         price                 the oracle: is called with `Duals` and `Columns`, returns an `Answer`.
         tolerance             relative gap at which the run ends, as OPTIMAL.
         time_limit            seconds of wall-clock time; None: no limit.
-        max_iterations        restricted masters solved and priced; None: no limit.
+        max_iterations        restricted masters solved and priced, at least one; None: no limit.
         on_iteration          called after each iteration with its entry of the history, such as
                               ``entry["gap"]``. When it returns True the run ends, as STOPPED.
         progress              whether a table with a line for each iteration is printed.
