@@ -12,7 +12,7 @@ namespace examples {
 constexpr std::streamsize kLongestLine = std::streamsize{1} << 20;
 
 InputError::InputError(const std::string &file, int line, const std::string &message)
-    : std::runtime_error(file + ":" + std::to_string(line) + ": " + message) {}
+    : std::runtime_error(file + (line > 0 ? ":" + std::to_string(line) : "") + ": " + message) {}
 
 Line::Line(std::string file, int number, const std::string &text)
     : file_(std::move(file)), number_(number) {

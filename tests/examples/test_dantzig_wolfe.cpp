@@ -343,7 +343,7 @@ TEST(DantzigWolfe, FilesThatAreNotUnderstoodAreRefusedWithTheirLine) {
       {"side.lp", "Minimize\n x\nst\n c: x >=\nEnd\n", "lp:5: "},
       {"crossed.lp", "Minimize\n x\nst\n c: x >= 1\nBounds\n x <= -1\nEnd\n", "variable 'x'"},
       {"fields.mps", "NAME A\nROWS\n N o\n G c\nCOLUMNS\n    x  o 3 c 1\nRHS\n    R  c 4\nENDATA\n",
-       "mps:0: "},
+       "mps: "},
       {"semi.mps",
        "NAME A FREE\nROWS\n N o\n G c\nCOLUMNS\n x o 3 c 1\nBOUNDS\n SC B x 3\nENDATA\n",
        "mps:8: semi-continuous"}};

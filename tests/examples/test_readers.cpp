@@ -42,7 +42,7 @@ const Case kCases[] = {
     {"RoutingEmpty", kRouting, "", ":1: expected the name"},
     {"RoutingWrongHeading", kRouting, "v\n\nVAN\n", ":3: expected VEHICLE, found \"VAN\""},
     {"RoutingNoCapacity", kRouting, "v\n\nVEHICLE\nN C\n5 0\n", ":5: the capacity must be"},
-    {"RoutingNoCustomers", kRouting, kHead + kDepot, ":0: has 0 customers"},
+    {"RoutingNoCustomers", kRouting, kHead + kDepot, ": has 0 customers"},
     {"RoutingOutOfOrder", kRouting, kHead + kDepot + "2 3 4 5 0 50 1\n", ":11: the node's number"},
     {"RoutingMissingField", kRouting, kHead + kDepot + "1 3 4 5 0 50\n", ":11: expected a node"},
     {"RoutingDueBeforeReady", kRouting, kHead + kDepot + "1 3 4 5 9 8 1\n", ":11: the due date"},
