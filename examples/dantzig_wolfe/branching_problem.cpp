@@ -24,8 +24,9 @@ constexpr double kNearlyWhole = 1e-4;
 // The search takes a child to exclude what loses 1e-6 of its columns.
 constexpr double kExcluded = 2e-6;
 constexpr size_t kMostCandidates = 16;
-// Cbc looks at every so-manieth node's columns, for so many seconds.
-constexpr int64_t kHeuristicEvery = 10;
+// Cbc looks at this node's columns, and again whenever there have been twice as many; for so many
+// seconds.
+constexpr int64_t kFirstHeuristic = 10;
 constexpr double kHeuristicSeconds = 2.0;
 
 static size_t at(int64_t index) { return static_cast<size_t>(index); }
@@ -40,7 +41,10 @@ static bool has_rays(const std::vector<Block> &blocks) {
 }
 
 BranchingProblem::BranchingProblem(const Reformulation &reformulation, BlockPricing &pricing)
-    : reformulation_(reformulation), pricing_(pricing), rows_(reformulation.master().rows()) {
+    : reformulation_(reformulation),
+      pricing_(pricing),
+      rows_(reformulation.master().rows()),
+      next_heuristic_(kFirstHeuristic) {
   if (!has_rays(reformulation.blocks())) granularity_ = objective_step(reformulation.model());
 }
 
@@ -216,13 +220,17 @@ static int restricted_by(const Block &block, size_t variable, const Range &bound
   return count;
 }
 
-/// What a branching promises: how far the value is from whole ones, times what follows of it.
+/// What a branching promises: how far the value is from whole ones, times what follows of it. A
+/// value that is nearly whole may be so for the restricted master is not solved to the end.
 static double promise(const Block &block, size_t variable, double value) {
+  constexpr double kClearlyFractional = 0.1;
   const double below = std::floor(value);
+  const double distance = std::min(value - below, below + 1.0 - value);
+  if (distance < kClearlyFractional) return distance;
   const BlockVariable &own = block.variables[variable];
   const int follows = restricted_by(block, variable, {own.lower, below}) +
                       restricted_by(block, variable, {below + 1.0, own.upper});
-  return std::min(value - below, below + 1.0 - value) * (1.0 + follows);
+  return distance * (1.0 + follows);
 }
 
 /// Whether a child loses so much of the fractional solution that the search sees it.
@@ -362,7 +370,8 @@ std::optional<bp::Solution> BranchingProblem::integer_solution(
 
 std::optional<bp::Solution> BranchingProblem::heuristic(const bp::Relaxation &relaxation) {
   if (auto nearly = completed(file_solution(relaxation))) return nearly;
-  if (++calls_ % kHeuristicEvery != 0) return std::nullopt;
+  if (++calls_ != next_heuristic_) return std::nullopt;
+  next_heuristic_ *= 2;
   RestrictedMaster restricted(reformulation_);
   for (const quarn::Column &column : relaxation.at.master.columns()) {
     restricted.add(*content(column));

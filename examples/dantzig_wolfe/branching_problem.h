@@ -85,6 +85,7 @@ class BranchingProblem : public quarn::branch_and_price::Problem {
   double granularity_ = 0.0;
   std::vector<quarn::branch_and_price::Decision> applied_;  ///< to the pricing
   int64_t calls_ = 0;                                       ///< of the heuristic
+  int64_t next_heuristic_;                                  ///< call at which Cbc is next
 };
 
 /// Every copy of a block as a block of its own.

@@ -262,8 +262,10 @@ static int solve(const Settings &settings, Problem &problem, quarn::BlockPricer 
   Proof proof = prove(model, result, solution, settings.tolerance);
   if (!settings.root && !proof.optimal && result.status == quarn::Status::optimal) {
     const FileSolution found = solution;
-    search(settings,
-           {reformulation, problem.decomposition, relaxation, restricted.columns(), found},
+    // Others are in no better solution, and pricing finds again what branching may still ask for.
+    const std::vector<MasterColumn> columns = restricted.columns_within(
+        found.integral ? std::fabs(found.value - proof.bound) : kInfinite);
+    search(settings, {reformulation, problem.decomposition, relaxation, columns, found},
            all.seconds(), solution, proof);
     seconds.tree = watch.lap();
   }

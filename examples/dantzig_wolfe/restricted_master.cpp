@@ -73,6 +73,15 @@ bool RestrictedMaster::solve() {
   return true;
 }
 
+std::vector<MasterColumn> RestrictedMaster::columns_within(double reduced_cost) const {
+  const double *const reduced = simplex_.dualColumnSolution();
+  std::vector<MasterColumn> result;
+  for (size_t k = 0; k < columns_.size(); ++k) {
+    if (reduced[k] <= reduced_cost) result.push_back(columns_[k]);
+  }
+  return result;
+}
+
 std::vector<double> RestrictedMaster::master_duals() const {
   const double *const duals = simplex_.dualRowSolution();
   const double sign = reformulation_.model().sign();

@@ -27,6 +27,9 @@ class RestrictedMaster {
   double value() const { return simplex_.objectiveValue(); }
   /// Values of the columns when solve() succeeded last, 0 for later ones.
   const std::vector<double> &values() const { return values_; }
+  /// The columns whose reduced cost is at most this when solve() succeeded last: of others none is
+  /// in a solution that is worse than the linear program's by no more.
+  std::vector<MasterColumn> columns_within(double reduced_cost) const;
   /// By index of the rows of Reformulation::master() and in its sense.
   std::vector<double> master_duals() const;
 
