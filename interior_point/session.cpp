@@ -42,7 +42,7 @@ Code Session::solve(const Request &request, Start start, const SavedPoint *saved
     certificate_ = Certificate();
     code = solve_form(request, Start::kCold, nullptr, iterations);
   }
-  return judge(code, iterations);
+  return judge(request, code, iterations);
 }
 
 Code Session::solve_form(const Request &request, Start start, const SavedPoint *saved,
@@ -107,11 +107,14 @@ void Session::tighten() {
   form_ = form;
 }
 
-Code Session::judge(Code code, int32_t *iterations) {
+Code Session::judge(const Request &request, Code code, int32_t *iterations) {
   if (is_open(code)) {
     const bool more_dual = solver_->measures().dual > solver_->measures().primal;
     const Verdict likely = more_dual ? Verdict::kUnbounded : Verdict::kInfeasible;
-    return look_for_certificate(likely, code, iterations);
+    code = look_for_certificate(likely, code, iterations);
+    if (!is_open(code)) return code;
+    code = solver_->retry_with_low_stop(request, code);
+    *iterations += solver_->iterations();
   }
   if (code != Code::kSolved) return code;
   const Verdict hidden = suspicion(*form_, solver_->point());

@@ -62,8 +62,9 @@ class Session {
   /// Puts the huge bounds into the form; what was solved before is gone.
   void tighten();
   /// The last word on a code: a problem without an optimum may also look like a failure, or at a
-  /// loose tolerance like one that is solved.
-  Code judge(Code code, int32_t *iterations);
+  /// loose tolerance like one that is solved. What stays open gets its last start here: those
+  /// without an optimum would fail in it at a cost.
+  Code judge(const Request &request, Code code, int32_t *iterations);
   /// Looks for proofs that the problem has no optimum, first for that of one verdict. Without one
   /// the code stays what it is.
   Code look_for_certificate(Verdict first, Code code, int32_t *iterations);

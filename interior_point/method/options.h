@@ -127,6 +127,11 @@ struct StopOptions {
   /// a rounding error. p may then miss by the tolerance itself. finnis with scaled rows (seed 1 of
   /// --transform=rows) takes 29 instead of 21 iterations without, 45 where patience is longer, too.
   int32_t lowerings_in_vain = 3;
+  /// Where p is large next to what the variables are worth, as beside costs of 1e10, the stop of a
+  /// loose tolerance is above the mu of the start, and on the way up x leaves for 1e9. A second
+  /// start has the stop of this tolerance: of 1,000 degenerate programs with costs of 1e-6 to 1e10
+  /// 33 failed at tolerance 1 without, one with it.
+  double second_aim = 1e-8;
 };
 
 /// Centrality correctors aim at steps of stretch * alpha + extra, at most `count` times.

@@ -85,16 +85,30 @@ Code Solver::solve(const Request &request, Start start, const SavedPoint *saved)
   return code == Code::kStalled ? retry_regularised(request) : code;
 }
 
+Code Solver::fall_back_to(const Point &usable) {
+  point_ = usable;
+  has_point_ = true;
+  evaluate();
+  return Code::kStalled;
+}
+
 Code Solver::retry_regularised(const Request &request) {
   const Point usable = point_;
   if (start_cold()) {
     newton_.raise_primal_regularisation();
     if (iterate(request) == Code::kSolved) return Code::kSolved;
   }
-  point_ = usable;
-  has_point_ = true;
-  evaluate();
-  return Code::kStalled;
+  return fall_back_to(usable);
+}
+
+Code Solver::retry_with_low_stop(const Request &request, Code first) {
+  iterations_ = 0;
+  if (!started_cold_) return first;
+  const double factor = kStop.second_aim / std::min(tolerance_, kTarget.loosest_aim);
+  if (!(factor < 1.0)) return first;
+  const Point usable = first == Code::kStalled ? point_ : Point();
+  const Code code = start_cold() ? iterate(request, factor) : Code::kNumericalFailure;
+  return code == Code::kSolved || first != Code::kStalled ? code : fall_back_to(usable);
 }
 
 Code Solver::retry_from_penalties(const Request &request, Code first) {
@@ -103,11 +117,7 @@ Code Solver::retry_from_penalties(const Request &request, Code first) {
   has_point_ = true;
   newton_.reset_regularisation();
   const Code code = iterate(request);
-  if (code == Code::kSolved || first != Code::kStalled) return code;
-  point_ = usable;
-  has_point_ = true;
-  evaluate();
-  return first;
+  return code == Code::kSolved || first != Code::kStalled ? code : fall_back_to(usable);
 }
 
 void Solver::set_limits(const Request &request) {
@@ -245,9 +255,9 @@ Code Solver::give_up(const Request &request, Code code) {
 ///      short steps, or at the limit of iterations, with the best point met,
 ///   4. a step: factorisation of (9), predictor and correctors by (8) towards mu_t of (12), move;
 ///      a pure centring step where only the neighbourhood is missing.
-Code Solver::iterate(const Request &request) {
+Code Solver::iterate(const Request &request, double stop_factor) {
   best_distance_ = kInfinity;
-  stop_factor_ = 1.0;
+  stop_factor_ = stop_factor;
   stop_lowerings_ = 0;
   unit_ = Unit::kObjective;
   last_steps_ = StepLengths();

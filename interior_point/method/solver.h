@@ -73,6 +73,11 @@ class Solver {
   /// from the point as it is; both fall back to a cold start. Throws std::bad_alloc.
   Code solve(const Request &request, Start start, const SavedPoint *saved);
 
+  /// Another start from scratch after a solve that ended with `first` from one, at a loose
+  /// tolerance: with the stop of a tight one. A point of use stays where this does not solve the
+  /// problem. Throws std::bad_alloc.
+  Code retry_with_low_stop(const Request &request, Code first);
+
   /// Takes over a point that was found elsewhere, on the boundary perhaps: it is no start for
   /// another solve. `unit` is what its gap may be relative to. False, and everything as it was,
   /// where it does not meet the request.
@@ -109,8 +114,10 @@ class Solver {
   /// Another start from scratch after one that stalled at a point of use, which stays where this
   /// one does not solve the problem.
   Code retry_regularised(const Request &request);
-  /// The main loop: from the point as it is to a code.
-  Code iterate(const Request &request);
+  /// Takes an earlier point back. Its code.
+  Code fall_back_to(const Point &usable);
+  /// The main loop: from the point as it is to a code. The factor is what lowers the stop.
+  Code iterate(const Request &request, double stop_factor = 1.0);
   /// Ends the loop with the best point met. The code is softened where that point is of use.
   Code give_up(const Request &request, Code code);
   void remember_if_best(double distance);
