@@ -39,7 +39,7 @@ struct Settings : examples::Options {
   bool keep_equal = false;      ///< price equal blocks one by one
   double integer_seconds = 10;  ///< for Cbc on the columns
   int64_t nodes = 0;            ///< of the search, most of them; 0: no limit
-  int32_t candidates = 4;       ///< for strong branching
+  int32_t candidates = 16;      ///< for strong branching
   PricingLimits limits;
 };
 
