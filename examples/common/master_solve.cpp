@@ -53,6 +53,7 @@ quarn::Master resumed(quarn::Master fresh, const Options &options, const ColumnT
 
 quarn::Settings settings_of(const Options &options, std::vector<double> first_duals) {
   quarn::Settings settings;
+  settings.penalty = 1e10;  // costs may be anything, and the examples price with any dual
   settings.tolerance = options.tolerance;
   settings.time_limit = options.time_limit;
   // 1 differs from -1 only in a record that has been solved before.

@@ -336,7 +336,7 @@ class Master:
         strategy: str = "warm_start",
         tolerance_dial: bool = True,
         degree_of_optimality: float = 2.0,
-        penalty: float = 1e10,
+        penalty: float = 1e6,
         rounding: bool = False,
         first_duals: Optional[npt.ArrayLike] = None,
         interrupt: Optional[Callable[[], bool]] = None,
@@ -365,8 +365,8 @@ class Master:
                               close the gap; without, it is the gap over degree_of_optimality.
         degree_of_optimality  the larger, the more sharply restricted masters are solved without the
                               tolerance dial.
-        penalty               cost of violating a row by one unit while no column satisfies it; any
-                              dual must be smaller.
+        penalty               cost of violating a row by one unit, which no dual exceeds; at least
+                              1e10 once rows would stay unmet otherwise.
         rounding              after an optimal run, look for an integer solution by the library's
                               rounding heuristic: `Result.integer_values`. It meets the linking rows;
                               block rows may be exceeded.

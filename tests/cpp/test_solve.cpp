@@ -250,6 +250,26 @@ TEST(Solve, OpensDualBoundsThatAreTooNarrow) {
 }
 
 // A value of 0 has no relative gap; costs that cancel, and none at all.
+// Solvers of pricing problems do not take what the library's own columns may cost in the end.
+TEST(Solve, DualsOfUnmetRowsAreModestUnlessTheyHaveToBeLarge) {
+  for (const double cost : {1.0, 1e8}) {
+    Master master;
+    const Row row = master.add_row(RowSense::at_least, 3.0);
+    const auto price = [&](const Duals &duals, Columns &columns) {
+      if (duals.iteration() == 1) {
+        EXPECT_GT(duals[row], 1e3);
+        EXPECT_LE(duals[row], 1e6);
+      }
+      const double reduced = duals.reduced_cost(cost, {{row, 1.0}});
+      if (reduced < 0.0) columns.add(cost, {{row, 1.0}});
+      return Answer::bound(3.0 * std::min(duals[row], cost));
+    };
+    const Result result = master.solve(price);
+    EXPECT_EQ(result.status, Status::optimal);
+    EXPECT_NEAR(result.upper_bound, 3.0 * cost, 1e-5 * cost);
+  }
+}
+
 TEST(Solve, EndsAtAValueOfZero) {
   for (const double cost : {0.0, 100.0}) {
     SCOPED_TRACE(cost);
