@@ -47,9 +47,11 @@ bool is_dominated(const ProblemForm &form, const RowSigns &signs, int32_t j) {
   return true;
 }
 
+/// Slacks are measured from the right-hand side. It is the end nearer to 0, so that the other takes
+/// no digits from what is small at this one.
 int32_t row_type(double low, double high) {
-  if (std::isinf(low)) return kLessEqual;
-  return low == high ? kEqual : kGreaterEqual;
+  if (low == high) return kEqual;
+  return std::fabs(high) < std::fabs(low) ? kLessEqual : kGreaterEqual;
 }
 
 /// What one pass over the columns tells of the rows: how many entries they have, how many of those
@@ -134,7 +136,7 @@ void Presolved::build_reduced() {
     const double low = program_.low[i];
     const double high = program_.high[i];
     type.push_back(row_type(low, high));
-    rhs.push_back(std::isinf(low) ? high : low);
+    rhs.push_back(type.back() == kLessEqual ? high : low);
     const bool ranged = std::isfinite(low) && std::isfinite(high) && low != high;
     range.push_back(ranged ? high - low : kNoRange);
   }
@@ -159,6 +161,8 @@ void Presolved::build_reduced() {
   found_no_optimum_ = reduced.verdict != Verdict::kOpen;
   if (found_no_optimum_) return;
   reduced.objective_constant += program_.constant;
+  // How small a gap has to be near an optimum of 0 is for the problem itself to say.
+  reduced.least_cost = form_.least_cost;
   reduced_ = std::make_shared<const ProblemForm>(std::move(reduced));
 }
 
