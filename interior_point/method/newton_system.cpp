@@ -189,13 +189,21 @@ double NewtonSystem::residual_of(const Residuals *residuals, const Direction &di
   return most;
 }
 
+bool NewtonSystem::is_clean(double error, const Point &point) const {
+  if (error <= accuracy_.aim) return true;
+  if (error > accuracy_.rows) return false;
+  double defect = 0.0;
+  for (size_t i = 0; i < residual_.size(); ++i) defect += std::fabs(point.y[i] * residual_[i]);
+  return defect <= accuracy_.defect;
+}
+
 /// Corrections of (9) with the factorisation as approximate inverse. They are added to dx itself: a
 /// small dy gives them with full relative accuracy, while theta (A'dy - g) anew would bring back
 /// the rounding error of the large dy.
-bool NewtonSystem::refine(const Residuals *residuals, Direction *direction) {
+bool NewtonSystem::refine(const Point &point, const Residuals *residuals, Direction *direction) {
   double error = residual_of(residuals, *direction);
-  if (error <= accuracy_) return true;
-  for (int round = 0; round < kLinearSolve.refinements && error > accuracy_; ++round) {
+  if (is_clean(error, point)) return true;
+  for (int round = 0; round < kLinearSolve.refinements && error > accuracy_.aim; ++round) {
     if (!find_correction()) return false;
     add_search(1.0, direction);
     const double next_error = residual_of(residuals, *direction);
@@ -220,7 +228,7 @@ bool NewtonSystem::find_correction() {
     factorisation_->solve_augmented(search_.data(), search_.data() + rows);
     form_image();
   } while (corrections_.add(search_, image_) &&
-           corrections_.residual_norm() > kLinearSolve.overshoot * accuracy_);
+           corrections_.residual_norm() > kLinearSolve.overshoot * accuracy_.aim);
   if (corrections_.size() == 0) return false;
   corrections_.combine(&search_);
   form_search_x();
@@ -293,7 +301,7 @@ void NewtonSystem::solve(const Point &point, const Residuals *residuals, const P
   form_gradient(point, residuals, products);
   solve_normal_equations(residuals, direction);
   if (!trusted_) {
-    trusted_ = refine(residuals, direction);
+    trusted_ = refine(point, residuals, direction);
     if (!trusted_) form_product(*direction);
   }
   // 0 for a free column.

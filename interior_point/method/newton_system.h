@@ -57,6 +57,13 @@ struct DualViolation {
   double defect = kInfinity;
 };
 
+/// What a solution of (9) may leave of r_p.
+struct SolveAccuracy {
+  double rows = 0.0;    ///< in a row, in the caller's units
+  double defect = 0.0;  ///< of sum |y_i r_i|
+  double aim = 0.0;     ///< in a row, so little that both are met; what a correction aims at
+};
+
 class NewtonSystem {
  public:
   explicit NewtonSystem(const ProblemForm &form);
@@ -70,8 +77,7 @@ class NewtonSystem {
   /// with the largest shift.
   bool prepare(const Point &point, double mu);
 
-  /// The residual that a solution of (9) may leave in r_p, in the caller's units.
-  void set_accuracy(double residual) { accuracy_ = residual; }
+  void set_accuracy(const SolveAccuracy &accuracy) { accuracy_ = accuracy; }
 
   /// Solves (8). A null `residuals` stands for r_p = r_u = r_d = 0. The first solution after a
   /// factorisation is tested against (9) and refined where it is not clean; when it was clean the
@@ -124,9 +130,12 @@ class NewtonSystem {
   void form_product(const Direction &direction);
   /// residual_ = r_p - A dx - delta dy, and its largest entry in the caller's units.
   double residual_of(const Residuals *residuals, const Direction &direction);
+  /// Whether residual_, whose largest entry is given, is allowed at the point. Large entries of it
+  /// and large duals rarely meet: corrections would double the passes over A of many iterations.
+  bool is_clean(double error, const Point &point) const;
   /// Corrects dx and dy until their residual is allowed. True when the direction was clean as it
   /// came; it stays where no correction improves it.
-  bool refine(const Residuals *residuals, Direction *direction);
+  bool refine(const Point &point, const Residuals *residuals, Direction *direction);
   /// The dy and dx that take most of residual_ away, to search_ and search_x_. Residuals are
   /// compared in the caller's units.
   bool find_correction();
@@ -147,7 +156,7 @@ class NewtonSystem {
   double delta_factor_ = 1.0;
   double least_delta_ = 0.0;  // not to be felt, and enough to hold y
   Vector<double> rho_;        // per column
-  double accuracy_ = 0.0;
+  SolveAccuracy accuracy_;
   bool factorised_ = false;
   bool trusted_ = false;  // the first solution with this factorisation was clean
   // Work space of one solve.

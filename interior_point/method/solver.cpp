@@ -310,16 +310,20 @@ bool Solver::advance(const Request &request, bool centring_only) {
   return true;
 }
 
-double Solver::allowed_error() const {
-  const double open = rhs_size_ * std::max(kLinearSolve.error_share * feasibility_,
-                                           kLinearSolve.error_of_residual * measures_.primal);
-  if (measures_.gap > kLinearSolve.closing_gap * tolerance_) return open;
+SolveAccuracy Solver::allowed_error() const {
+  SolveAccuracy allowed;
+  allowed.rows = rhs_size_ * std::max(kLinearSolve.error_share * feasibility_,
+                                      kLinearSolve.error_of_residual * measures_.primal);
+  allowed.aim = allowed.rows;
+  if (measures_.gap > kLinearSolve.closing_gap * tolerance_) return allowed;
   double weight = 0.0;
   for (size_t i = 0; i < point_.y.size(); ++i) {
     weight += std::fabs(point_.y[i]) * form_.row_scale[i];
   }
-  const double of_defect = kLinearSolve.error_share * defect_limit(measures_) / weight;
-  return std::min(open, std::max(of_defect, kLinearSolve.rounded_error * rhs_size_));
+  allowed.defect = kLinearSolve.error_share * defect_limit(measures_);
+  const double rounded = kLinearSolve.rounded_error * rhs_size_;
+  allowed.aim = std::min(allowed.rows, std::max(allowed.defect / weight, rounded));
+  return allowed;
 }
 
 void Solver::centring_direction() {

@@ -143,8 +143,8 @@ class Solver {
 
   /// Factorises, finds the direction and moves. False when no factorisation was found.
   bool advance(const Request &request, bool centring_only);
-  /// What a linear solve may leave of r_p in the caller's units.
-  double allowed_error() const;
+  /// What a linear solve may leave of r_p.
+  SolveAccuracy allowed_error() const;
   /// The direction to the centre at the present mu, infeasibilities included.
   void centring_direction();
   /// The direction of an ordinary iteration: predictor, weighted corrector, centrality correctors.

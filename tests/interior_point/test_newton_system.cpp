@@ -22,6 +22,7 @@ using interior_point::Point;
 using interior_point::ProblemForm;
 using interior_point::Products;
 using interior_point::Residuals;
+using interior_point::SolveAccuracy;
 using interior_point::SparseColumns;
 using interior_point::StepLengths;
 using interior_point::Vector;
@@ -132,7 +133,7 @@ TEST(NewtonSystem, IsSolvedByEitherReduction) {
       const Prescription prescription(augmented ? some_columns(form) : Vector<int32_t>());
       if (form.rows() > 0) newton.analyse(&prescription);
       ASSERT_TRUE(newton.prepare(point, 1.0));
-      newton.set_accuracy(accuracy);
+      newton.set_accuracy({accuracy, HUGE_VAL, accuracy});
       if (form.rows() > 0)
         augmented_systems += !newton.factorisation()->augmented_columns().empty();
       Direction direction;
@@ -162,7 +163,7 @@ TEST(NewtonSystem, KeepsProductsOfBasicColumnsAndDualRowsOfTheOthers) {
     }
     NewtonSystem newton(form);
     ASSERT_TRUE(newton.prepare(point, 1e-6));
-    newton.set_accuracy(1e-10);
+    newton.set_accuracy({1e-10, HUGE_VAL, 1e-10});
     const RightHandSides rhs(form, &random);
     Direction d;
     d.resize(form);
@@ -202,7 +203,7 @@ TEST(NewtonSystem, IsRefinedToAnAccuracyInTheCallersUnits) {
       if (!form.is_free[j]) (random.chance(0.5) ? point.x : point.z)[j] *= 1e-3;
     }
     const RightHandSides rhs(form, &random);
-    const auto solution = [&](const ProblemForm &of, double accuracy) {
+    const auto solution = [&](const ProblemForm &of, const SolveAccuracy &accuracy) {
       NewtonSystem newton(of);
       EXPECT_TRUE(newton.prepare(point, 1e-3));
       newton.set_accuracy(accuracy);
@@ -211,11 +212,17 @@ TEST(NewtonSystem, IsRefinedToAnAccuracyInTheCallersUnits) {
       newton.solve(point, &rhs.residuals, rhs.products, &direction);
       return direction;
     };
-    const Direction refined = solution(form, kAccuracy);
-    const Direction of_large_units = solution(in_large_units, kUnit * kAccuracy);
+    const Direction refined = solution(form, {kAccuracy, HUGE_VAL, kAccuracy});
+    const Direction of_large_units =
+        solution(in_large_units, {kUnit * kAccuracy, HUGE_VAL, kUnit * kAccuracy});
     EXPECT_EQ(of_large_units.x, refined.x);
     EXPECT_EQ(of_large_units.y, refined.y);
-    corrected += refined.y != solution(form, HUGE_VAL).y;
+    const Direction plain = solution(form, {HUGE_VAL, HUGE_VAL, 0.0});
+    corrected += refined.y != plain.y;
+    // A defect counts where there are duals to make one.
+    EXPECT_EQ(solution(form, {HUGE_VAL, 0.0, kAccuracy}).y, refined.y);
+    std::fill(point.y.begin(), point.y.end(), 0.0);
+    EXPECT_EQ(solution(form, {HUGE_VAL, 0.0, kAccuracy}).y, plain.y);
   }
   EXPECT_GE(corrected, 20);
 }
