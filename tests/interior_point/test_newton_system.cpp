@@ -227,6 +227,57 @@ TEST(NewtonSystem, IsRefinedToAnAccuracyInTheCallersUnits) {
   EXPECT_GE(corrected, 20);
 }
 
+/// The largest residual of (9) in the caller's units: what is left of r_p beside delta dy, with the
+/// delta that explains most of it.
+double residual_beside_delta(const ProblemForm &form, const Residuals &residuals,
+                             const Direction &d) {
+  Numbers left(form.rows()), dy(form.rows());
+  Vector<double> image(d.y.size(), 0.0);
+  add_product(form.A, d.x.data(), image.data());
+  for (int32_t i = 0; i < form.rows(); ++i) {
+    left(i) = residuals.primal[i] - image[i];
+    dy(i) = d.y[i];
+  }
+  left -= left.dot(dy) / dy.squaredNorm() * dy;
+  double most = 0.0;
+  for (int32_t i = 0; i < form.rows(); ++i) {
+    most = std::max(most, std::fabs(left(i)) * form.row_unit[i]);
+  }
+  return most;
+}
+
+/// The few directions of a correction do for many rows of all units only where each is the inverse
+/// image of a residual in the rows' own.
+TEST(NewtonSystem, IsRefinedInRowsOfManyUnits) {
+  Traits traits;
+  traits.most_rows = 60, traits.most_columns = 120;
+  for (uint64_t seed = 1; seed <= 20; ++seed) {
+    ProblemForm form = forms::form_of(random_programs::draw_known(traits, seed).program);
+    Random random(seed);
+    for (int32_t i = 0; i < form.rows(); ++i) {
+      const double unit = std::ldexp(1.0, random.integer(-15, 15));
+      form.row_unit[i] *= unit;
+      form.row_scale[i] /= unit;
+    }
+    Point point = forms::random_interior_point(form, &random);
+    for (int32_t j = 0; j < form.columns(); ++j) {
+      if (!form.is_free[j]) (random.chance(0.5) ? point.x : point.z)[j] *= 1e-3;
+    }
+    const RightHandSides rhs(form, &random);
+    NewtonSystem newton(form);
+    Direction direction;
+    direction.resize(form);
+    double error[2] = {HUGE_VAL, 1e-9};  // what is allowed, then what is left
+    for (double &e : error) {
+      ASSERT_TRUE(newton.prepare(point, 1e-3));
+      newton.set_accuracy(e);
+      newton.solve(point, &rhs.residuals, rhs.products, &direction);
+      e = residual_beside_delta(form, rhs.residuals, direction);
+    }
+    EXPECT_LT(error[1], 1e-2 * error[0]) << seed;
+  }
+}
+
 /// rho of a column goes down where it held the column back, and theta of free columns up.
 TEST(NewtonSystem, LowersRegularisationWhereItHoldsAResidualUp) {
   for (uint64_t seed = 1; seed <= 20; ++seed) {
