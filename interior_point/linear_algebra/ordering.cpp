@@ -2,12 +2,19 @@
 
 #include <Eigen/OrderingMethods>
 #include <Eigen/SparseCore>
+#include <utility>
 
+#include "interior_point/linear_algebra/nested_dissection.h"
 #include "interior_point/vector.h"
 
 namespace interior_point {
 
 namespace {
+
+// For each entry of M nested dissection takes about as long as so many pairs, and where the work is
+// large it saves this share of it or more.
+constexpr double kDissection = 3500.0;
+constexpr double kHoped = 0.4;
 
 using Pattern = Eigen::SparseMatrix<float, Eigen::ColMajor, int32_t>;
 
@@ -28,25 +35,6 @@ void append_neighbours(const SparseColumns &A, const RowEntries &joining, int32_
       row->push_back(A.row[t]);
     }
   }
-}
-
-/// An approximate minimum degree order: the unknown at each place.
-Vector<int32_t> minimum_degree(const Adjacency &adjacency) {
-  const int32_t n = adjacency.unknowns();
-  // The ordering takes either triangle and mirrors it. The values are never looked at.
-  Pattern upper(n, n);
-  upper.reserve(static_cast<int64_t>(adjacency.row.size() / 2) + n);
-  for (int32_t i = 0; i < n; ++i) {
-    upper.startVec(i);
-    upper.insertBackByOuterInnerUnordered(i, i) = 1.0F;
-    for (int64_t t = adjacency.start[i]; t < adjacency.start[i + 1]; ++t) {
-      if (adjacency.row[t] < i) upper.insertBackByOuterInnerUnordered(i, adjacency.row[t]) = 1.0F;
-    }
-  }
-  upper.finalize();
-  Eigen::PermutationMatrix<Eigen::Dynamic, Eigen::Dynamic, int32_t> order;
-  Eigen::AMDOrdering<int32_t>()(upper.selfadjointView<Eigen::Upper>(), order);
-  return Vector<int32_t>(order.indices().data(), order.indices().data() + n);
 }
 
 Vector<int32_t> inverse(const Vector<int32_t> &at) {
@@ -118,6 +106,22 @@ Ordering renamed(const Ordering &o, const Vector<int32_t> &name) {
   return result;
 }
 
+/// What the order makes of the factor.
+Ordering elimination(const Adjacency &adjacency, Vector<int32_t> at) {
+  Ordering result;
+  result.at = std::move(at);
+  result.place = inverse(result.at);
+  grow_tree(adjacency, &result);
+  return renamed(result, postorder(result.parent));
+}
+
+/// Multiply-add pairs of a factorisation.
+double pairs(const Ordering &o) {
+  double squares = 0.0;
+  for (const double below : o.below) squares += (below + 1.0) * (below + 1.0);
+  return squares / 2.0;
+}
+
 /// What is left of the graph once the marked unknowns are gone: those that met one of them meet
 /// each other.
 Adjacency without(const Adjacency &all, const Vector<uint8_t> &gone,
@@ -176,32 +180,48 @@ Adjacency adjacency_of(const SparseColumns &A, const Vector<int32_t> &augmented)
   return adjacency;
 }
 
-Ordering fill_reducing_order(const Adjacency &adjacency) {
-  Ordering result;
-  result.at = minimum_degree(adjacency);
-  result.place = inverse(result.at);
-  grow_tree(adjacency, &result);
-  return renamed(result, postorder(result.parent));
+Vector<int32_t> minimum_degree(const Adjacency &adjacency) {
+  const int32_t n = adjacency.unknowns();
+  // The ordering takes either triangle and mirrors it. The values are never looked at.
+  Pattern upper(n, n);
+  upper.reserve(static_cast<int64_t>(adjacency.row.size() / 2) + n);
+  for (int32_t i = 0; i < n; ++i) {
+    upper.startVec(i);
+    upper.insertBackByOuterInnerUnordered(i, i) = 1.0F;
+    for (int64_t t = adjacency.start[i]; t < adjacency.start[i + 1]; ++t) {
+      if (adjacency.row[t] < i) upper.insertBackByOuterInnerUnordered(i, adjacency.row[t]) = 1.0F;
+    }
+  }
+  upper.finalize();
+  Eigen::PermutationMatrix<Eigen::Dynamic, Eigen::Dynamic, int32_t> order;
+  Eigen::AMDOrdering<int32_t>()(upper.selfadjointView<Eigen::Upper>(), order);
+  return Vector<int32_t>(order.indices().data(), order.indices().data() + n);
+}
+
+Ordering fill_reducing_order(const Adjacency &adjacency, double factorisations) {
+  Ordering result = elimination(adjacency, minimum_degree(adjacency));
+  const double work = pairs(result);
+  const double entries = static_cast<double>(adjacency.row.size());
+  if (kHoped * work * factorisations < kDissection * entries) return result;
+  Ordering other = elimination(adjacency, nested_dissection(adjacency));
+  return pairs(other) < work ? other : result;
 }
 
 Ordering fill_reducing_order(const Adjacency &adjacency, const Vector<uint8_t> &first) {
   Vector<int32_t> number(first.size(), -1);
-  Vector<int32_t> rest;
-  Ordering result;
+  Vector<int32_t> rest, at;
   for (int32_t i = 0; i < adjacency.unknowns(); ++i) {
     if (first[i]) {
-      result.at.push_back(i);
+      at.push_back(i);
     } else {
       number[i] = static_cast<int32_t>(rest.size());
       rest.push_back(i);
     }
   }
   for (const int32_t k : minimum_degree(without(adjacency, first, number))) {
-    result.at.push_back(rest[k]);
+    at.push_back(rest[k]);
   }
-  result.place = inverse(result.at);
-  grow_tree(adjacency, &result);
-  return renamed(result, postorder(result.parent));
+  return elimination(adjacency, std::move(at));
 }
 
 }  // namespace interior_point

@@ -36,9 +36,15 @@ struct Ordering {
   Vector<int32_t> below;   ///< per place: entries of that column of L below the diagonal
 };
 
-Ordering fill_reducing_order(const Adjacency &adjacency);
+/// An approximate minimum degree order (P. R. Amestoy, T. A. Davis, I. S. Duff, SIAM J. Matrix
+/// Anal. Appl. 17 (1996) 886-905): the unknown at each place.
+Vector<int32_t> minimum_degree(const Adjacency &adjacency);
 
-/// The same with the marked unknowns, no two of which may meet, before all others.
+/// The better of minimum degree and, where so many factorisations promise to win more than it
+/// takes, nested dissection.
+Ordering fill_reducing_order(const Adjacency &adjacency, double factorisations);
+
+/// Minimum degree with the marked unknowns, no two of which may meet, before all others.
 Ordering fill_reducing_order(const Adjacency &adjacency, const Vector<uint8_t> &first);
 
 }  // namespace interior_point

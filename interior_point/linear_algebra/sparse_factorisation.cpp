@@ -18,6 +18,10 @@ namespace {
 // faster.
 constexpr int32_t kNarrow = 96;
 
+// How often a pattern is used: by a solve from scratch, and by one that starts near the end.
+constexpr double kOfColdSolve = 25.0;
+constexpr double kOfWarmSolve = 4.0;
+
 /// Everything that does not change between factorisations. An unknown is known by its place.
 struct SparsePattern {
   Vector<int32_t> place;  // per unknown
@@ -148,11 +152,12 @@ void choose_kernels(SparsePattern *pattern) {
 /// that are marked in `first`, if any, come before all other unknowns.
 std::shared_ptr<SparsePattern> make_pattern(const SparseColumns &A,
                                             const Vector<int32_t> &augmented, Vector<uint8_t> first,
-                                            double work_limit) {
+                                            double work_limit,
+                                            double factorisations = kOfColdSolve) {
   const Adjacency adjacency = adjacency_of(A, augmented);
   if (!first.empty()) first.resize(static_cast<size_t>(adjacency.unknowns()), 0);
-  const Ordering ordering =
-      first.empty() ? fill_reducing_order(adjacency) : fill_reducing_order(adjacency, first);
+  const Ordering ordering = first.empty() ? fill_reducing_order(adjacency, factorisations)
+                                          : fill_reducing_order(adjacency, first);
   Supernodes nodes = find_supernodes(ordering);
   // Eliminating rows one by one is most of the work where P has few columns.
   const double slow = augmented.empty() ? 0.0 : (kScatterCost - 1.0) * nodes.thin_work;
@@ -445,7 +450,7 @@ void SparseFactorisation::quadratic_forms(const SparseColumns &columns, double *
 /// more.
 std::unique_ptr<Factorisation> SparseFactorisation::adapted(const SparseColumns &A) const {
   if (A.rows != p_.rows || p_.unknowns != p_.rows || !holds_for(A, p_.entries)) return nullptr;
-  auto pattern = make_pattern(A, {}, {}, p_.work_limit);
+  auto pattern = make_pattern(A, {}, {}, p_.work_limit, kOfWarmSolve);
   if (!pattern) return nullptr;
   pattern->entries = p_.entries;  // of the choice
   return std::make_unique<SparseFactorisation>(std::move(pattern));

@@ -1,10 +1,10 @@
 /**
  * Sparse Cholesky of the normal matrix by supernodes.
  *
- * The rows are ordered by approximate minimum degree (P. R. Amestoy, T. A. Davis, I. S. Duff, SIAM
- * J. Matrix Anal. Appl. 17 (1996) 886-905). Columns of the factor L with the same pattern below
- * them form a supernode: one dense panel, factorised by the kernels for panels or, where it is
- * wide, by those of a BLAS. A panel J gathers the updates of the panels before it,
+ * The rows are ordered by approximate minimum degree or nested dissection. Columns of the factor L
+ * with the same pattern below them form a supernode: one dense panel, factorised by the kernels for
+ * panels or, where it is wide, by those of a BLAS. A panel J gathers the updates of the panels
+ * before it,
  *
  *   L_J L_J' = M_J - sum over K < J of L_K[rows of J] L_K[columns of J]',                      (13)
  *
