@@ -270,7 +270,7 @@ TEST(NewtonSystem, IsRefinedInRowsOfManyUnits) {
     double error[2] = {HUGE_VAL, 1e-9};  // what is allowed, then what is left
     for (double &e : error) {
       ASSERT_TRUE(newton.prepare(point, 1e-3));
-      newton.set_accuracy(e);
+      newton.set_accuracy({e, HUGE_VAL, e});
       newton.solve(point, &rhs.residuals, rhs.products, &direction);
       e = residual_beside_delta(form, rhs.residuals, direction);
     }
