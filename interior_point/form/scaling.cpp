@@ -11,9 +11,8 @@ namespace {
 
 constexpr int kGeometricPasses = 2;
 
-// A cost this far above the reference cost shrinks its column until the scaled cost is within it...
-constexpr double kCostBand = 1e3;
-// ... and beyond this one until the scaled cost equals the reference: such columns are penalties.
+// Beyond kCostBand a cost is scaled into it, beyond this until it equals the reference cost: such
+// columns are penalties.
 constexpr double kPenaltyBand = 1e6;
 
 // Units of costs and right-hand sides may differ by the square of this. Where they seem to differ

@@ -9,6 +9,9 @@
 
 namespace interior_point {
 
+/// A cost this far above the reference cost shrinks its column until the scaled cost is within it.
+constexpr double kCostBand = 1e3;
+
 /// Scales the structural columns, rows and slacks of an unscaled form and stores the factors in it.
 void scale(ProblemForm *form);
 

@@ -245,7 +245,8 @@ struct StartOptions {
 /// When a saved point pays, and where columns are put (11).
 struct WarmStartOptions {
   /// Beyond this depth (in half-widths of the dual ellipsoid) the point is worth less than a start
-  /// from scratch; below 20 it is what ordinary runs show.
+  /// from scratch; below 20 it is what ordinary runs show. Where penalty columns carry weight that
+  /// start is from their end of the path.
   double deepest_cut = 60.0;
   /// Many cuts at once do the same when the root of the sum of their squared depths is above this:
   /// in runs of lot sizing and assignment most starts between 250 and 300 paid, and two of the six
@@ -255,6 +256,9 @@ struct WarmStartOptions {
   double active_box = 0.5;
   /// A new column whose duals exceed its cost by this factor meets rows that lived on the box.
   double penalty_cut = 1e3;
+  /// A problem lives on its penalty columns where one carries this share of the right-hand side:
+  /// elsewhere it is mu over their cost.
+  double carried_share = 1e-3;
   /// A column whose cost was raised keeps at least this share of mu as its product.
   double least_product = 0.5;
   /// A removed column that carried this share of the right-hand side takes the point's feasibility

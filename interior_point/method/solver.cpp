@@ -75,12 +75,16 @@ Code Solver::solve(const Request &request, Start start, const SavedPoint *saved)
     const bool rounded = measures_.rounded > tolerance_ * measures_.unit;
     if (code == Code::kSolved ? !rounded : start == Start::kCurrent) return code;
   }
+  const bool on_penalties =
+      form_.has_penalties && start == Start::kSaved && saved && saved->on_penalties;
+  if (on_penalties && solve_from_penalties(request) == Code::kSolved) return Code::kSolved;
   if (!start_cold()) return Code::kNumericalFailure;
   stall_rule_ = kStall.cold;
   short_steps_allowed_ = form_.has_penalties ? kStall.short_steps_allowed : kStall.iteration_limit;
   const Code code = iterate(request);
   short_steps_allowed_ = kStall.iteration_limit;
   if (code == Code::kSolved) return code;
+  if (on_penalties) return code;
   if (form_.has_penalties) return retry_from_penalties(request, code);
   return code == Code::kStalled ? retry_regularised(request) : code;
 }
@@ -111,12 +115,20 @@ Code Solver::retry_with_low_stop(const Request &request, Code first) {
   return code == Code::kSolved || first != Code::kStalled ? code : fall_back_to(usable);
 }
 
-Code Solver::retry_from_penalties(const Request &request, Code first) {
-  const Point usable = first == Code::kStalled ? point_ : Point();
+Code Solver::solve_from_penalties(const Request &request) {
+  started_cold_ = true;
+  warm_factorisation_ = SavedFactorisation();
   make_penalty_point(form_, &point_);
   has_point_ = true;
   newton_.reset_regularisation();
-  const Code code = iterate(request);
+  stall_rule_ = kStall.cold;
+  short_steps_allowed_ = kStall.iteration_limit;
+  return iterate(request);
+}
+
+Code Solver::retry_from_penalties(const Request &request, Code first) {
+  const Point usable = first == Code::kStalled ? point_ : Point();
+  const Code code = solve_from_penalties(request);
   return code == Code::kSolved || first != Code::kStalled ? code : fall_back_to(usable);
 }
 

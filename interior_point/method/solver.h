@@ -33,7 +33,8 @@
  *
  * A solve from a saved point that does not pay turns into one from scratch, and one from scratch
  * that crawls because only penalty columns make the problem feasible starts again at their end of
- * the path, both within the same call.
+ * the path, both within the same call. Where the saved point lived on penalty columns that end is
+ * tried first.
  */
 #ifndef INTERIOR_POINT_METHOD_SOLVER_H
 #define INTERIOR_POINT_METHOD_SOLVER_H
@@ -108,7 +109,9 @@ class Solver {
   void set_limits(const Request &request);
   /// Puts the point to (10). False when A A' could not be factorised.
   bool start_cold();
-  /// Another start from scratch, at the far end of the path. What the first one ended with stays
+  /// A start from scratch at the far end of the path, where penalty columns carry all.
+  Code solve_from_penalties(const Request &request);
+  /// The same as another start. What the first one ended with stays
   /// where it is of use and this one ends with nothing better.
   Code retry_from_penalties(const Request &request, Code first);
   /// Another start from scratch after one that stalled at a point of use, which stays where this

@@ -4,6 +4,7 @@
 #include <cmath>
 #include <numeric>
 
+#include "interior_point/form/penalties.h"
 #include "interior_point/method/options.h"
 #include "interior_point/vector.h"
 
@@ -133,49 +134,113 @@ Vector<int32_t> slacks_by_row(const ProblemForm &form) {
 /// Places a column whose rows so far lived on penalty columns where the central path will have it:
 /// alone in its rows it satisfies z = c / (k + 1), and so does each of its k slacks, weighed with
 /// its entry. Its x, many orders of magnitude larger than what a Newton step could reach, is taken
-/// up by the slacks.
+/// up by the slacks, whose z gives y.
 void place_absorbed(const ProblemForm &form, const Vector<int32_t> &slack_of, double mu, int32_t j,
-                    Point *point) {
+                    Vector<uint8_t> *absorbing, Point *point) {
   point->z[j] = form.c[j] / (form.A.length(j) + 1);
   point->x[j] = mu / point->z[j];
   for (int32_t t = form.A.start[j]; t < form.A.start[j + 1]; ++t) {
-    const int32_t slack = slack_of[form.A.row[t]];
-    point->x[slack] -= form.A.value[t] * point->x[j] / form.A.value[form.A.start[slack]];
+    const int32_t i = form.A.row[t];
+    const int32_t slack = slack_of[i];
+    const double entry = form.A.value[form.A.start[slack]];
+    point->x[slack] -= form.A.value[t] * point->x[j] / entry;
     point->z[slack] = mu / point->x[slack];
+    point->y[i] = -point->z[slack] / entry;
+    (*absorbing)[i] = 1;
   }
 }
 
-/// Places the new columns by (11); false when they cut too deep.
-bool place_new(const SavedPoint &saved, const ProblemForm &form, const Vector<int32_t> &fresh,
-               bool stay, Point *point) {
-  if (fresh.empty()) return true;
-  const Vector<double> half_width = dual_widths(saved, form, fresh);
-  Vector<double> reduced_cost(fresh.size());
-  double depth = 0.0;
-  double squares = 0.0;
-  for (size_t k = 0; k < fresh.size(); ++k) {
-    reduced_cost[k] = form.c[fresh[k]] - column_product(form.A, fresh[k], point->y.data());
-    if (form.is_free[fresh[k]]) continue;
-    if (!(half_width[k] > 0.0) || !std::isfinite(half_width[k])) return false;
-    const double own = std::max(0.0, -reduced_cost[k] / half_width[k]);
-    depth = std::max(depth, own);
-    squares += own * own;
+/// In rows that an absorbed column has taken over, columns with that entry alone are put at mu over
+/// what they now cost, and the slack takes up the rest: penalty columns and second slacks, whose
+/// products a Newton step would leave larger by the ratio of the penalty to other costs.
+void settle_rows(const ProblemForm &form, const Vector<int32_t> &slack_of, double mu,
+                 const Vector<uint8_t> &absorbing, Point *point) {
+  Vector<int32_t> singles;
+  for (int32_t j = 0; j < form.structurals; ++j) {
+    if (form.A.length(j) != 1 || form.is_free[j] || std::isfinite(form.width[j])) continue;
+    const int32_t t = form.A.start[j];
+    const int32_t i = form.A.row[t];
+    if (!absorbing[i]) continue;
+    const int32_t slack = slack_of[i];
+    const double entry = form.A.value[form.A.start[slack]];
+    const double ratio = form.A.value[t] / entry;
+    const double z = form.c[j] - form.A.value[t] * point->y[i];
+    double x = mu / z;
+    if (ratio > 0.0) x = std::min(x, point->x[j] + 0.5 * point->x[slack] / ratio);
+    const double rest = point->x[slack] + ratio * (point->x[j] - x);
+    if (!(z > 0.0) || !(rest > 0.0)) continue;
+    singles.push_back(j);
+    point->x[j] = x;
+    point->x[slack] = rest;
+    point->z[slack] = mu / rest;
+    point->y[i] = -point->z[slack] / entry;
   }
-  if (!stay && (depth > kWarmStart.deepest_cut || std::sqrt(squares) > kWarmStart.deepest_cuts))
-    return false;
-  const double pull_back = std::max(1.0, depth);
-  const Vector<int32_t> slack_of = slacks_by_row(form);
-  for (size_t k = 0; k < fresh.size(); ++k) {
-    const int32_t j = fresh[k];
+  for (const int32_t j : singles) {
+    point->z[j] = std::max(form.c[j] - column_product(form.A, j, point->y.data()),
+                           kWarmStart.least_product * mu / point->x[j]);
+  }
+}
+
+/// The new columns of a problem, and how deep they cut.
+struct NewColumns {
+  Vector<int32_t> column;
+  Vector<double> half_width, reduced_cost;  ///< per new column
+  Vector<uint8_t> absorbed;                 ///< the same: the central path has it large
+  double depth = 0.0;                       ///< of the deepest cut among the others
+  double squares = 0.0;                     ///< sum of the squared depths of the others
+};
+
+/// Measures the columns in `fresh->column` by (11); false where a half-width is not a number.
+/// `lives_on_box` says that rows may have lived on penalty columns.
+bool measure_cuts(const SavedPoint &saved, const ProblemForm &form, const Vector<int32_t> &slack_of,
+                  const Point &point, bool lives_on_box, NewColumns *fresh) {
+  const size_t count = fresh->column.size();
+  fresh->half_width = dual_widths(saved, form, fresh->column);
+  fresh->reduced_cost.assign(count, 0.0);
+  fresh->absorbed.assign(count, 0);
+  for (size_t k = 0; k < count; ++k) {
+    const int32_t j = fresh->column[k];
+    const double reduced = form.c[j] - column_product(form.A, j, point.y.data());
+    fresh->reduced_cost[k] = reduced;
     if (form.is_free[j]) continue;
-    if (stay && form.has_penalties && form.c[j] > 0.0 &&
-        -reduced_cost[k] > kWarmStart.penalty_cut * form.c[j] && is_absorbed(form, slack_of, j)) {
-      place_absorbed(form, slack_of, saved.mu, j, point);
+    if (!(fresh->half_width[k] > 0.0) || !std::isfinite(fresh->half_width[k])) return false;
+    fresh->absorbed[k] = lives_on_box && form.has_penalties && form.c[j] > 0.0 &&
+                         -reduced > kWarmStart.penalty_cut * form.c[j] &&
+                         is_absorbed(form, slack_of, j);
+    if (fresh->absorbed[k]) continue;
+    const double own = std::max(0.0, -reduced / fresh->half_width[k]);
+    fresh->depth = std::max(fresh->depth, own);
+    fresh->squares += own * own;
+  }
+  return true;
+}
+
+/// Places the new columns by (11); false when they cut too deep for that. While the box is active
+/// they are placed whatever the depth, but where penalty columns carry the rows, a start from their
+/// end of the path is there instead.
+bool place_new(const SavedPoint &saved, const ProblemForm &form, bool box_active, NewColumns *fresh,
+               Point *point) {
+  if (fresh->column.empty()) return true;
+  const Vector<int32_t> slack_of = slacks_by_row(form);
+  if (!measure_cuts(saved, form, slack_of, *point, box_active, fresh)) return false;
+  const bool stay = box_active && !(saved.on_penalties && form.has_penalties);
+  if (!stay && (fresh->depth > kWarmStart.deepest_cut ||
+                std::sqrt(fresh->squares) > kWarmStart.deepest_cuts)) {
+    return false;
+  }
+  const double pull_back = std::max(1.0, fresh->depth);
+  Vector<uint8_t> absorbing(static_cast<size_t>(form.rows()), 0);
+  for (size_t k = 0; k < fresh->column.size(); ++k) {
+    const int32_t j = fresh->column[k];
+    if (form.is_free[j]) continue;
+    if (fresh->absorbed[k]) {
+      place_absorbed(form, slack_of, saved.mu, j, &absorbing, point);
       continue;
     }
-    point->z[j] = std::max(reduced_cost[k], half_width[k] * std::sqrt(pull_back));
+    point->z[j] = std::max(fresh->reduced_cost[k], fresh->half_width[k] * std::sqrt(pull_back));
     point->x[j] = saved.mu * pull_back / point->z[j];
   }
+  settle_rows(form, slack_of, saved.mu, absorbing, point);
   return true;
 }
 
@@ -271,6 +336,10 @@ SavedPoint save_point(const ProblemForm &form, const Point &point, double mu,
   }
   for (size_t i = 0; i < rows; ++i) saved.y[i] = point.y[i] * form.row_scale[i];
   saved.mu = mu;
+  const double carried = kWarmStart.carried_share * form.largest_rhs;
+  for (int32_t j = 0; j < form.structurals && !saved.on_penalties; ++j) {
+    saved.on_penalties = saved.largest_activity[j] > carried && is_penalty(form, j);
+  }
   saved.factorisation = std::move(factorisation);
   return saved;
 }
@@ -285,13 +354,13 @@ bool restore_point(const SavedPoint &saved, const ProblemForm &form, Point *poin
   for (int32_t i = 0; i < form.rows(); ++i) point->y[i] = saved.y[i] / form.row_scale[i];
   Vector<int32_t> match = match_columns(saved, form);
   if (misses_columns(saved, form, match)) return false;
-  Vector<int32_t> fresh;
+  NewColumns fresh;
   for (int32_t j = 0; j < form.structurals; ++j) {
     if (match[j] != kNew && !place_old(saved, form, j, match[j], point)) match[j] = kNew;
-    if (match[j] == kNew) fresh.push_back(j);
+    if (match[j] == kNew) fresh.column.push_back(j);
   }
   place_slacks(saved, form, point);
-  if (!place_new(saved, form, fresh, box_is_active(form, *point, match), point)) return false;
+  if (!place_new(saved, form, box_is_active(form, *point, match), &fresh, point)) return false;
   place_widths(saved, form, match, point);
   return is_interior(form, *point);
 }

@@ -17,7 +17,9 @@
  *
  * While rows live on penalty columns their duals are of the penalties' size, and a new column of
  * ordinary cost cuts so deep that (11) would need dozens of steps. When the slacks of all its rows
- * grow with it, the central path has that column large and the slacks with it; it is put there.
+ * grow with it, the central path has that column large and the slacks with it; it is put there,
+ * the duals of its rows at its own cost, and the penalty columns of these rows where they carry
+ * nothing.
  */
 #ifndef INTERIOR_POINT_METHOD_WARM_START_H
 #define INTERIOR_POINT_METHOD_WARM_START_H
@@ -45,6 +47,7 @@ struct SavedPoint {
   Vector<int32_t> user_row, row_type;
   Vector<double> y, slack_x, slack_z, slack_w, slack_v;
   double mu = 0.0;
+  bool on_penalties = false;         ///< penalty columns carry a good part of some right-hand side
   SavedFactorisation factorisation;  ///< the last one
 };
 
