@@ -4,17 +4,13 @@
 #include <cmath>
 #include <numeric>
 
+#include "interior_point/linear_algebra/dense_cholesky.h"
 #include "interior_point/linear_algebra/dense_kernel.h"
-#include "interior_point/linear_algebra/panel_kernels.h"
 #include "interior_point/vector.h"
 
 namespace interior_point {
 
 namespace {
-
-// Up to this order of S the kernels for panels are faster than a BLAS: a factorisation takes 0.8 of
-// the time with 100 rows, the solves with it 0.6; with 200 rows 1.2 and 0.65.
-constexpr int32_t kSmallOrder = 128;
 
 // Updates of no more entries than this are scattered whatever the order of S: the rank-k update
 // would take memory and a call for a few dozen products.
@@ -250,16 +246,10 @@ class BlockFactorisation : public Factorisation {
   void form_schur_column(int32_t k, double *column);
   void add_long_updates();
   double split_column(const SparseColumns &columns, int32_t j, double *remaining) const;
-  bool is_small() const { return p_.order <= kSmallOrder; }
-  bool factorise_schur();
-  void solve_lower(int32_t count, double *x) const;
-  void solve_lower_transposed(double *x) const;
-  double *schur_column(int32_t k) { return schur_.data() + static_cast<int64_t>(k) * p_.order; }
 
   std::shared_ptr<const BlockPattern> pattern_;
   const BlockPattern &p_;
-  const PanelKernels &kernels_;
-  Vector<double> schur_;           // S, then its Cholesky factor; order x order
+  DenseCholesky schur_;            // S
   Vector<double> schur_diagonal_;  // of S: what is added, and the singletons' share
   Vector<double> pivot_;           // D
   Vector<double> cross_;           // C D^-1/2 when dense, order x eliminated
@@ -270,9 +260,9 @@ class BlockFactorisation : public Factorisation {
 };
 
 BlockFactorisation::BlockFactorisation(std::shared_ptr<const BlockPattern> pattern)
-    : pattern_(std::move(pattern)), p_(*pattern_), kernels_(panel_kernels()) {
+    : pattern_(std::move(pattern)), p_(*pattern_) {
   const size_t order = static_cast<size_t>(p_.order);
-  schur_.resize(order * order);
+  schur_.resize(p_.order);
   schur_diagonal_.resize(order);
   pivot_.resize(static_cast<size_t>(p_.eliminated));
   if (p_.dense_cross) cross_.resize(order * static_cast<size_t>(p_.eliminated));
@@ -367,40 +357,13 @@ bool BlockFactorisation::compute(const double *theta, const double *added) {
   form_cross(theta);
   const auto is_positive = [](double pivot) { return pivot > 0.0; };
   if (!std::all_of(pivot_.begin(), pivot_.end(), is_positive)) return false;
-  for (int32_t k = 0; k < p_.order; ++k) form_schur_column(k, schur_column(k));
+  for (int32_t k = 0; k < p_.order; ++k) form_schur_column(k, schur_.column(k));
   add_long_updates();
   if (p_.dense_cross) {
     dense::subtract_outer_product(p_.order, p_.eliminated, cross_.data(), p_.order, schur_.data(),
                                   p_.order);
   }
-  return factorise_schur();
-}
-
-bool BlockFactorisation::factorise_schur() {
-  if (!is_small()) return dense::cholesky(p_.order, schur_.data(), p_.order);
-  double scratch[kScratchPerColumn * kSmallOrder];
-  return kernels_.factorise(p_.order, p_.order, nullptr, schur_.data(), scratch);
-}
-
-/// L^-1 x in place for `count` columns x.
-void BlockFactorisation::solve_lower(int32_t count, double *x) const {
-  if (is_small()) {
-    for (int32_t k = 0; k < count; ++k, x += p_.order) {
-      kernels_.solve(p_.order, p_.order, schur_.data(), x);
-    }
-  } else if (count == 1) {
-    dense::solve_lower(p_.order, schur_.data(), p_.order, x);
-  } else {
-    dense::solve_lower_block(p_.order, count, schur_.data(), p_.order, x, p_.order);
-  }
-}
-
-void BlockFactorisation::solve_lower_transposed(double *x) const {
-  if (is_small()) {
-    kernels_.solve_transposed(p_.order, p_.order, schur_.data(), x);
-  } else {
-    dense::solve_lower_transposed(p_.order, schur_.data(), p_.order, x);
-  }
+  return schur_.factorise();
 }
 
 void BlockFactorisation::solve(double *r) const {
@@ -423,8 +386,8 @@ void BlockFactorisation::solve(double *r) const {
       }
     }
   }
-  solve_lower(1, remaining);
-  solve_lower_transposed(remaining);
+  schur_.solve_lower(1, remaining);
+  schur_.solve_lower_transposed(remaining);
   if (p_.dense_cross) {
     dense::add_transposed_vector(p_.order, p_.eliminated, -1.0, cross_.data(), p_.order, remaining,
                                  eliminated);
@@ -478,7 +441,7 @@ void BlockFactorisation::quadratic_forms(const SparseColumns &columns, double *t
       double *remaining = block.data() + static_cast<int64_t>(k) * p_.order;
       t[first + k] = split_column(columns, first + k, remaining);
     }
-    solve_lower(count, block.data());
+    schur_.solve_lower(count, block.data());
     for (int32_t k = 0; k < count; ++k) {
       const double *remaining = block.data() + static_cast<int64_t>(k) * p_.order;
       t[first + k] = std::inner_product(remaining, remaining + p_.order, remaining, t[first + k]);
