@@ -1,5 +1,6 @@
 #include "interior_point/linear_algebra/dense_kernel.h"
 
+#include <algorithm>
 #include <mutex>
 
 // The Fortran interface, which every BLAS and LAPACK has.
@@ -116,10 +117,23 @@ void add_outer_product(int32_t order, int32_t k, const double *a, int32_t leadin
   dsyrk_("L", "N", &order, &k, &kOne, a, &leading, &kOne, c, &leading_c);
 }
 
+void inner_product(int32_t order, int32_t k, const double *a, int32_t leading, double *c,
+                   int32_t leading_c) {
+  if (order == 0) return;
+  leading = std::max(leading, 1);
+  dsyrk_("L", "T", &order, &k, &kOne, a, &leading, &kZero, c, &leading_c);
+}
+
 void product_transposed(int32_t m, int32_t n, int32_t k, const double *a, int32_t leading_a,
                         const double *b, int32_t leading_b, double *c, int32_t leading_c) {
   if (m == 0 || n == 0) return;
   dgemm_("N", "T", &m, &n, &k, &kOne, a, &leading_a, b, &leading_b, &kZero, c, &leading_c);
+}
+
+void transposed_product(int32_t m, int32_t n, int32_t k, const double *a, int32_t leading_a,
+                        const double *b, int32_t leading_b, double *c, int32_t leading_c) {
+  if (m == 0 || n == 0) return;
+  dgemm_("T", "N", &m, &n, &k, &kOne, a, &leading_a, b, &leading_b, &kZero, c, &leading_c);
 }
 
 void solve_lower_block(int32_t order, int32_t k, const double *l, int32_t leading, double *b,

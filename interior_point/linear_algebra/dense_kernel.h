@@ -47,8 +47,16 @@ void subtract_outer_product(int32_t order, int32_t k, const double *a, int32_t l
 void add_outer_product(int32_t order, int32_t k, const double *a, int32_t leading, double *c,
                        int32_t leading_c);
 
+/// C = A'A for the k x order matrix A, in the lower triangle of C.
+void inner_product(int32_t order, int32_t k, const double *a, int32_t leading, double *c,
+                   int32_t leading_c);
+
 /// C = A B' for the m x k matrix A and the n x k matrix B.
 void product_transposed(int32_t m, int32_t n, int32_t k, const double *a, int32_t leading_a,
+                        const double *b, int32_t leading_b, double *c, int32_t leading_c);
+
+/// C = A'B for the k x m matrix A and the k x n matrix B.
+void transposed_product(int32_t m, int32_t n, int32_t k, const double *a, int32_t leading_a,
                         const double *b, int32_t leading_b, double *c, int32_t leading_c);
 
 /// B = L^-1 B for the order x k block B.

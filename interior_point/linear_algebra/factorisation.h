@@ -44,6 +44,10 @@ class Factorisation {
   /// that they share at once; all else is for one thread.
   virtual void quadratic_forms(const SparseColumns &columns, double *t) const = 0;
 
+  /// True where pivots come from subtractions, of which rounding may leave nothing: the diagonal of
+  /// M has to be raised by a share of itself then.
+  virtual bool needs_shift() const { return true; }
+
   /// Another factorisation over the same pattern, without numbers yet.
   virtual std::unique_ptr<Factorisation> sibling() const = 0;
 

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "interior_point/linear_algebra/block_factorisation.h"
+#include "interior_point/linear_algebra/column_factorisation.h"
 #include "interior_point/linear_algebra/sparse_factorisation.h"
 #include "interior_point/vector.h"
 
@@ -103,6 +104,11 @@ double assembly_work(const SparseColumns &A, const Vector<int32_t> &augmented) {
     if (length > 1) squares += length * length;
   }
   return kScatterCost * squares / 2.0;
+}
+
+/// What a sparse factorisation takes in all.
+double sparse_work(const SparseColumns &A, const Factorisation &chosen) {
+  return kSparseHandicap * chosen.work() + assembly_work(A, chosen.augmented_columns());
 }
 
 /// The long columns that are worth an ordering of their augmented system; none where that is
@@ -213,10 +219,16 @@ std::unique_ptr<Factorisation> make_factorisation(const SparseColumns &A, const 
   if (A.rows >= kSmall) {
     best = augmented_by_long_columns(A, is_free, work);
     if (!best) best = sparse_cholesky(A, work);
-    if (best) work = kSparseHandicap * best->work() + assembly_work(A, best->augmented_columns());
+    if (best) work = sparse_work(A, *best);
     std::unique_ptr<Factorisation> other =
         augmented_by_all_columns(A, best ? best->augmented_columns() : Vector<int32_t>(), work);
-    if (other) best = std::move(other);
+    if (other) {
+      best = std::move(other);
+      work = std::min(work, sparse_work(A, *best));
+    }
+    if (column_factorisation_work(A) < kWorthEliminating * work) {
+      return make_column_factorisation(A);
+    }
   }
   if (best) return best;
   return make_block_factorisation(A, split < kWorthEliminating * plain ? independent : none);

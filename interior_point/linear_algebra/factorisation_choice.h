@@ -1,7 +1,7 @@
 /**
  * Which factorisation (factorisation.h) serves a matrix A best, by counting the work of each: dense
- * by blocks, sparse, or sparse of the augmented system (14) with the long columns or with all of
- * them.
+ * by blocks, dense by columns, sparse, or sparse of the augmented system (14) with the long columns
+ * or with all of them.
  */
 #ifndef INTERIOR_POINT_LINEAR_ALGEBRA_FACTORISATION_CHOICE_H
 #define INTERIOR_POINT_LINEAR_ALGEBRA_FACTORISATION_CHOICE_H

@@ -51,6 +51,11 @@ struct RowEntries {
   }
 };
 
+/// y += x_j a_j
+inline void add_column(const SparseColumns &A, int32_t j, double xj, double *y) {
+  for (int32_t t = A.start[j]; t < A.start[j + 1]; ++t) y[A.row[t]] += A.value[t] * xj;
+}
+
 /// y += A x
 inline void add_product(const SparseColumns &A, const double *x, double *y) {
   const int32_t n = A.columns();

@@ -53,7 +53,16 @@ NewtonSystem::NewtonSystem(const ProblemForm &form) : form_(form) {
 }
 
 void NewtonSystem::analyse(const Factorisation *last) {
-  if (!factorisation_) factorisation_ = make_factorisation(form_.A, last, &form_.is_free);
+  if (factorisation_) return;
+  factorisation_ = make_factorisation(form_.A, last, &form_.is_free);
+  const Vector<int32_t> &augmented = factorisation_->augmented_columns();
+  auto next = augmented.begin();
+  for (int32_t j = 0; j < form_.columns(); ++j) {
+    const bool is_augmented = next != augmented.end() && *next == j;
+    if (is_augmented) ++next;
+    if (!is_augmented) plain_.push_back(j);
+    if (!is_augmented || std::isfinite(form_.width[j])) multiplied_.push_back(j);
+  }
 }
 
 void NewtonSystem::reset_regularisation() {
@@ -167,8 +176,9 @@ bool NewtonSystem::factorise() {
   delta_ = std::max(delta_, least_delta_);
   // Numbers that are held elsewhere stay as they are: they get new ones of their own.
   if (factorisation_.use_count() > 1) factorisation_ = factorisation_->sibling();
-  for (double shift = kRegularisation.first_shift; shift <= kRegularisation.last_shift;
-       shift *= kRegularisation.shift_growth) {
+  double shift = factorisation_->needs_shift() ? kRegularisation.first_shift : 0.0;
+  for (; shift <= kRegularisation.last_shift;
+       shift = std::max(shift * kRegularisation.shift_growth, kRegularisation.first_shift)) {
     for (size_t i = 0; i < added_.size(); ++i) added_[i] = delta_ + shift * diagonal_[i];
     factorised_ = factorisation_->compute(theta_.data(), added_.data());
     if (factorised_) return true;
@@ -236,7 +246,7 @@ bool NewtonSystem::find_correction() {
 }
 
 void NewtonSystem::form_search_x() {
-  for (int32_t j = 0; j < form_.columns(); ++j) {
+  for (const int32_t j : plain_) {
     search_x_[j] = theta_[j] * column_product(form_.A, j, search_.data());
   }
   set_augmented(search_.data() + residual_.size(), &search_x_);
@@ -274,24 +284,18 @@ void NewtonSystem::solve_normal_equations(const Residuals *residuals, Direction 
   const Vector<int32_t> &augmented = factorisation_->augmented_columns();
   std::fill(rhs_.begin(), rhs_.end(), 0.0);
   if (residuals) rhs_ = residuals->primal;
-  for (int32_t j = 0; j < form_.columns(); ++j) direction->x[j] = theta_[j] * gradient_[j];
   augmented_x_.resize(augmented.size());
-  for (size_t k = 0; k < augmented.size(); ++k) {
-    augmented_x_[k] = gradient_[augmented[k]];
-    direction->x[augmented[k]] = 0.0;
-  }
-  add_product(form_.A, direction->x.data(), rhs_.data());
+  for (size_t k = 0; k < augmented.size(); ++k) augmented_x_[k] = gradient_[augmented[k]];
+  for (const int32_t j : plain_) add_column(form_.A, j, theta_[j] * gradient_[j], rhs_.data());
   direction->y = rhs_;
   if (form_.rows() > 0) factorisation_->solve_augmented(direction->y.data(), augmented_x_.data());
   form_product(*direction);
-  for (int32_t j = 0; j < form_.columns(); ++j) {
-    direction->x[j] = theta_[j] * (product_[j] - gradient_[j]);
-  }
+  for (const int32_t j : plain_) direction->x[j] = theta_[j] * (product_[j] - gradient_[j]);
   set_augmented(augmented_x_.data(), &direction->x);
 }
 
 void NewtonSystem::form_product(const Direction &direction) {
-  for (int32_t j = 0; j < form_.columns(); ++j) {
+  for (const int32_t j : multiplied_) {
     product_[j] = column_product(form_.A, j, direction.y.data());
   }
 }

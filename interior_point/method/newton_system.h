@@ -126,7 +126,7 @@ class NewtonSystem {
   /// dy and dx of (9). Where columns are unknowns beside dy, theta g of theirs is left to the
   /// factorisation, and their dx comes from it.
   void solve_normal_equations(const Residuals *residuals, Direction *direction);
-  /// product_ = A'dy.
+  /// product_ = A'dy, where that is asked for.
   void form_product(const Direction &direction);
   /// residual_ = r_p - A dx - delta dy, and its largest entry in the caller's units.
   double residual_of(const Residuals *residuals, const Direction &direction);
@@ -150,6 +150,8 @@ class NewtonSystem {
 
   const ProblemForm &form_;
   std::shared_ptr<Factorisation> factorisation_;
+  Vector<int32_t> plain_;       // the columns that are no unknowns beside dy
+  Vector<int32_t> multiplied_;  // those and the boxed ones: the columns whose a'dy is asked for
   Vector<double> theta_;
   Vector<double> least_free_theta_;  // per column
   double delta_ = 0.0;
