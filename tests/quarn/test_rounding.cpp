@@ -114,10 +114,20 @@ struct Reference {
     return order;
   }
 
-  bool reaches_open_row(const Column &column, const std::vector<bool> &open) const {
-    return std::any_of(column.begin(), column.end(), [&](const Entry &entry) {
-      return entry.first <= m && entry.second != 0.0 && open[static_cast<size_t>(entry.first) - 1];
-    });
+  /// The sum of a column's entries in each linking row.
+  std::vector<double> sums(const Column &column) const {
+    std::vector<double> result(static_cast<size_t>(m), 0.0);
+    for (const auto &[row, value] : column) {
+      if (row <= m) result[static_cast<size_t>(row) - 1] += value;
+    }
+    return result;
+  }
+
+  static bool reaches_open_row(const std::vector<double> &effect, const std::vector<bool> &open) {
+    for (size_t i = 0; i < open.size(); ++i) {
+      if (open[i] && effect[i] != 0.0) return true;
+    }
+    return false;
   }
 
   /// Whether the last candidate was not refused.
@@ -130,13 +140,14 @@ struct Reference {
       accepted = true;
       if (fixed_now >= min_fix && v <= threshold) continue;
       const double level = next_integer(v);
-      if (only_open_rows && !reaches_open_row(columns[static_cast<size_t>(j)], *open)) continue;
+      const std::vector<double> effect = sums(columns[static_cast<size_t>(j)]);
+      if (only_open_rows && !reaches_open_row(effect, *open)) continue;
       double column_cost = 0.0;
       for (const Entry &entry : columns[static_cast<size_t>(j)]) {
         if (entry.first == cost_row) column_cost = entry.second;
         if (entry.first > m) continue;
         const auto i = static_cast<size_t>(entry.first) - 1;
-        if (violated(types[i], rhs[i] - entry.second * level)) accepted = false;
+        if (violated(types[i], rhs[i] - effect[i] * level)) accepted = false;
       }
       if (cost + column_cost * level >= cutoff - 1e-10) accepted = false;
       if (!accepted) continue;
@@ -261,9 +272,12 @@ Reference random_model(support::Random *random, int32_t m, int32_t p) {
   for (int32_t j = 0; j < n; ++j) {
     support::Column column;
     for (int32_t i = 1; i < model.cost_row; ++i) {
-      if (random->chance(0.5)) column.emplace_back(i, random->one_of<double>({1, 1, 1, 2, -1}));
+      for (double often = 0.5; random->chance(often); often = 0.1) {  // seldom twice
+        column.emplace_back(i, random->one_of<double>({1, 1, 1, 2, -1}));
+      }
     }
     if (random->chance(0.9)) column.emplace_back(model.cost_row, random->integer(-1, 4));
+    if (random->chance(0.1)) column.emplace_back(model.cost_row, random->integer(1, 4));
     std::shuffle(column.begin(), column.end(), random->engine());
     model.columns.push_back(column);
   }
@@ -271,6 +285,8 @@ Reference random_model(support::Random *random, int32_t m, int32_t p) {
   for (int32_t i = 0; i < m; ++i) {
     model.rhs.push_back(random->one_of<double>({0, 1, 1, 2, 1 + 5e-7}));
     model.types.push_back(coverings ? 2 : random->integer(1, 4));
+    // A row from above that is open at the beginning.
+    if (model.types.back() == 3 && random->chance(0.5)) model.rhs.back() = -model.rhs.back();
   }
   model.cutoff = random->one_of<double>({1e30, 1e30, 4, 1});
   model.threshold = random->one_of<double>({0.9, 0.4});
