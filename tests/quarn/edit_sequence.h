@@ -273,6 +273,41 @@ inline void expect_model(const QUARN_env &env, const Model &model) {
   }
 }
 
+/// Columns one by one: their cost, and the entries beside it.
+inline void expect_single_columns(const QUARN_env &env, const Columns &generated) {
+  for (size_t k = 0; k < generated.size(); ++k) {
+    Column beside;
+    double cost = 0.0;
+    for (const Entry &entry : generated[k]) {
+      if (entry.first != env.G->m) beside.push_back(entry);
+      if (entry.first == env.G->m) cost += entry.second;
+    }
+    const auto j = static_cast<int32_t>(k), count = static_cast<int32_t>(beside.size());
+    EXPECT_EQ(QUARN_get_column_cost(&env, j), cost);
+    std::vector<int32_t> rows(beside.size() + 1, -7);
+    std::vector<double> values(beside.size() + 1, -7.0);
+    EXPECT_EQ(QUARN_get_column_entries(&env, j, count, rows.data(), values.data()), count);
+    for (size_t t = 0; t < beside.size(); ++t) EXPECT_EQ(Entry(rows[t], values[t]), beside[t]);
+    EXPECT_TRUE(rows.back() == -7 && values.back() == -7.0) << "beyond the capacity";
+  }
+}
+
+/// The generated columns by rows and back, from a view that begins behind others.
+inline void expect_conversion(const QUARN_SMatrix_CW &view, Columns generated) {
+  if (view.nz == 0) return;
+  QUARN_SMatrix_RW rows = {};
+  QUARN_SMatrix_CW back = {};
+  ASSERT_EQ(QUARN_set_SMatrix_RW_from_CW(&view, &rows, view.m, view.n, view.nz), 1);
+  ASSERT_EQ(QUARN_set_SMatrix_CW_from_RW(&back, &rows, view.m, view.n, view.nz), 1);
+  for (Column &column : generated) {
+    std::stable_sort(column.begin(), column.end(),
+                     [](const Entry &a, const Entry &b) { return a.first < b.first; });
+  }
+  EXPECT_EQ(support::columns_of(back), generated);
+  QUARN_free_SMatrix_RW(&rows);
+  QUARN_free_SMatrix_CW(&back);
+}
+
 /// The view and the copy of the generated columns show the same, numbered from their own start.
 inline void expect_column_access(const QUARN_env &env, const Model &model) {
   Columns generated;
@@ -284,6 +319,8 @@ inline void expect_column_access(const QUARN_env &env, const Model &model) {
   QUARN_get_pointer_to_master_columns(&env, &view);
   EXPECT_EQ(support::columns_of(view), generated);
   EXPECT_TRUE(view.elt == env.G->elt && view.rw == env.G->rw && view.max_n == -77);
+  expect_single_columns(env, generated);
+  expect_conversion(view, generated);
   QUARN_copy_master_columns(&env, &copy);
   if (!generated.empty() && copy.n > 0) {
     EXPECT_EQ(copy.col_start[0], 1);

@@ -131,6 +131,16 @@ const struct Case {
        };
        return QUARN_solve_MP(env, Caller::ask);
      }},
+    {"oracle returns nothing after what is there",
+     "iteration ~: the last 3 answers added no column and left lb_term at 0, the gap at 2",
+     kAnyStatus,
+     [](QUARN_env *env) {
+       static_cast<Caller *>(env->user_data)->price = [](double *, double *, QUARN_env *known) {
+         if (known->outer_iterations == 1) add_first_column(known);
+         return int16_t{0};
+       };
+       return QUARN_solve_MP(env, Caller::ask);
+     }},
     {"bound not a number", "iteration 1: the oracle's lb_term is not a number", kAnyStatus,
      [](QUARN_env *env) { return solve(env, kNan); }},
     {"bound contradicts", "iteration ~: the lower bound ~ contradicts the upper bound ~",
@@ -174,6 +184,16 @@ TEST(Mistakes, AreNamedOnTheSinkOfTheCaller) {
     const std::string shown = support::flushed_output([&] { row.make(silent.get()); });
     EXPECT_FALSE(support::is_said(row.sentence, shown)) << shown;
   }
+}
+
+/// Bounds that cross are the oracle's mistake only where its answer proved the lower one.
+TEST(Mistakes, ABoundThatTheCallerSetIsNoneOfTheOracle) {
+  Caller caller;
+  const Record env = make(&caller);
+  QUARN_set_log(env.get(), Caller::keep, &caller);
+  QUARN_set_lowerBnd(env.get(), 50.0);
+  solve(env.get(), 0.0);
+  EXPECT_EQ(caller.text.find("contradicts"), std::string::npos) << caller.text;
 }
 
 /// The text of a run without a mistake: its oracle is exact, and offers again what is there. Half

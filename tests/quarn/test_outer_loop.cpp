@@ -280,6 +280,9 @@ TEST(OuterLoop, ConflictsWithTheUsersBounds) {
       {"actual lower bound", false, -1e30, 1.5, 2, 9, 1, 7,
        "\n -- The current (actual) LOWer bound (2.0000000000E+00) is greater than the upper bound "
        "imposed by the user (1.5000000000E+00) -- \n"},
+      {"actual lower bound at the user's", false, -1e30, 2, 2, 9, 1, 7,
+       "\n -- The current (actual) LOWer bound (2.0000000000E+00) is greater than the upper bound "
+       "imposed by the user (2.0000000000E+00) -- \n"},
       {"goes on with an unreliable answer", false, -1e30, 1.5, 2, 9, 2, 0,
        "\n -- The current (actual) LOWer bound (2.0000000000E+00) is greater than the upper bound "
        "imposed by the user (1.5000000000E+00) -- \n"},
