@@ -69,8 +69,21 @@ inline int32_t key_row(const Model &model, const Column &column) {
   return 0;
 }
 
+/// The column with the first of its entries in each row.
+inline Column without_repeats(const Column &column) {
+  Column result;
+  for (const Entry &entry : column) {
+    if (find_entry(result, entry.first) == nullptr) result.push_back(entry);
+  }
+  return result;
+}
+
 inline bool is_duplicate(const Model &model, const Column &old_column, const Column &new_column) {
   if (old_column.size() != new_column.size() || old_column.empty()) return false;
+  // Terms of a sum are not compared one by one.
+  if (without_repeats(old_column) != old_column || without_repeats(new_column) != new_column) {
+    return false;
+  }
   double difference = 0.0;
   for (const Entry &entry : old_column) {
     const double *value = find_entry(new_column, entry.first);
@@ -134,10 +147,14 @@ inline void add_columns(Model *model, const Columns &batch, const int32_t *tags,
   model->total = model->n();
 }
 
+/// By rows; entries of the same row stay in their order.
+inline void sort_by_row(Column *column) {
+  std::stable_sort(column->begin(), column->end(),
+                   [](const Entry &a, const Entry &b) { return a.first < b.first; });
+}
+
 inline void sort_columns(Model *model) {
-  for (ModelColumn &column : model->columns) {
-    std::sort(column.entries.begin(), column.entries.end());
-  }
+  for (ModelColumn &column : model->columns) sort_by_row(&column.entries);
   model->max_m = static_cast<int32_t>(model->rows.size());
   model->max_n = model->n();
   model->max_nz = model->nz();
@@ -286,9 +303,12 @@ inline void expect_single_columns(const QUARN_env &env, const Columns &generated
     EXPECT_EQ(QUARN_get_column_cost(&env, j), cost);
     std::vector<int32_t> rows(beside.size() + 1, -7);
     std::vector<double> values(beside.size() + 1, -7.0);
-    EXPECT_EQ(QUARN_get_column_entries(&env, j, count, rows.data(), values.data()), count);
-    for (size_t t = 0; t < beside.size(); ++t) EXPECT_EQ(Entry(rows[t], values[t]), beside[t]);
-    EXPECT_TRUE(rows.back() == -7 && values.back() == -7.0) << "beyond the capacity";
+    const int32_t room = std::max(count - j % 2, 0);
+    EXPECT_EQ(QUARN_get_column_entries(&env, j, room, rows.data(), values.data()), count);
+    for (int32_t t = 0; t <= room; ++t) {
+      const auto at = static_cast<size_t>(t);
+      EXPECT_EQ(Entry(rows[at], values[at]), t < room ? beside[at] : Entry(-7, -7.0));
+    }
   }
 }
 
@@ -299,10 +319,7 @@ inline void expect_conversion(const QUARN_SMatrix_CW &view, Columns generated) {
   QUARN_SMatrix_CW back = {};
   ASSERT_EQ(QUARN_set_SMatrix_RW_from_CW(&view, &rows, view.m, view.n, view.nz), 1);
   ASSERT_EQ(QUARN_set_SMatrix_CW_from_RW(&back, &rows, view.m, view.n, view.nz), 1);
-  for (Column &column : generated) {
-    std::stable_sort(column.begin(), column.end(),
-                     [](const Entry &a, const Entry &b) { return a.first < b.first; });
-  }
+  for (Column &column : generated) sort_by_row(&column);
   EXPECT_EQ(support::columns_of(back), generated);
   QUARN_free_SMatrix_RW(&rows);
   QUARN_free_SMatrix_CW(&back);
@@ -399,6 +416,8 @@ class Sequence {
     std::vector<int32_t> tags;
     for (int32_t c = random_.integer(0, 6); c > 0; --c) {
       batch.push_back(drawn_column());
+      Column &column = batch.back();
+      if (!column.empty() && random_.chance(0.1)) column.push_back(column.front());
       tags.push_back(random_.integer(0, 1000));
     }
     const int32_t *given = random_.chance(0.7) && !tags.empty() ? tags.data() : nullptr;
@@ -434,7 +453,9 @@ class Sequence {
 
   void add_dense() {
     Columns batch;
-    for (int32_t c = random_.integer(0, 3); c > 0; --c) batch.push_back(drawn_column());
+    for (int32_t c = random_.integer(0, 3); c > 0; --c) {
+      batch.push_back(without_repeats(drawn_column()));
+    }
     const int32_t rows = random_.chance(0.8) ? model_.cost_row() : random_.integer(0, model_.m);
     const std::vector<int32_t> tags(batch.size() + 1, random_.integer(0, 99));
     const std::vector<double> dense = to_dense(batch, rows);
