@@ -22,9 +22,7 @@ bool is_open(Code code) {
 
 }  // namespace
 
-Session::Session(ProblemForm form)
-    : form_(std::make_shared<const ProblemForm>(std::move(form))),
-      reducible_(worth_presolving(*form_)) {}
+Session::Session(ProblemForm form) : form_(std::make_shared<const ProblemForm>(std::move(form))) {}
 
 void Session::prepare() {
   if (!solver_) solver_ = std::make_unique<Solver>(form_);
@@ -48,6 +46,10 @@ Code Session::solve(const Request &request, Start start, const SavedPoint *saved
 Code Session::solve_form(const Request &request, Start start, const SavedPoint *saved,
                          int32_t *iterations) {
   const bool plain = start == Start::kCold && !request.keep_centred;
+  if (plain && !looked_at_) {
+    reducible_ = worth_presolving(*form_);
+    looked_at_ = true;
+  }
   bool reduced_first = false;  // solved that way, but with digits lost
   if (plain && reducible_) {
     const Code code = solve_reduced(request, iterations);
@@ -101,9 +103,8 @@ bool Session::huge_bounds_matter(Code code) const {
 void Session::tighten() {
   // All is made before the first change: memory may run short.
   const auto form = std::make_shared<const ProblemForm>(with_huge_bounds(*form_));
-  const bool reducible = worth_presolving(*form);
   solver_ = std::make_unique<Solver>(form);
-  reducible_ = reducible;
+  looked_at_ = false;
   form_ = form;
 }
 

@@ -26,7 +26,7 @@ namespace interior_point {
 
 class Session {
  public:
-  /// Takes the form over. One pass over it looks for what presolve could do. Throws std::bad_alloc.
+  /// Takes the form over. Throws std::bad_alloc.
   explicit Session(ProblemForm form);
 
   /// Makes the solver's work space, unless it is there. Throws std::bad_alloc.
@@ -70,6 +70,7 @@ class Session {
   Code look_for_certificate(Verdict first, Code code, int32_t *iterations);
 
   std::shared_ptr<const ProblemForm> form_;
+  bool looked_at_ = false;  // by a plain cold solve, for what presolve could do
   bool reducible_ = false;  // plain cold solves are worth a presolve
   std::unique_ptr<Solver> solver_;
   Certificate certificate_;  // of the last solve
