@@ -17,12 +17,19 @@ constexpr double kCrossedBounds = 1e-9;      // relative; bounds that cross by l
 constexpr double kEmptyRowTolerance = 1e-9;  // relative to 1 + |b_i|
 constexpr double kRounding = 4e-15;          // of a sum, relative to its terms
 
-/// One column of the caller's with equal row indices summed.
+/// One column of the caller's with equal row indices summed: the entries of A from `first` to
+/// before `last`.
 struct GatheredColumn {
-  Vector<int32_t> row;
-  Vector<double> value;
+  int32_t first = 0;
+  int32_t last = 0;
   double cost = 0.0;
-  uint64_t fingerprint = 0;
+  uint64_t fingerprint = 0;  ///< whatever the order of the entries
+};
+
+/// Where a row was last met: the caller's column, and the position in A.
+struct LastMet {
+  int32_t column = -1;
+  int32_t at = 0;
 };
 
 class FormBuilder {
@@ -30,15 +37,15 @@ class FormBuilder {
   explicit FormBuilder(const LoadedArrays &loaded)
       : loaded_(loaded),
         form_row_(static_cast<size_t>(std::max(loaded.rows, 1)), -1),
-        sum_(form_row_.size(), 0.0),
-        seen_(form_row_.size(), 0) {}
+        met_(form_row_.size()) {}
 
   ProblemForm build();
 
  private:
   void reserve();
   void number_rows();
-  void gather(int32_t j, GatheredColumn *out);
+  GatheredColumn gather(int32_t j);
+  void drop_zeros(GatheredColumn *column);
   void place(int32_t j, const GatheredColumn &column);
   void add_column(int32_t j, const GatheredColumn &column, double lower, double upper);
   void take_out(int32_t j, const GatheredColumn &column, double value);
@@ -51,9 +58,8 @@ class FormBuilder {
   void add_slack(int32_t i, double entry, double width);
 
   const LoadedArrays &loaded_;
-  Vector<int32_t> form_row_;  // per caller's row: its row in the form, or -1
-  Vector<double> sum_;
-  Vector<uint8_t> seen_;
+  Vector<int32_t> form_row_;      // per caller's row: its row in the form, or -1
+  Vector<LastMet> met_;           // per row of the form
   Vector<double> rhs_magnitude_;  // per row of the form: the magnitudes that b_i is the sum of
   ProblemForm form_;
 };
@@ -63,8 +69,8 @@ void FormBuilder::reserve() {
   const size_t columns = static_cast<size_t>(loaded_.columns);
   const size_t entries = static_cast<size_t>(loaded_.col_start[loaded_.columns]) + rows;
   form_.A.start.reserve(columns + rows + 1);
-  form_.A.row.reserve(entries);
-  form_.A.value.reserve(entries);
+  form_.A.row.resize(entries);  // for as many as there may be
+  form_.A.value.resize(entries);
   form_.c.reserve(columns + rows);
   form_.is_free.reserve(columns + rows);
   form_.width.reserve(columns + rows);
@@ -89,37 +95,45 @@ void FormBuilder::number_rows() {
   form_.A.rows = static_cast<int32_t>(form_.user_row.size());
 }
 
-void FormBuilder::gather(int32_t j, GatheredColumn *out) {
-  out->row.clear();
-  out->value.clear();
-  out->cost = 0.0;
-  out->fingerprint = 0;
+GatheredColumn FormBuilder::gather(int32_t j) {
+  GatheredColumn out;
+  out.first = out.last = form_.A.start.back();
   const int32_t cost_row = loaded_.rows - 1;
+  int32_t *row = form_.A.row.data();
+  double *value = form_.A.value.data();
   for (int32_t t = loaded_.col_start[j] - 1; t < loaded_.col_start[j + 1] - 1; ++t) {
     const int32_t user_row = loaded_.rw[t] - 1;
     if (user_row == cost_row) {
-      out->cost += loaded_.elt[t];
+      out.cost += loaded_.elt[t];
       continue;
     }
-    // Rows spread over all bits, so that a row and a value seldom make up for each other.
-    const uint64_t spread = static_cast<uint64_t>(user_row) * 0xd1342543de82ef95ULL;
-    out->fingerprint = mix(out->fingerprint, bits_of(loaded_.elt[t]) ^ spread);
+    // A sum, whose terms need not wait for each other.
+    out.fingerprint += mix(static_cast<uint64_t>(user_row), bits_of(loaded_.elt[t]));
     const int32_t i = form_row_[user_row];
     if (i < 0) continue;
-    if (!seen_[i]) out->row.push_back(i);
-    seen_[i] = 1;
-    sum_[i] += loaded_.elt[t];
-  }
-  size_t count = 0;
-  for (const int32_t i : out->row) {
-    if (sum_[i] != 0.0) {
-      out->row[count++] = i;
-      out->value.push_back(sum_[i]);
+    LastMet &met = met_[i];
+    if (met.column == j) {
+      value[met.at] += loaded_.elt[t];
+      continue;
     }
-    sum_[i] = 0.0;
-    seen_[i] = 0;
+    met = {j, out.last};
+    row[out.last] = i;
+    value[out.last++] = loaded_.elt[t];
   }
-  out->row.resize(count);
+  drop_zeros(&out);
+  return out;
+}
+
+void FormBuilder::drop_zeros(GatheredColumn *column) {
+  const double *value = form_.A.value.data();
+  if (std::find(value + column->first, value + column->last, 0.0) == value + column->last) return;
+  int32_t kept = column->first;
+  for (int32_t t = column->first; t < column->last; ++t) {
+    if (value[t] == 0.0) continue;
+    form_.A.row[kept] = form_.A.row[t];
+    form_.A.value[kept++] = value[t];
+  }
+  column->last = kept;
 }
 
 void FormBuilder::place(int32_t j, const GatheredColumn &column) {
@@ -131,7 +145,7 @@ void FormBuilder::place(int32_t j, const GatheredColumn &column) {
   double value = 0.0;
   if (lower >= upper) {
     take_out(j, column, std::isfinite(lower) ? lower : 0.0);
-  } else if (column.row.empty()) {
+  } else if (column.first == column.last) {
     if (!value_without_entries(column.cost, lower, upper, &value) &&
         form_.verdict == Verdict::kOpen) {
       form_.verdict = Verdict::kUnbounded;
@@ -166,10 +180,10 @@ void FormBuilder::clear_rounded_rhs() {
 }
 
 void FormBuilder::take_out(int32_t j, const GatheredColumn &column, double value) {
-  for (size_t t = 0; t < column.row.size(); ++t) {
-    shift_row(column.row[t], column.value[t] * value);
-    form_.removed.row.push_back(column.row[t]);
-    form_.removed.value.push_back(column.value[t]);
+  for (int32_t t = column.first; t < column.last; ++t) {
+    shift_row(form_.A.row[t], form_.A.value[t] * value);
+    form_.removed.row.push_back(form_.A.row[t]);
+    form_.removed.value.push_back(form_.A.value[t]);
   }
   form_.removed.start.push_back(static_cast<int32_t>(form_.removed.row.size()));
   form_.removed_user.push_back(j);
@@ -187,12 +201,11 @@ void FormBuilder::add_column(int32_t j, const GatheredColumn &column, double low
   const bool reflected = hugely_below && !free;
   const double shift = free ? 0.0 : reflected ? upper : lower;
   const double sign = reflected ? -1.0 : 1.0;
-  for (size_t t = 0; t < column.row.size(); ++t) {
-    form_.A.row.push_back(column.row[t]);
-    form_.A.value.push_back(sign * column.value[t]);
-    if (shift != 0.0) shift_row(column.row[t], column.value[t] * shift);
+  for (int32_t t = column.first; shift != 0.0 && t < column.last; ++t) {
+    shift_row(form_.A.row[t], form_.A.value[t] * shift);
   }
-  form_.A.start.push_back(static_cast<int32_t>(form_.A.row.size()));
+  for (int32_t t = column.first; reflected && t < column.last; ++t) form_.A.value[t] *= sign;
+  form_.A.start.push_back(column.last);
   form_.user_column.push_back(j);
   form_.shift.push_back(shift);
   form_.sign.push_back(sign);
@@ -277,11 +290,9 @@ ProblemForm FormBuilder::build() {
   form_.user_columns = loaded_.columns;
   if (loaded_.columns > 0) reserve();
   number_rows();
-  GatheredColumn column;
-  for (int32_t j = 0; j < loaded_.columns; ++j) {
-    gather(j, &column);
-    place(j, column);
-  }
+  for (int32_t j = 0; j < loaded_.columns; ++j) place(j, gather(j));
+  form_.A.row.resize(static_cast<size_t>(form_.A.start.back()));
+  form_.A.value.resize(form_.A.row.size());
   clear_rounded_rhs();
   drop_empty_rows();
   add_slacks();
