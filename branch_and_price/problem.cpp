@@ -31,6 +31,8 @@ double Problem::coefficient(const Decision &, const Column &, const std::vector<
   return 0.0;
 }
 
+std::vector<Decision> Problem::cuts(const Relaxation &) { return {}; }
+
 double Problem::granularity() const { return 0.0; }
 
 std::optional<Solution> Problem::integer_solution(const Relaxation &relaxation) const {

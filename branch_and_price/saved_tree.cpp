@@ -246,6 +246,7 @@ void Tree::resume(const std::string &path, const ReadData &data) {
     node.own = static_cast<size_t>(reader.count());
     node.bound = reader.real();
     for (int64_t k = reader.count(); k > 0; --k) node.decisions.push_back(reader.decision());
+    node.cuts = node.decisions.size();
     if (node.own > node.decisions.size()) reader.fail("damaged: a node is wrong");
     open.push_back(std::move(node));
   }

@@ -91,6 +91,11 @@ struct Settings {
   int32_t candidates = 1;
   int32_t probe_iterations = 3;
 
+  /// Rounds of Problem::cuts at a node, at most, and the share of the distance between bound and
+  /// incumbent that two rounds in a row have to close for another one.
+  int32_t cut_rounds = 20;
+  double cut_progress = 0.02;
+
   // Early stops
 
   /// End a node's column generation as soon as its bound reaches the incumbent.
@@ -174,6 +179,7 @@ struct NodeRecord {
   bool ended_early = false;  ///< cut off or branched before its gap was closed
   int32_t iterations = 0;
   int32_t columns = 0;
+  int32_t cuts = 0;      ///< that were added
   double seconds = 0.0;  ///< since the search began
   double tree_bound = 0.0;
   double incumbent = 0.0;  ///< infinite while there is none
@@ -212,7 +218,9 @@ struct Outcome {
   int64_t open = 0;   ///< left
   int64_t cut_off_early = 0, branched_early = 0, probes = 0;
   int64_t iterations = 0;  ///< of all column generation, heuristics included
-  double root_bound = 0.0, root_value = 0.0, root_seconds = 0.0;
+  double root_bound = 0.0, root_value = 0.0, root_seconds = 0.0;  ///< before cuts
+  double root_cut_bound = 0.0;                                    ///< with those of the root
+  int64_t cuts = 0;                                               ///< in all nodes
   double seconds = 0.0;
   int32_t columns = 0;  ///< in the pool
   std::vector<NodeRecord> history;

@@ -29,6 +29,7 @@ static void check_settings(const Settings &settings) {
   check(settings.time_limit >= 0.0, "the time limit is negative or not a number");
   check(settings.memory_limit >= 0.0, "the limit of memory is negative or not a number");
   check(settings.candidates >= 1, "fewer than one candidate for branching");
+  check(settings.cut_rounds >= 0, "the number of rounds of cuts is negative");
   check(settings.probe_iterations >= 1, "fewer than one iteration to try a candidate");
   check(settings.share_of_distance >= 0.0 && settings.share_of_distance < 1.0,
         "the share of the distance is not in [0, 1)");
@@ -212,6 +213,8 @@ Fate Tree::process(Node *node, NodeRecord *record) {
       counts_.root_value = generation.value;
       counts_.root_seconds = frame_.seconds();
     }
+    add_cuts(node, &at, &generation, record);
+    if (node->number == 0) counts_.root_cut_bound = node->bound;
     round_library(at, generation);
     const Fate fate = close(*node, generation);
     if (fate != Fate::branched) return fate;
@@ -227,6 +230,47 @@ Fate Tree::process(Node *node, NodeRecord *record) {
     return Fate::branched;
   }
   return Fate::failed;
+}
+
+/// Rounds of cuts, as long as they close the node's gap.
+void Tree::add_cuts(Node *node, NodeMaster *at, Generation *generation, NodeRecord *record) {
+  int32_t idle = 0;
+  for (int32_t round = 0; round < frame_.settings.cut_rounds && idle < 2; ++round) {
+    const bool solved = generation->end == End::finished || generation->end == End::settled;
+    if (!solved || frame_.is_cut_off(node->bound) || frame_.must_stop()) return;
+    const std::vector<Decision> cuts = violated_cuts(*at, *generation);
+    if (cuts.empty()) return;
+    frame_.decide(at, cuts);
+    node->decisions.insert(node->decisions.end(), cuts.begin(), cuts.end());
+    counts_.cuts += static_cast<int64_t>(cuts.size());
+    const double before = node->bound;
+    *generation = solve(*node, at, false);
+    record->iterations += static_cast<int32_t>(generation->result.history.size());
+    record->columns = generation->result.columns;
+    record->value = generation->value;
+    record->ended_early = generation->early;
+    node->bound = std::max(before, generation->bound);
+    update_bound();
+    const double distance = frame_.has_incumbent ? frame_.value - before : kNothing;
+    const double progress = frame_.settings.cut_progress;
+    idle = node->bound - before < progress * distance ? idle + 1 : 0;
+  }
+}
+
+/// The problem's cuts; those that the solution does not violate are left out.
+std::vector<Decision> Tree::violated_cuts(const NodeMaster &at, const Generation &generation) {
+  const Subproblem subproblem = at.subproblem(false);
+  const double sign = frame_.objective.sign;
+  const Relaxation relaxation{subproblem, generation.result.values, generation.result.duals,
+                              sign * generation.bound, sign * generation.value};
+  if (frame_.problem.integer_solution(relaxation)) return {};
+  std::vector<Decision> cuts = frame_.problem.cuts(relaxation);
+  cuts.erase(std::remove_if(cuts.begin(), cuts.end(),
+                            [&](const Decision &cut) {
+                              return !cut.row || !excludes(at, generation.result.values, {cut});
+                            }),
+             cuts.end());
+  return cuts;
 }
 
 /// What becomes of the node after its column generation; branched: it is to be.
@@ -514,6 +558,7 @@ void Tree::push_children(const Node &node, const NodeMaster &at, const Branching
     child.decisions = node.decisions;
     child.own = child.decisions.size();
     child.decisions.insert(child.decisions.end(), branching[k].begin(), branching[k].end());
+    child.cuts = child.decisions.size();
     child.bound = std::max(node.bound, bounds[k]);
     child.origin = origin;
     child.number = made_ + static_cast<int64_t>(k);
@@ -529,7 +574,8 @@ void Tree::note(const Node &node, NodeRecord record) {
   record.node = node.number;
   record.parent = node.parent;
   record.depth = node.depth;
-  for (size_t k = node.own; k < node.decisions.size(); ++k) {
+  record.cuts = static_cast<int32_t>(node.decisions.size() - node.cuts);
+  for (size_t k = node.own; k < node.cuts; ++k) {
     record.decisions += (k > node.own ? ", " : "") + to_string(node.decisions[k]);
   }
   record.bound = sign * node.bound;
@@ -585,6 +631,7 @@ Outcome Tree::outcome() const {
   outcome.open = static_cast<int64_t>(open_.size());
   outcome.iterations = frame_.iterations;
   outcome.root_bound *= sign;
+  outcome.root_cut_bound *= sign;
   outcome.root_value *= sign;
   outcome.columns = frame_.pool.number_of_columns();
   outcome.finds = frame_.finds;

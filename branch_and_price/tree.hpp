@@ -17,6 +17,7 @@ struct Node {
   int32_t depth = 0;
   std::vector<Decision> decisions;  ///< from the root on
   size_t own = 0;                   ///< of which from here on are its own
+  size_t cuts = 0;                  ///< and from here on cuts
   double bound = -kInfinity;
   std::shared_ptr<const NodeMaster> origin;  ///< the parent's master; null: the pool
 };
@@ -47,6 +48,8 @@ class Tree {
   NodeMaster master_of(const Node &node) const;
   double tolerance_of(const Node &node) const;
   Generation solve(const Node &node, NodeMaster *at, bool sharply);
+  void add_cuts(Node *node, NodeMaster *at, Generation *generation, NodeRecord *record);
+  std::vector<Decision> violated_cuts(const NodeMaster &at, const Generation &generation);
   Fate close(const Node &node, const Generation &generation);
   bool is_integer(const NodeMaster &at, const Generation &generation, bool sharp);
   void round_library(const NodeMaster &at, const Generation &generation);

@@ -17,8 +17,8 @@ namespace examples {
 
 namespace bp = quarn::branch_and_price;
 
-static const std::vector<std::string> kSearchParts = {"cut-off", "early-branching",
-                                                      "node-tolerance", "dives", "own-heuristic"};
+static const std::vector<std::string> kSearchParts = {
+    "cut-off", "early-branching", "node-tolerance", "dives", "own-heuristic", "cuts"};
 
 void add_search_options(CLI::App &app, SearchOptions &options) {
   CLI::Option *optimal =
@@ -64,6 +64,7 @@ bp::Settings search_settings(const Options &options, const SearchOptions &search
   if (!has("node-tolerance")) settings.share_of_distance = 0.0;
   if (!has("dives")) settings.dive_every = 0;
   if (!has("own-heuristic")) settings.own_heuristic = false;
+  if (!has("cuts")) settings.cut_rounds = 0;
 #ifdef QUARN_HAVE_CBC
   if (search.integer_solver) settings.integer_solver = bp::solve_by_cbc;
 #endif
@@ -87,6 +88,10 @@ void print_summary(const bp::Outcome &outcome) {
   if (outcome.has_solution) std::printf("value           %.10g\n", outcome.value);
   std::printf("bound           %.10g\n", outcome.bound);
   std::printf("root            %.10g after %.3f s\n", outcome.root_bound, outcome.root_seconds);
+  if (outcome.cuts > 0) {
+    std::printf("cuts            %lld, root with cuts %.10g\n",
+                static_cast<long long>(outcome.cuts), outcome.root_cut_bound);
+  }
   std::printf("nodes           %lld, %lld open, %lld probes\n",
               static_cast<long long>(outcome.nodes), static_cast<long long>(outcome.open),
               static_cast<long long>(outcome.probes));
@@ -149,6 +154,7 @@ static Json history(const bp::Outcome &outcome) {
                     {"early", node.ended_early},
                     {"iterations", node.iterations},
                     {"columns", node.columns},
+                    {"cuts", node.cuts},
                     {"seconds", node.seconds},
                     {"tree_bound", number(node.tree_bound)},
                     {"incumbent", number(node.incumbent)},
@@ -188,6 +194,8 @@ void write_json(const std::string &instance, const bp::Outcome &outcome, const s
                        {"branched_early", outcome.branched_early},
                        {"root_bound", number(outcome.root_bound)},
                        {"root_seconds", outcome.root_seconds},
+                       {"root_cut_bound", number(outcome.root_cut_bound)},
+                       {"cuts", outcome.cuts},
                        {"heuristics", heuristics(outcome)},
                        {"finds", finds(outcome)},
                        {"history", history(outcome)}};

@@ -179,9 +179,46 @@ bool ExplicitProblem::allows(const bp::Decision &decision, const quarn::Column &
   return allows_number(decision, column.get<size_t>(), entries);
 }
 
+constexpr const char *kCut = "cut";  // numbers: three rows
+
+double ExplicitProblem::entry_in(const bp::Decision &decision, size_t j) const {
+  if (decision.kind != kCut) {
+    return decision.numbers.front() == static_cast<int64_t>(j) ? 1.0 : 0.0;
+  }
+  int sum = 0;
+  for (const int64_t i : decision.numbers) {
+    sum += program_.columns[j].entries[static_cast<size_t>(i)];
+  }
+  return sum / 2;
+}
+
 double ExplicitProblem::coefficient(const bp::Decision &decision, const quarn::Column &column,
                                     const std::vector<quarn::Entry> &) const {
-  return decision.numbers.front() == static_cast<int64_t>(column.get<size_t>()) ? 1.0 : 0.0;
+  return entry_in(decision, column.get<size_t>());
+}
+
+std::vector<bp::Decision> ExplicitProblem::cuts(const bp::Relaxation &) {
+  std::vector<bp::Decision> cuts;
+  const auto rows = static_cast<int64_t>(program_.rows.size());
+  for (int64_t i = 0; i < rows; ++i) {
+    for (int64_t j = i + 1; j < rows; ++j) {
+      for (int64_t k = j + 1; k < rows; ++k) {
+        int sum = 0;
+        bool holds = true;
+        for (const int64_t row : {i, j, k}) {
+          const ExplicitRow &of = program_.rows[static_cast<size_t>(row)];
+          holds = holds && of.sense != quarn::RowSense::at_least && !of.block;
+          sum += of.rhs;
+        }
+        const double rhs = sum / 2;
+        // Those that are not violated as well: the search has to leave them out.
+        if (holds) {
+          cuts.push_back({kCut, {i, j, k}, bp::DecisionRow{quarn::RowSense::at_most, rhs}});
+        }
+      }
+    }
+  }
+  return cuts;
 }
 
 /// No solution that is worth anything uses the column more often.
@@ -193,7 +230,7 @@ double ExplicitProblem::most_uses(const bp::Subproblem &at, size_t j) const {
     if (program_.columns[j].entries[i] > 0) most = std::max(most, side);
   }
   for (const bp::Decision &decision : at.decisions) {
-    if (decision.row) most = std::max(most, decision.row->rhs);
+    if (decision.row && decision.kind != kCut) most = std::max(most, decision.row->rhs);
   }
   return most;
 }
@@ -221,9 +258,8 @@ quarn::Answer ExplicitProblem::price(const bp::Subproblem &at, const quarn::Dual
     for (size_t k = 0; k < at.decisions.size() && !ignores_decisions; ++k) {
       const bp::Decision &decision = at.decisions[k];
       allowed = allowed && allows_number(decision, j, entries);
-      if (decision.row && decision.numbers.front() == static_cast<int64_t>(j)) {
-        entries.push_back({at.rows[k], 1.0});
-      }
+      const double entry = decision.row ? entry_in(decision, j) : 0.0;
+      if (entry > 0.0) entries.push_back({at.rows[k], entry});
     }
     if (!allowed) continue;
     const double reduced = sign * duals.reduced_cost(column.cost, entries);

@@ -56,10 +56,13 @@ class ExplicitProblem : public bp::Problem {
                      const std::vector<quarn::Entry> &entries) const override;
   std::vector<bp::Branching> branch(const bp::Relaxation &relaxation) override;
   double granularity() const override { return program_.granularity; }
+  /// Half the sum of three rows, rounded down, where all columns keep to it.
+  std::vector<bp::Decision> cuts(const bp::Relaxation &relaxation) override;
 
   bool ignores_decisions = false;  ///< a fault: prices as if there were none
 
  private:
+  double entry_in(const bp::Decision &decision, size_t j) const;
   bool allows_number(const bp::Decision &decision, size_t j,
                      const std::vector<quarn::Entry> &entries) const;
   double most_uses(const bp::Subproblem &at, size_t j) const;

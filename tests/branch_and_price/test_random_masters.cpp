@@ -23,6 +23,7 @@ static bp::Settings random_settings(uint32_t seed) {
   settings.dive_every = coin() ? 0 : 1;
   settings.discrepancies = coin() ? 0 : 2;
   settings.rounding = random() % 4 == 0;
+  settings.cut_rounds = coin() ? 0 : 5;
   return settings;
 }
 
@@ -66,7 +67,7 @@ static void PrintTo(Family family, std::ostream *stream) {
 class RandomMasters : public testing::TestWithParam<Family> {};
 
 TEST_P(RandomMasters, EndAtTheOptimumWithItsBound) {
-  int64_t nodes = 0;
+  int64_t nodes = 0, cuts = 0;
   for (uint32_t seed = 1; seed <= kPrograms; ++seed) {
     SCOPED_TRACE("seed " + std::to_string(seed));
     const Program program = random_program(GetParam(), seed);
@@ -75,9 +76,11 @@ TEST_P(RandomMasters, EndAtTheOptimumWithItsBound) {
     const bp::Outcome outcome = search.run(random_settings(seed));
     check(program, best_value(program), outcome);
     nodes += outcome.nodes;
+    cuts += outcome.cuts;
     if (HasFailure()) return;
   }
-  EXPECT_GT(nodes, kPrograms + kPrograms / 20);  // some have to branch
+  EXPECT_GT(nodes, kPrograms + kPrograms / 20);              // some have to branch
+  EXPECT_TRUE(cuts > 20 || GetParam() == Family::covering);  // whose rows have none
 }
 
 TEST_P(RandomMasters, EndAlikeWhenInterruptedSavedAndResumed) {
