@@ -34,7 +34,7 @@ void LabelSetting::clear() {
     settled.labels.clear();
     for (auto &bucket : settled.buckets) bucket.clear();
     settled.least.fill(kNone);
-    settled.recent.fill({kNone, 0, 0, -1});
+    settled.recent.fill({kNone, 0, 0, -1, -1});
   }
 }
 
@@ -56,13 +56,14 @@ void LabelSetting::choose_arcs(const std::vector<double> &cost, int32_t latest, 
   }
 }
 
-void LabelSetting::run(const std::vector<double> &cost, Dominance dominance, int32_t latest,
-                       size_t arcs) {
+void LabelSetting::run(const std::vector<double> &cost, const CutPrices &cuts, Dominance dominance,
+                       int32_t latest, size_t arcs) {
   clear();
+  cuts_ = &cuts;
   choose_arcs(cost, latest, arcs);
   dominance_ = dominance;
   const int32_t opening = direction_.ready[0];
-  insert({0.0, 0, opening, 0, 0, -1, -1, -1});
+  insert({0.0, 0, opening, 0, 0, -1, -1, -1, {}});
   extend(0);
   for (int32_t time = 0; time <= latest; time += slot_) {
     for (int32_t node = 1; node < network_.nodes(); ++node) settle(pending(time, node));
@@ -94,14 +95,15 @@ void LabelSetting::settle(std::vector<Label> &labels) {
 
 void LabelSetting::insert(const Label &label) {
   Settled &settled = settled_[static_cast<size_t>(label.node)];
-  settled.labels.push_back(static_cast<int32_t>(labels_.size()));
+  const auto index = static_cast<int32_t>(labels_.size());
+  settled.labels.push_back(index);
   labels_.push_back(label);
   const size_t own = bucket_of(label.load);
   auto &bucket = settled.buckets[own];
   const auto place =
       std::upper_bound(bucket.begin(), bucket.end(), label.cost,
                        [](double cost, const Entry &entry) { return cost < entry.cost; });
-  bucket.insert(place, {label.cost, label.memory, label.load, label.last});
+  bucket.insert(place, {label.cost, label.memory, label.load, label.last, index});
   for (size_t b = own; b < kLoadBuckets && settled.least[b] > label.cost; ++b) {
     settled.least[b] = label.cost;
   }
@@ -130,10 +132,11 @@ void LabelSetting::extend(int32_t k) {
 Label LabelSetting::extension(int32_t k, const Arc &arc, int32_t time) const {
   const Label &from = label(k);
   const int32_t to = arc.to;
-  Label next = {from.cost + arc.cost, 0, time, from.load + network_.demand(to), to, k, -1, -1};
+  Label next = {from.cost + arc.cost, 0, time, from.load + network_.demand(to), to, k, -1, -1, {}};
   next.memory = network_.carry(from.memory, from.node, to) | Memory{1} << network_.bit(to, to);
   const bool forgotten = from.node > 0 && network_.bit(from.node, to) < 0;
   if (forgotten && network_.returns(from.node, to)) next.last = from.node;
+  next.open = cuts_->arrive(from.open, to, &next.cost);
   return next;
 }
 
@@ -166,6 +169,8 @@ bool LabelSetting::is_dominated_by(const Entry &entry, Label &label) const {
   if (entry.load > label.load) return false;
   if (dominance_ == Dominance::kTimeLoadCost) return true;
   if ((entry.memory & ~label.memory) != 0) return false;
+  const CutSet more = this->label(entry.label).open - label.open;
+  if (!more.empty() && entry.cost + cuts_->price(more) > label.cost) return false;
   if (entry.last < 0 || entry.last == label.last) return true;
   if (label.only >= 0) return label.only != entry.last;
   label.only = entry.last;

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "examples/vehicle_routing/network.h"
+#include "examples/vehicle_routing/route_cuts.h"
 
 namespace vehicle_routing {
 
@@ -19,13 +20,14 @@ enum class Dominance {
 
 /// A path from the depot to `node`, in one of the two directions.
 struct Label {
-  double cost;         ///< length minus the duals of the customers on it
+  double cost;         ///< length minus the duals of the customers and cuts on it
   Memory memory;       ///< customers that it may not return to, of the neighbourhood of `node`
   int32_t time, load;  ///< at the node, which is served at `time`
   int32_t node;
   int32_t parent;  ///< label of the path without the node; -1: none
   int32_t last;    ///< customer before `node` if it is not in the memory but could be returned to
   int32_t only;    ///< the one customer that the path is worth extending to; -1: all
+  CutSet open;     ///< cuts whose price the next visit may cost
 };
 
 /**
@@ -38,9 +40,10 @@ struct Label {
  * Time is divided into slots as long as the shortest step between customers. So labels are settled
  * slot by slot, at each node in the order of time, and all that can dominate one are there before
  * it. Label L dominates M at the same node if it is no worse in time, load and cost and remembers
- * nothing that M does not: then every way to go on from M is open to L. The customer before, which
- * (1) forbids even where it is not remembered, makes an exception: if it is l for L, and another
- * for M, then M remains worth extending to l, and to nothing else.
+ * nothing that M does not: then every way to go on from M is open to L. Cuts that are open for L
+ * and not for M may cost L their price on that way, so it is added to its cost. The customer
+ * before, which (1) forbids even where it is not remembered, makes an exception: if it is l for L,
+ * and another for M, then M remains worth extending to l, and to nothing else.
  *
  * Settled labels of a node lie in buckets of load, sorted by cost: what can dominate a label is in
  * the buckets up to its own, in front. Nine labels in ten are dominated, mostly by one that
@@ -51,10 +54,11 @@ class LabelSetting {
   /// `network` and `direction` (one of the network's) have to outlive the object.
   LabelSetting(const Network &network, const Network::Direction &direction);
 
-  /// Sets labels for the arc costs d_ij - u_j (`cost`, by arc), up to the time `latest` inclusive,
-  /// over the `arcs` cheapest arcs out of every customer (all out of the depot). Labels of an
-  /// earlier run are gone.
-  void run(const std::vector<double> &cost, Dominance dominance, int32_t latest, size_t arcs);
+  /// Sets labels for the arc costs d_ij - u_j (`cost`, by arc) and the prices of cuts, up to the
+  /// time `latest` inclusive, over the `arcs` cheapest arcs out of every customer (all out of the
+  /// depot). Labels of an earlier run are gone. `cuts` has to live on.
+  void run(const std::vector<double> &cost, const CutPrices &cuts, Dominance dominance,
+           int32_t latest, size_t arcs);
 
   /// Settled labels of a node, cheapest first; one at the depot, of the empty path.
   const std::vector<int32_t> &settled(int32_t node) const {
@@ -85,6 +89,7 @@ class LabelSetting {
     double cost;
     Memory memory;
     int32_t load, last;
+    int32_t label;
   };
   /// Settled labels of a node.
   struct Settled {
@@ -111,6 +116,7 @@ class LabelSetting {
 
   const Network &network_;
   const Network::Direction &direction_;
+  const CutPrices *cuts_ = nullptr;  ///< of this run
   Dominance dominance_ = Dominance::kExact;
   int32_t slot_;                             ///< time of the shortest step, at least 1
   std::vector<std::vector<Label>> pending_;  ///< by slot of time and node: labels to settle

@@ -75,7 +75,8 @@ quarn::Answer Oracle::operator()(const quarn::Duals &duals, quarn::Columns &colu
   const std::vector<double> &u = duals.values();
   double dual_value = 0.0;
   for (const double dual : u) dual_value += dual;
-  const Pricing pricing = pricer_.price(u.data(), duals.objective() - dual_value, most_);
+  const Pricing pricing = pricer_.price(u.data(), CutPrices(instance_.nodes.size()),
+                                        duals.objective() - dual_value, most_);
   for (const Route &route : pricing.routes) {
     columns.add(cost_of(instance_, route), entries_of(route, rows_), route);
   }

@@ -45,7 +45,8 @@ void RoutePricer::set_costs(const double *u) {
   }
 }
 
-Pricing RoutePricer::price(const double *u, double open_gap, int32_t most) {
+Pricing RoutePricer::price(const double *u, const CutPrices &cuts, double open_gap, int32_t most) {
+  cuts_ = &cuts;
   set_costs(u);
   Pricing pricing;
   for (const Level &level : kLevels) {
@@ -55,14 +56,15 @@ Pricing RoutePricer::price(const double *u, double open_gap, int32_t most) {
     const bool found = !joints_.empty() && joints_.front().reduced_cost < kWorthIt;
     if (found && -pricing.shortfall > open_gap) break;
   }
+  pricing.labels = forward_.created() + backward_.created();
   if (pricing.exact) move_half_time();
   pricing.routes = choose_routes(most);
   return pricing;
 }
 
 void RoutePricer::search(Dominance dominance, size_t arcs) {
-  forward_.run(cost_, dominance, half_time_, arcs);
-  backward_.run(cost_, dominance, network_.horizon() - half_time_ - 1, arcs);
+  forward_.run(cost_, *cuts_, dominance, half_time_, arcs);
+  backward_.run(cost_, *cuts_, dominance, network_.horizon() - half_time_ - 1, arcs);
   join();
 }
 
@@ -85,7 +87,7 @@ void RoutePricer::list_halves() {
     list.clear();
     for (const int32_t k : backward_.settled(j)) {
       const Label &back = backward_.label(k);
-      list.push_back({back.cost, back.memory, network_.capacity() - back.load,
+      list.push_back({back.cost, back.memory, back.open, network_.capacity() - back.load,
                       network_.horizon() - back.time, back.last, k});
     }
   }
@@ -112,8 +114,8 @@ void RoutePricer::join_arc(int32_t i, int32_t to) {
           half.last == i) {
         continue;
       }
-      best = {cost + half.cost, fronts[f], half.label};
-      break;
+      const double reduced_cost = cost + half.cost + cuts_->price(front.open & half.open);
+      if (reduced_cost < best.reduced_cost) best = {reduced_cost, fronts[f], half.label};
     }
   }
 }

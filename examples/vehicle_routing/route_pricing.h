@@ -14,20 +14,21 @@ namespace vehicle_routing {
 struct Pricing {
   bool exact = false;      ///< whether all ng-routes were considered
   double shortfall = 0.0;  ///< sum over the customers of (2), at most 0; what it proves needs exact
+  size_t labels = 0;       ///< of the last search
   std::vector<Route> routes;
 };
 
 /**
- * Finds ng-routes of negative reduced cost d_r - sum_i a_ir u_i.
+ * Finds ng-routes of negative reduced cost d_r - sum_i a_ir u_i, and what cuts add to it.
  *
  * Labels are set from both ends, forward up to a time H and backward while a customer can be left
  * for after H; a route is a forward label at i and a backward label at j, joined by the arc (i, j):
  *
  *     time_f(i) + step_ij <= T - time_b(j),   load_f + load_b <= Q,   memories disjoint. (1)
  *
- * Every ng-route has such a joint: i is its last customer that it can reach by H. The joint is also
- * what makes the lower bound good. Assign a route to i (to j, if it starts with the backward
- * part), and let
+ * It costs the price of every cut that is open on both sides. Every ng-route has such a joint: i is
+ * its last customer that it can reach by H. The joint is also what makes the lower bound good.
+ * Assign a route to i (to j, if it starts with the backward part), and let
  *
  *     m_i = min(0, the least reduced cost of the routes assigned to customer i). (2)
  *
@@ -39,16 +40,16 @@ class RoutePricer {
   /// `network` has to outlive the pricer.
   explicit RoutePricer(const Network &network);
 
-  /// Prices u (of customer i: u[i - 1], per unit of length). Two heuristics come first; the
-  /// complete search follows when they find nothing, and also when what they find lowers the bound
-  /// by less than `open_gap`, which the restricted master problem has left open itself: then it is
-  /// its tolerance that keeps the bounds apart, and only a proven bound lets it be tightened. At
-  /// most `most` routes, the best first; 0: as many as are worth it.
+  /// Prices u (of customer i: u[i - 1], per unit of length) and those of cuts. Two heuristics come
+  /// first; the complete search follows when they find nothing, and also when what they find lowers
+  /// the bound by less than `open_gap`, which the restricted master problem has left open itself:
+  /// then it is its tolerance that keeps the bounds apart, and only a proven bound lets it be
+  /// tightened. At most `most` routes, the best first; 0: as many as are worth it.
   ///
   /// The routes form layers. Each holds routes without a common customer, as a solution does: the
   /// next best routes alone are variations of the best, from which the master problem learns
   /// little.
-  Pricing price(const double *u, double open_gap, int32_t most);
+  Pricing price(const double *u, const CutPrices &cuts, double open_gap, int32_t most);
 
  private:
   /// A forward and a backward label that make a route.
@@ -61,6 +62,7 @@ class RoutePricer {
   struct Half {
     double cost;
     Memory memory;
+    CutSet open;
     int32_t most_load;
     int32_t most_time;  ///< at the node
     int32_t last, label;
@@ -77,6 +79,7 @@ class RoutePricer {
   void move_half_time();
 
   const Network &network_;
+  const CutPrices *cuts_ = nullptr;  ///< of this round
   LabelSetting forward_, backward_;
   int32_t half_time_;                      ///< H
   std::vector<double> cost_;               ///< by arc

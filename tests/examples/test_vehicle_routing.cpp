@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <limits>
 #include <map>
+#include <numeric>
 #include <random>
 #include <set>
 #include <vector>
@@ -43,17 +44,40 @@ Instance random_instance(std::mt19937 &random, int round) {
   return instance;
 }
 
-double reduced_cost(const Instance &instance, const Route &route, const std::vector<double> &u) {
+/// Duals of customers and prices of cuts.
+struct Prices {
+  std::vector<double> u;
+  std::vector<std::pair<RouteCut, double>> cuts = {};
+
+  CutPrices of_cuts() const {
+    CutPrices prices(u.size() + 1);
+    for (const auto &[cut, price] : cuts) prices.add(cut, price);
+    return prices;
+  }
+};
+
+double reduced_cost(const Instance &instance, const Route &route, const Prices &prices) {
   double cost = 0.1 * static_cast<double>(route_length(instance, route));
-  for (const int32_t i : route) cost -= u[static_cast<size_t>(i) - 1];
+  for (const int32_t i : route) cost -= prices.u[static_cast<size_t>(i) - 1];
+  for (const auto &[cut, price] : prices.cuts) cost += price * coefficient(cut, route);
   return cost;
+}
+
+RouteCut random_cut(std::mt19937 &random, int32_t customers) {
+  std::vector<int32_t> order(static_cast<size_t>(customers));
+  std::iota(order.begin(), order.end(), 1);
+  std::shuffle(order.begin(), order.end(), random);
+  RouteCut cut = {{order[0], order[1], order[2]}, order};
+  cut.memory.resize(static_cast<size_t>(draw(random, 3, customers)));
+  std::sort(cut.memory.begin(), cut.memory.end());
+  return cut;
 }
 
 /// Visits every route that keeps to (1) of label_setting.h, without labels or dominance.
 class AllRoutes {
  public:
-  AllRoutes(const Instance &instance, const Network &network, const std::vector<double> &u)
-      : instance_(instance), network_(network), u_(u) {
+  AllRoutes(const Instance &instance, const Network &network, const Prices &prices)
+      : instance_(instance), network_(network), prices_(prices) {
     Route route;
     extend(route, {});
   }
@@ -85,7 +109,7 @@ class AllRoutes {
   }
 
   void record(const Route &route) {
-    const double cost = reduced_cost(instance_, route, u_);
+    const double cost = reduced_cost(instance_, route, prices_);
     least = std::min(least, cost);
     uint32_t visited = 0;
     for (const int32_t i : route) {
@@ -98,7 +122,7 @@ class AllRoutes {
 
   const Instance &instance_;
   const Network &network_;
-  const std::vector<double> &u_;
+  const Prices &prices_;
 };
 
 /// The least sum of reduced costs of elementary routes without a common customer.
@@ -113,10 +137,10 @@ double least_packing(const std::map<uint32_t, double> &routes, uint32_t free) {
   return best;
 }
 
-void expect_sound(const Instance &instance, const Pricing &pricing, const std::vector<double> &u) {
+void expect_sound(const Instance &instance, const Pricing &pricing, const Prices &prices) {
   for (const Route &route : pricing.routes) {
     EXPECT_TRUE(is_feasible(instance, route));
-    EXPECT_LT(reduced_cost(instance, route, u), 0.0);
+    EXPECT_LT(reduced_cost(instance, route, prices), 0.0);
     EXPECT_EQ(std::adjacent_find(route.begin(), route.end()), route.end());
   }
 }
@@ -131,29 +155,36 @@ TEST(VehicleRouting, PricingFindsTheBestOfAllNgRoutes) {
     for (int32_t size = 1; size <= instance.customers(); ++size) {
       networks.emplace_back(instance, size);
     }
-    for (int prices = 0; prices < 3; ++prices) {
-      std::vector<double> u;
-      while (u.size() < customers) u.push_back(0.1 * draw(random, -20, prices == 2 ? 40 : 200));
+    for (int drawn = 0; drawn < 4; ++drawn) {
+      Prices prices;
+      std::vector<double> &u = prices.u;
+      while (u.size() < customers) u.push_back(0.1 * draw(random, -20, drawn == 2 ? 40 : 200));
+      // Few that cost a lot, or many that cost little.
+      while (drawn > 1 && prices.cuts.size() < (drawn == 2 ? 5 : 20)) {
+        prices.cuts.push_back({random_cut(random, instance.customers()),
+                               0.1 * draw(random, 0, drawn == 2 ? 300 : 60)});
+      }
+      const CutPrices of_cuts = prices.of_cuts();
       double last_least = -kInfinity;
       for (const size_t size : {size_t{1}, size_t{2}, size_t{3}, customers}) {
         SCOPED_TRACE(testing::Message() << "round " << round << ", ng size " << size);
-        const AllRoutes all(instance, networks[size - 1], u);
+        const AllRoutes all(instance, networks[size - 1], prices);
         EXPECT_GE(all.least, last_least);  // the sets of routes are nested
         last_least = all.least;
         RoutePricer pricer(networks[size - 1]);
         for (int repeat = 0; repeat < 3; ++repeat) {  // each from another half time
-          const Pricing exact = pricer.price(u.data(), kInfinity, 0);
+          const Pricing exact = pricer.price(u.data(), of_cuts, kInfinity, 0);
           ASSERT_TRUE(exact.exact);
-          expect_sound(instance, exact, u);
+          expect_sound(instance, exact, prices);
           const double best =
-              exact.routes.empty() ? 0.0 : reduced_cost(instance, exact.routes.front(), u);
+              exact.routes.empty() ? 0.0 : reduced_cost(instance, exact.routes.front(), prices);
           EXPECT_NEAR(best, all.least, 1e-7);
           EXPECT_LE(exact.shortfall, all.least + kTolerance);
           EXPECT_LE(exact.shortfall, least_packing(all.of_customers, ~uint32_t{0}) + kTolerance);
         }
         profitable += all.least < -1.0;
-        const Pricing quick = pricer.price(u.data(), 0.0, 2);
-        expect_sound(instance, quick, u);
+        const Pricing quick = pricer.price(u.data(), of_cuts, 0.0, 2);
+        expect_sound(instance, quick, prices);
         EXPECT_LE(quick.routes.size(), 2u);
         // Only the complete search may come back with nothing.
         EXPECT_TRUE(!quick.routes.empty() || (quick.exact && all.least > -1e-6));
@@ -171,7 +202,7 @@ TEST(VehicleRouting, PricingWithoutAnyRouteWorthwhileFindsNone) {
   const std::vector<double> u(static_cast<size_t>(instance.customers()), -1.0);
   // A restricted master problem solved roughly can leave a gap below 0.
   for (const double open_gap : {0.0, 1.0, -1.0}) {
-    const Pricing pricing = pricer.price(u.data(), open_gap, 0);
+    const Pricing pricing = pricer.price(u.data(), CutPrices(u.size() + 1), open_gap, 0);
     EXPECT_TRUE(pricing.exact);
     EXPECT_TRUE(pricing.routes.empty());
     EXPECT_EQ(pricing.shortfall, 0.0);
