@@ -392,6 +392,26 @@ TEST(Solver, GivesTheSameBitsForTheSameInput) {
   }
 }
 
+/// What an earlier solve lowered, gave up or accepted is forgotten, whatever it was.
+TEST(Solver, StartsEachSolveAfresh) {
+  const std::vector<random_programs::Traits> families = random_programs::families();
+  for (const size_t family : {1u, 5u, 8u, 9u, 10u}) {
+    for (uint64_t seed = 1; seed <= 8; ++seed) {
+      const LinearProgram program = random_programs::draw_known(families[family], seed).program;
+      SCOPED_TRACE(program.name);
+      SavedPoint saved;
+      save_centre(program, 0.1, &saved);
+      for (const bool warm : {false, true}) {
+        LoadedProblem used(program), fresh(program);
+        used.solve(kTight);
+        used.centre(1.0);
+        EXPECT_EQ(outcome(&used, warm ? used.centre(1e-6, 1, &saved) : used.centre(1e-6)),
+                  outcome(&fresh, warm ? fresh.centre(1e-6, 1, &saved) : fresh.centre(1e-6)));
+      }
+    }
+  }
+}
+
 /// Beside penalties a solve that stalls begins again at their end of the path. Where rows
 /// contradict each other by a little that comes to nothing, and what the first one ended with is
 /// still there.

@@ -15,6 +15,7 @@
 
 namespace {
 
+using benchmarks::LinearProgram;
 using interior_point::Direction;
 using interior_point::Factorisation;
 using interior_point::NewtonSystem;
@@ -149,6 +150,25 @@ TEST(NewtonSystem, IsSolvedByEitherReduction) {
     }
   }
   EXPECT_GE(augmented_systems, 60);
+}
+
+/// Theta of free columns is x^2 / mu within its limits, which these x reach on both sides.
+TEST(NewtonSystem, GivesFreeColumnsAThetaOfTheirSize) {
+  for (uint64_t seed = 1; seed <= 20; ++seed) {
+    const ProblemForm form = draw_form(seed);
+    Random random(seed);
+    Point point = forms::random_interior_point(form, &random);
+    for (int32_t j = 0; j < form.columns(); ++j) {
+      if (form.is_free[j]) point.x[j] = random.power_of_ten(-2.0, 4.0);
+    }
+    NewtonSystem newton(form);
+    ASSERT_TRUE(newton.prepare(point, 1e-4));
+    for (int32_t j = 0; j < form.columns(); ++j) {
+      if (!form.is_free[j]) continue;
+      const double theta = std::clamp(point.x[j] * point.x[j] / 1e-4, 1e4, 1e10);
+      EXPECT_NEAR(newton.theta()[j], theta, 1e-9 * theta);
+    }
+  }
 }
 
 /// Columns near their bounds, where one of the product and dual rows is the exact one.
@@ -349,6 +369,24 @@ TEST(Step, LengthsAreThoseOfTheRatioTest) {
   }
 }
 
+TEST(Step, AddsDirectionsPartByPart) {
+  const ProblemForm form = draw_form(3);
+  Random random(3);
+  const Direction a = forms::random_interior_point(form, &random);
+  const Direction b = forms::random_interior_point(form, &random);
+  Direction scaled = a, sum = a;
+  add_scaled(0.25, b, &scaled);
+  set_sum(a, b, &sum);
+  for (const auto part :
+       {&Direction::x, &Direction::z, &Direction::w, &Direction::v, &Direction::y}) {
+    ASSERT_FALSE((a.*part).empty());
+    for (size_t k = 0; k < (a.*part).size(); ++k) {
+      EXPECT_EQ((scaled.*part)[k], (a.*part)[k] + 0.25 * (b.*part)[k]);
+      EXPECT_EQ((sum.*part)[k], (a.*part)[k] + (b.*part)[k]);
+    }
+  }
+}
+
 TEST(Step, AimsEachProductWhereItBelongs) {
   for (uint64_t seed = 1; seed <= 30; ++seed) {
     SCOPED_TRACE(seed);
@@ -441,6 +479,7 @@ TEST(StartingPoint, IsTheLeastSquaresOneShiftedIntoTheInterior) {
     NewtonSystem newton(form);
     Point point;
     ASSERT_TRUE(make_starting_point(form, &newton, &point));
+    EXPECT_EQ(newton.factorisation(), nullptr) << "its theta is that of no point";
     std::vector<double> x, z, own_x, own_z;
     for (int32_t j = 0; j < form.columns(); ++j) {
       const double s = reference.slack(j);
@@ -514,12 +553,14 @@ TEST(StartingPoint, LeavesHugeBoxesOutAndCompletesTheirPairs) {
 }
 
 /// Where only penalty columns make the rows feasible: x_j alone meets the largest right-hand side,
-/// and all products are one mu.
+/// or is half its width, and all products are one mu.
 TEST(StartingPoint, OfPenaltiesIsCentredAtTheirEndOfThePath) {
-  const ProblemForm form = forms::form_of(random_programs::draw_rmp(20, 5, 60, 1e8, 1));
+  LinearProgram program = random_programs::draw_rmp(20, 5, 60, 1e8, 1);
+  for (size_t j = 0; j < program.upper.size(); j += 3) program.upper[j] = 2.0;
+  const ProblemForm form = forms::form_of(program);
   Point point;
   make_penalty_point(form, &point);
-  double rhs = 0.0;
+  double rhs = 1.0;
   for (const double b : form.b) rhs = std::max(rhs, std::fabs(b));
   const double mu = point.x[0] * point.z[0];
   EXPECT_GT(mu, rhs * form.reference_cost);
@@ -528,8 +569,12 @@ TEST(StartingPoint, OfPenaltiesIsCentredAtTheirEndOfThePath) {
     for (int32_t t = form.A.start[j]; t < form.A.start[j + 1]; ++t) {
       largest = std::max(largest, std::fabs(form.A.value[t]));
     }
-    EXPECT_NEAR(point.x[j] * largest, std::max(rhs, 1.0), 1e-9 * rhs);
+    EXPECT_NEAR(point.x[j], std::min(rhs / largest, 0.5 * form.width[j]), 1e-9 * point.x[j]);
     EXPECT_NEAR(point.x[j] * point.z[j], mu, 1e-9 * mu);
+  }
+  for (size_t k = 0; k < form.boxed.size(); ++k) {
+    EXPECT_EQ(point.w[k], form.width[form.boxed[k]] - point.x[form.boxed[k]]);
+    EXPECT_NEAR(point.w[k] * point.v[k], mu, 1e-9 * mu);
   }
   for (const double y : point.y) EXPECT_EQ(y, 0.0);
 }

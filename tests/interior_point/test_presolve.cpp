@@ -222,7 +222,9 @@ Gone column_by_dual_bounds(Draft *d) {
   const double a = d->put(i, penalty, side * d->random.real(0.5, 2.0));
   const double bound = d->row(i).y + d->column(penalty).d / a;
   const double b = d->put(i, dominated, side * d->random.real(0.5, 2.0));
-  d->column(dominated).d = b * (bound - d->row(i).y) + d->random.real(0.1, 1.0);
+  // Not parallel to the penalty: a second entry, whose dual is at least 0 and adds to the cost.
+  const double more = d->put(2, dominated, -d->random.real(0.5, 2.0)) * -d->row(2).y;
+  d->column(dominated).d = b * (bound - d->row(i).y) + more + d->random.real(0.1, 1.0);
   return {0, 1};
 }
 
@@ -432,6 +434,26 @@ TEST(Presolve, UndoesManyReductionsToAnOptimalPair) {
   EXPECT_GE(reduced, 295) << "what is planted may hide what was planted before, but seldom all";
 }
 
+/// Whatever it is made of, no restored point leaves its bounds without a residual that says so.
+TEST(Presolve, RestoresPointsWithinTheirBounds) {
+  for (uint64_t seed = 1; seed <= 60; ++seed) {
+    const KnownProgram known = random_programs::draw_known(random_programs::families()[13], seed);
+    const ProblemForm form = forms::form_of(known.program);
+    const Presolved presolved(form);
+    if (!presolved.reduced()) continue;
+    Random random(seed);
+    const auto at = forms::random_interior_point(*presolved.reduced(), &random);
+    const interior_point::Point point = presolved.restore(at);
+    for (int32_t j = 0; j < form.columns(); ++j) {
+      EXPECT_TRUE(form.is_free[j] || (point.x[j] >= 0.0 && point.z[j] >= 0.0)) << seed;
+    }
+    for (size_t k = 0; k < form.boxed.size(); ++k) {
+      EXPECT_TRUE(point.w[k] >= 0.0 && point.v[k] >= 0.0) << seed;
+      EXPECT_EQ(point.w[k], form.width[form.boxed[k]] - point.x[form.boxed[k]]);
+    }
+  }
+}
+
 /// Feasible to the last digit, and far from optimal.
 TEST(Presolve, DoesNotHavePointsAcceptedThatLeaveAGap) {
   for (uint64_t seed = 1; seed <= 20; ++seed) {
@@ -443,8 +465,14 @@ TEST(Presolve, DoesNotHavePointsAcceptedThatLeaveAGap) {
     Solver first(form), second(form);
     ASSERT_EQ(first.solve(loose, Start::kCold, nullptr), Code::kSolved);
     tight.feasibility = 100.0;
-    EXPECT_EQ(second.adopt(tight, first.point(), 0), first.measures().gap <= tight.tolerance);
     EXPECT_TRUE(second.adopt(loose, first.point(), 0));
+    const double gap = second.measures().gap;
+    interior_point::Point other = first.point();
+    for (double &e : other.x) e *= 2.0;
+    EXPECT_FALSE(second.adopt(loose, other, 0));
+    EXPECT_EQ(second.point().x, first.point().x) << "of a refused point nothing is kept";
+    EXPECT_EQ(second.measures().gap, gap);
+    EXPECT_EQ(second.adopt(tight, first.point(), 0), gap <= tight.tolerance);
   }
 }
 

@@ -141,18 +141,22 @@ void expect_scaled(const ProblemForm &form, bool are_costs_alike) {
     ASSERT_TRUE(is_power_of_two(form.row_scale[i]));
     ASSERT_EQ(form.row_scale[i] * form.row_unit[i], 1.0);
   }
-  double cost = 0.0, rhs = 0.0;
+  double cost = 0.0, least = HUGE_VAL, rhs = 0.0;
   for (int32_t j = 0; j < form.columns(); ++j) {
     ASSERT_TRUE(is_power_of_two(form.column_scale[j]));
     ASSERT_EQ(form.column_scale[j] * form.column_unit[j], 1.0);
     const double largest = largest_in_column(form, j);
     cost = std::max(cost, std::fabs(form.c[j]));
+    if (form.c[j] != 0.0) least = std::min(least, std::fabs(form.c[j]));
     if (j >= form.structurals) {
       EXPECT_EQ(largest, 1.0);
     } else if (!form.has_penalties) {
       EXPECT_GT(largest, 0.7);
       EXPECT_LT(largest, 1.42);
     }
+  }
+  if (cost > 0.0 && !form.has_penalties) {
+    EXPECT_TRUE(least <= form.reference_cost && form.reference_cost <= cost);
   }
   for (const double b : form.b) rhs = std::max(rhs, std::fabs(b));
   if (!are_costs_alike || form.has_penalties || cost == 0.0 || rhs == 0.0) return;
@@ -187,6 +191,8 @@ TEST(Scaling, BringsPenaltiesDownToTheOtherCosts) {
       for (int32_t j = 0; j < form.structurals; ++j) {
         ASSERT_TRUE(is_power_of_two(form.column_scale[j]));
         EXPECT_LE(std::fabs(form.c[j]), 1.5e3 * form.reference_cost);
+        if (form.c[j] * form.column_unit[j] < 1e8) continue;
+        EXPECT_NEAR(std::log2(std::fabs(form.c[j]) / form.reference_cost), 0.0, 0.6);
       }
       EXPECT_EQ(form.least_cost, 1.0);
     }
@@ -257,6 +263,17 @@ TEST(HugeBounds, AreLeftOutTriedAgainstAndImposed) {
       EXPECT_NE(imposed.fingerprint[bounds.column], form.fingerprint[bounds.column]);
     }
   }
+}
+
+/// A column that is measured from its other bound is another one, its entries being the same.
+TEST(ProblemForm, TellsReflectedColumnsFromOthers) {
+  LinearProgram program;
+  program.add_row(kEqual, 1.0);
+  for (int k = 0; k < 2; ++k) program.add_column(1.0, 0.0, kNoBound, {{0, 1.0}});
+  program.add_column(1.0, -kNoBound, 0.0, {{0, 1.0}});
+  const ProblemForm form = forms::form_of(program);
+  EXPECT_EQ(form.fingerprint[0], form.fingerprint[1]);
+  EXPECT_NE(form.fingerprint[0], form.fingerprint[2]);
 }
 
 TEST(ProblemForm, TellsContradictionsWithoutAnIteration) {

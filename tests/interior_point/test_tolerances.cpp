@@ -17,7 +17,7 @@ using benchmarks::SolveReport;
 using random_programs::KnownProgram;
 using random_programs::Random;
 
-constexpr double kTolerances[] = {5.0, 1.0, 0.1, 1e-3, 1e-8};
+constexpr double kTolerances[] = {5.0, 1.0, 0.1, 1e-3, 1e-5, 1e-8};
 
 /// What a partitioning program has more of than one column per part.
 struct Partitioning {
