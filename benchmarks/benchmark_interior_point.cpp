@@ -5,12 +5,16 @@
  *   loading and factorisation, and Clp's three methods on the same problems
  * - runs: whole runs of column generation: iterations per RMP, fallbacks, what a wide box costs
  * - growth: time per iteration against rows and columns, with fitted exponents
+ * - large: large masters and networks, with memory and threads of the BLAS
  * - programs: linear programs in MPS files against Clp's three methods
  *
  * Times are medians of --repeats runs on one thread. Values are compared first: `deviation` is the
  * largest relative difference of our objective from a known value or from Clp's dual simplex.
  */
+#include <sys/resource.h>
+
 #include <CLI/CLI.hpp>
+#include <chrono>
 #include <cmath>
 #include <cstdio>
 #include <functional>
@@ -18,6 +22,7 @@
 #include <vector>
 
 #include "benchmarks/clp_reference.h"
+#include "benchmarks/large_programs.h"
 #include "benchmarks/master_problems.h"
 #include "benchmarks/measurements.h"
 #include "benchmarks/mps_reader.h"
@@ -33,6 +38,9 @@ struct Options {
   int32_t repeats = 5;
   double clp_seconds = 60.0;
   std::vector<std::string> files;
+  std::string kind = "dense";
+  std::vector<int32_t> sizes;
+  int32_t blas_threads = 1;
 };
 
 using Maker = std::function<std::unique_ptr<MasterProblem>()>;
@@ -201,6 +209,64 @@ void benchmark_growth(const Options &options) {
   std::printf("# time per iteration grows with columns^%.2f at 200 rows\n", fitted_exponent(x, y));
 }
 
+/// Largest memory of the process so far, in megabytes.
+double peak_megabytes() {
+  rusage usage = {};
+  getrusage(RUSAGE_SELF, &usage);
+  return static_cast<double>(usage.ru_maxrss) / 1024.0;
+}
+
+double wall_seconds() {
+  return std::chrono::duration<double>(std::chrono::steady_clock::now().time_since_epoch()).count();
+}
+
+LinearProgram large_program(const std::string &kind, int32_t size) {
+  if (kind == "paths") return path_master(size, 2 * size, 1);
+  if (kind == "network") return network_over_time(size, 1);
+  if (kind == "columns") return random_rmp(200, size, 1);
+  return dense_master(size, 2 * size, std::min(size, 100), 1);
+}
+
+/// Half of the columns from scratch to a centred point, and all of them from there: one after the
+/// other, as in a run, where the saved point outlives the problem that it is from.
+void benchmark_large(const Options &options) {
+  Table table({"program", "rows", "columns", "nonzeros", "code", "cold", "warm_code", "warm",
+               "processor_s", "wall_s", "ms_per_iteration", "factor_s", "of_dgemm", "peak_MB"},
+              options.csv);
+  const double dgemm = dgemm_rate();
+  std::vector<double> x, y;
+  for (const int32_t size : options.sizes) {
+    const LinearProgram program = large_program(options.kind, size);
+    std::vector<int32_t> kept;
+    for (int32_t j = 0; j < program.columns(); ++j) {
+      if (j < program.rows() || j % 20 != 0) kept.push_back(j);
+    }
+    const double processor = processor_seconds(), wall = wall_seconds();
+    SavedPoint saved;
+    SolveReport cold = {};
+    {
+      LoadedProblem before(program.with_columns(kept), options.blas_threads);
+      cold = before.centre(kTolerances[0]);
+      before.save(&saved);
+    }
+    LoadedProblem after(program, options.blas_threads);
+    const SolveReport warm = after.centre(kTolerances[1], 1, &saved);
+    const double seconds = wall_seconds() - wall;
+    const int32_t iterations = cold.iterations + warm.iterations;
+    const double used = processor_seconds() - processor, peak = peak_megabytes();
+    const FactorisationCost factor = measure_factorisation(program, 1);
+    table.add({program.name, cell(program.rows()), cell(program.columns()), cell(program.entries()),
+               cell(cold.code), cell(cold.iterations), cell(warm.code), cell(warm.iterations),
+               cell(used), cell(seconds), cell(1e3 * seconds / std::max(iterations, 1)),
+               cell(factor.seconds), cell(factor.flops / factor.seconds / dgemm, 3), cell(peak)});
+    x.push_back(size);
+    y.push_back(seconds / std::max(iterations, 1));
+  }
+  if (x.size() > 1) {
+    std::printf("# time per iteration grows with size^%.2f\n", fitted_exponent(x, y));
+  }
+}
+
 int benchmark_programs(const Options &options) {
   std::vector<std::string> header = {"program", "rows", "columns", "code", "iterations", "seconds"};
   if (clp_available()) header = joined(header, kClpHeader);
@@ -249,6 +315,15 @@ int main(int argc, char **argv) {
   const CLI::App *rmp = app.add_subcommand("rmp", "Restricted master problems of real runs");
   const CLI::App *runs = app.add_subcommand("runs", "Whole runs of column generation");
   const CLI::App *growth = app.add_subcommand("growth", "Time per iteration against size");
+  CLI::App *large = app.add_subcommand("large", "Large masters: memory, threads, growth");
+  large->add_option("SIZE", options.sizes, "Rows; of columns: columns; of network: periods")
+      ->required();
+  large->add_option("--kind", options.kind, "dense, paths, network or columns")
+      ->check(CLI::IsMember({"dense", "paths", "network", "columns"}))
+      ->capture_default_str();
+  large->add_option("--blas-threads", options.blas_threads, "Threads of OpenBLAS")
+      ->check(CLI::PositiveNumber)
+      ->capture_default_str();
   CLI::App *programs = app.add_subcommand("programs", "Linear programs in MPS files");
   programs->add_option("FILE", options.files, "Files in fixed MPS format")->required();
   try {
@@ -260,5 +335,6 @@ int main(int argc, char **argv) {
   if (all || rmp->parsed()) benchmark_rmps(options);
   if (all || runs->parsed()) benchmark_runs(options);
   if (all || growth->parsed()) benchmark_growth(options);
+  if (large->parsed()) benchmark_large(options);
   return programs->parsed() ? benchmark_programs(options) : 0;
 }

@@ -174,17 +174,17 @@ LoadArrays::LoadArrays(const LinearProgram &program)
   nz = static_cast<int32_t>(rw.size());
 }
 
-IP_problem *LoadArrays::load() const {
+IP_problem *LoadArrays::load(int32_t blas_threads) const {
   return load_Pb(nullptr, nullptr, row_type.data(), col_start.data(), rw.data(), elt.data(),
-                 rhs.data(), row_range.data(), lower.data(), upper.data(), m, n, nz, 0, 0, 0.0, 0,
-                 0, 0, 0, 0, m, 0, 1.0, 0);
+                 rhs.data(), row_range.data(), lower.data(), upper.data(), m, n, nz, blas_threads,
+                 0, 0.0, 0, 0, 0, 0, 0, m, 0, 1.0, 0);
 }
 
-LoadedProblem::LoadedProblem(const LinearProgram &program)
+LoadedProblem::LoadedProblem(const LinearProgram &program, int32_t blas_threads)
     : rows_(program.rows()), columns_(program.columns()) {
   const LoadArrays arrays(program);
   const double before = processor_seconds();
-  problem_ = arrays.load();
+  problem_ = arrays.load(blas_threads);
   preproc_Pb(problem_);
   load_seconds_ = processor_seconds() - before;
 }

@@ -101,7 +101,7 @@ struct SolveReport {
 /// The matrix as load_Pb takes it: positions and rows from 1, the cost row last.
 struct LoadArrays {
   explicit LoadArrays(const LinearProgram &program);
-  IP_problem *load() const;
+  IP_problem *load(int32_t blas_threads) const;
 
   int32_t m, n, nz;
   std::vector<int32_t> row_type, col_start, rw;
@@ -112,7 +112,7 @@ struct LoadArrays {
 /// constructor ends.
 class LoadedProblem {
  public:
-  explicit LoadedProblem(const LinearProgram &program);
+  explicit LoadedProblem(const LinearProgram &program, int32_t blas_threads = 1);
   ~LoadedProblem();
   LoadedProblem(const LoadedProblem &) = delete;
   LoadedProblem &operator=(const LoadedProblem &) = delete;

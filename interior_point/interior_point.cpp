@@ -27,7 +27,8 @@ using interior_point::write_user_x;
 
 /// The solver's own problem: the visible head first.
 struct Handle : IP_problem {
-  explicit Handle(ProblemForm form) : IP_problem(), session(std::move(form)) {}
+  Handle(ProblemForm form, int32_t blas_threads)
+      : IP_problem(), session(std::move(form), blas_threads) {}
 
   Session session;
 };
@@ -142,14 +143,14 @@ void write_multipliers(const ProblemForm &form, const Certificate &certificate, 
 IP_problem *load_Pb(void *, void *, const int32_t *row_type, const int32_t *col_start,
                     const int32_t *rw, const double *elt, const double *RHS,
                     const double *row_range, const double *col_lb, const double *col_ub, int32_t m,
-                    int32_t n, int32_t, int32_t, int32_t, double, int32_t, int32_t, int32_t,
-                    int32_t, int32_t, int32_t, int32_t, double, int32_t) {
+                    int32_t n, int32_t, int32_t blas_threads, int32_t, double, int32_t, int32_t,
+                    int32_t, int32_t, int32_t, int32_t, int32_t, double, int32_t) {
   try {
     const interior_point::LoadedArrays loaded = {row_type,  col_start, rw,     elt, RHS,
                                                  row_range, col_lb,    col_ub, m,   n};
     ProblemForm form = interior_point::make_problem_form(loaded);
     interior_point::find_unbounded_column(&form);
-    auto handle = std::make_unique<Handle>(std::move(form));
+    auto handle = std::make_unique<Handle>(std::move(form), blas_threads);
     handle->ncols = n;
     return handle.release();
   } catch (const std::exception &) {  // memory is short, or a length passes what memory can hold

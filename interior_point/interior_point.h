@@ -76,7 +76,10 @@ _Static_assert(offsetof(IP_save_record, holds_point) == 16, "callers read the wo
  *                   is negative
  *   col_lb, col_ub  in   double[n]; -1e30 and 1e30 for none
  *   m, n, nz        in   rows (the cost row, the last, included), columns, entries
- *   the others      in   not used by this solver
+ *   blas_threads    in   threads of OpenBLAS in the solves of a problem of 1000 rows or more, 0 or
+ * 1 for one; solves at once in other threads of the process all run with the number of the one that
+ * began first. The last bits of a solution depend on it the others      in   not used by this
+ * solver
  *
  * Entries of row m in row_type, RHS and row_range mean nothing. The arrays are copied: the caller
  * may change or release them as soon as the call returns. Returns the handle, which the caller
@@ -85,7 +88,7 @@ _Static_assert(offsetof(IP_save_record, holds_point) == 16, "callers read the wo
 IP_problem *load_Pb(void *extra1, void *extra2, const int32_t *row_type, const int32_t *col_start,
                     const int32_t *rw, const double *elt, const double *RHS,
                     const double *row_range, const double *col_lb, const double *col_ub, int32_t m,
-                    int32_t n, int32_t nz, int32_t arg14, int32_t arg15, double arg16,
+                    int32_t n, int32_t nz, int32_t blas_threads, int32_t arg15, double arg16,
                     int32_t arg17, int32_t arg18, int32_t arg19, int32_t arg20, int32_t reload,
                     int32_t cost_row, int32_t arg23, double arg24, int32_t arg25);
 

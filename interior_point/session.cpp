@@ -16,13 +16,18 @@ namespace {
 constexpr int kAttempts = 2;
 constexpr double kTightening = 0.1;
 
+// From here on a second thread pays.
+constexpr int32_t kManyRows = 1000;
+
 bool is_open(Code code) {
   return code == Code::kStalled || code == Code::kIterationLimit || code == Code::kNumericalFailure;
 }
 
 }  // namespace
 
-Session::Session(ProblemForm form) : form_(std::make_shared<const ProblemForm>(std::move(form))) {}
+Session::Session(ProblemForm form, int32_t blas_threads)
+    : form_(std::make_shared<const ProblemForm>(std::move(form))),
+      blas_threads_(form_->rows() < kManyRows ? 1 : blas_threads) {}
 
 void Session::prepare() {
   if (!solver_) solver_ = std::make_unique<Solver>(form_);
@@ -30,7 +35,7 @@ void Session::prepare() {
 
 Code Session::solve(const Request &request, Start start, const SavedPoint *saved,
                     int32_t *iterations) {
-  const SingleThreadedBlas one_thread;
+  const BlasThreads threads(blas_threads_);
   prepare();
   if (start == Start::kCurrent && !solver_->has_point()) start = Start::kSaved;
   certificate_ = Certificate();

@@ -26,15 +26,16 @@ namespace interior_point {
 
 class Session {
  public:
-  /// Takes the form over. Throws std::bad_alloc.
-  explicit Session(ProblemForm form);
+  /// Takes the form over. Solves of many rows use so many threads of the BLAS, others one. Throws
+  /// std::bad_alloc.
+  explicit Session(ProblemForm form, int32_t blas_threads = 1);
 
   /// Makes the solver's work space, unless it is there. Throws std::bad_alloc.
   void prepare();
 
-  /// Solves the problem; the BLAS is kept to one thread meanwhile. kCurrent without a current point
-  /// means kSaved, and `saved` may be null. `iterations` grows by all that were spent, on whatever
-  /// problem. Throws std::bad_alloc.
+  /// Solves the problem; the BLAS is kept to its threads meanwhile. kCurrent without a current
+  /// point means kSaved, and `saved` may be null. `iterations` grows by all that were spent, on
+  /// whatever problem. Throws std::bad_alloc.
   Code solve(const Request &request, Start start, const SavedPoint *saved, int32_t *iterations);
 
   /// The solver with the point and measures of the last solve; null before prepare.
@@ -70,6 +71,7 @@ class Session {
   Code look_for_certificate(Verdict first, Code code, int32_t *iterations);
 
   std::shared_ptr<const ProblemForm> form_;
+  int32_t blas_threads_;
   bool looked_at_ = false;  // by a plain cold solve, for what presolve could do
   bool reducible_ = false;  // plain cold solves are worth a presolve
   std::unique_ptr<Solver> solver_;

@@ -22,7 +22,7 @@
 
 // A field added to the record must be looked at in set-up, copy and release; then this number
 // moves.
-static_assert(sizeof(void *) != 8 || sizeof(QUARN_env) == 528, "set-up, copy or release is behind");
+static_assert(sizeof(void *) != 8 || sizeof(QUARN_env) == 536, "set-up, copy or release is behind");
 
 namespace quarn {
 
@@ -249,6 +249,7 @@ static void copy_parameters(const QUARN_env &src, QUARN_env *dst) {
   dst->centrality_value = src.centrality_value;
   dst->difficult_problem = src.difficult_problem;
   dst->verbosity = src.verbosity;
+  dst->BLAS_threads = src.BLAS_threads;
   dst->max_number_columns = src.max_number_columns;
   dst->max_outer_iterations = src.max_outer_iterations;
   dst->max_cputime = src.max_cputime;
@@ -465,6 +466,7 @@ void QUARN_set_lambda_UB(QUARN_env *env, double value) {
   quarn::store(env, &env->lambda_UB, value, __func__);
 }
 void QUARN_set_verbosity(QUARN_env *env, int16_t value) { env->verbosity = value; }
+void QUARN_set_BLAS_threads(QUARN_env *env, int32_t value) { env->BLAS_threads = value; }
 void QUARN_set_column_elimination(QUARN_env *env, int16_t value) {
   env->column_elimination = value;
 }

@@ -223,6 +223,7 @@ typedef struct QUARN_env {
   void *log_data;        /**< borrowed; the sink's second argument */
   int32_t is_asking;     /**< 1 while the oracle is called */
   int32_t known_column;  /**< what the last answer offered again: a column of G, from 1; or 0 */
+  int32_t BLAS_threads;  /**< threads of the solver's BLAS, 0 or 1 for one [0, set] */
 } QUARN_env;
 
 /**
@@ -330,6 +331,14 @@ void QUARN_set_lambda_UB(QUARN_env *env, double value);
  * columns and rows received, 3 also the whole matrix. Negative values act like 1.
  */
 void QUARN_set_verbosity(QUARN_env *env, int16_t value);
+
+/**
+ * Threads of OpenBLAS while RMPs of 1000 rows or more are solved; 0 and 1 stand for one, which
+ * gives the same bits each time. For large dense masters alone: the others gain nothing. Of runs at
+ * once in threads of one process the first to begin a solve decides; a second one should have one
+ * thread.
+ */
+void QUARN_set_BLAS_threads(QUARN_env *env, int32_t value);
 
 /**
  * Whether QUARN_add_columns recognises duplicates: 1 (default) yes; 0 no, for oracles that never

@@ -283,8 +283,8 @@ static void load_problem(QUARN_env *env, const MasterData &data, int32_t reload)
   if (env->Pb != nullptr) free_Pb(env->Pb);
   const QUARN_SMatrix_CW &G = *data.G;
   env->Pb = load_Pb(G.extra1, G.extra2, data.row_type, G.col_start, G.rw, G.elt, data.RHS,
-                    data.row_range, data.col_lb, data.col_ub, G.m, G.n, G.nz, 0, 0, 0.0, 0, 0, 0, 0,
-                    reload, G.m, 0, 1.0, 0);
+                    data.row_range, data.col_lb, data.col_ub, G.m, G.n, G.nz, env->BLAS_threads, 0,
+                    0.0, 0, 0, 0, 0, reload, G.m, 0, 1.0, 0);
   preproc_Pb(env->Pb);
 }
 

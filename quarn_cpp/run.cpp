@@ -36,6 +36,7 @@ void check_settings(const State &state, const Settings &settings) {
   check(settings.degree_of_optimality > 0.0, "degree_of_optimality", settings.degree_of_optimality,
         "above 0");
   check(penalty > 0.0 && penalty < kInfinity, "penalty", penalty, "above 0 and below 1e30");
+  check(settings.blas_threads > 0, "blas_threads", settings.blas_threads, "1 or more");
   check(settings.save_every >= 0.0, "save_every", settings.save_every, "0 or more");
   const auto duals = static_cast<double>(settings.first_duals.size());
   check(settings.first_duals.empty() || settings.first_duals.size() == state.rows.size(),
@@ -117,6 +118,7 @@ void Run::open_record(bool opens_boxes, bool first) {
       &env, settings_.tolerance_dial ? dial_.divisor() : settings_.degree_of_optimality);
   QUARN_set_rel_gap(&env, std::max(last_gap_, 10.0 * settings_.tolerance));
   QUARN_set_verbosity(&env, settings_.verbosity);
+  QUARN_set_BLAS_threads(&env, settings_.blas_threads);
   if (settings_.log) {
     const auto write = [](const char *text, void *settings) {
       static_cast<const Settings *>(settings)->log(text);

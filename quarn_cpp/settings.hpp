@@ -70,6 +70,11 @@ struct Settings {
   /// How much text that is, 0 to 3.
   int16_t verbosity = 0;
 
+  /// Threads of OpenBLAS for restricted masters of 1000 rows or more, where most of the work is
+  /// dense algebra. One gives the same bits each time. Runs at once in one process should leave it
+  /// at one.
+  int32_t blas_threads = 1;
+
   /// When not empty, the master is written to this file at the end of the run and every
   /// `save_every` seconds between two iterations, see Master::save. A run that is killed loses what
   /// came after the last save.

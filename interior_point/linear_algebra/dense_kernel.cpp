@@ -49,6 +49,7 @@ struct Users {
   std::mutex mutex;
   int count = 0;
   int hosts_threads = 1;
+  int threads = 1;
 };
 
 /// The one variable of the process, as the setting that it stands for is one.
@@ -59,20 +60,21 @@ Users &users() {
 
 }  // namespace
 
-SingleThreadedBlas::SingleThreadedBlas() {
+BlasThreads::BlasThreads(int32_t threads) {
   if (!has_openblas()) return;
   if (has_openmp()) openmp_threads_ = omp_get_max_threads();
   const std::lock_guard<std::mutex> lock(users().mutex);
   if (users().count++ > 0) return;
   users().hosts_threads = openblas_get_num_threads();
-  if (users().hosts_threads != 1) openblas_set_num_threads(1);
+  users().threads = std::max(threads, 1);
+  if (users().hosts_threads != users().threads) openblas_set_num_threads(users().threads);
 }
 
-SingleThreadedBlas::~SingleThreadedBlas() {
+BlasThreads::~BlasThreads() {
   if (!has_openblas()) return;
   {
     const std::lock_guard<std::mutex> lock(users().mutex);
-    if (--users().count == 0 && users().hosts_threads != 1) {
+    if (--users().count == 0 && users().hosts_threads != users().threads) {
       openblas_set_num_threads(users().hosts_threads);
     }
   }
@@ -81,8 +83,8 @@ SingleThreadedBlas::~SingleThreadedBlas() {
 }
 
 #else
-SingleThreadedBlas::SingleThreadedBlas() = default;
-SingleThreadedBlas::~SingleThreadedBlas() = default;
+BlasThreads::BlasThreads(int32_t) {}
+BlasThreads::~BlasThreads() = default;
 #endif
 
 namespace dense {

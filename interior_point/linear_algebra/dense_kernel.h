@@ -10,21 +10,22 @@
 namespace interior_point {
 
 /**
- * Keeps OpenBLAS to one thread for the life of the object. Problems of a few hundred rows lose more
- * by waking threads than they gain, and one thread gives the same bits each time.
+ * Keeps OpenBLAS to a number of threads for the life of the object, as a rule one. Problems of a
+ * few hundred rows lose more by waking threads than they gain, and one thread gives the same bits
+ * each time.
  *
  * The number of threads is a setting of the process, so its users are counted for the process: the
- * first object notes the host's setting, the last one puts it back, whichever host threads they
- * belong to. The functions that set it are looked up when the program is loaded, because the BLAS
- * that a program meets then need not be the one that it was linked with. Other libraries are left
- * as they are.
+ * first object notes the host's setting and makes its own, those that come while it is there take
+ * what they find, and the last one puts the host's back, whichever host threads they belong to. The
+ * functions that set it are looked up when the program is loaded, because the BLAS that a program
+ * meets then need not be the one that it was linked with. Other libraries are left as they are.
  */
-class SingleThreadedBlas {
+class BlasThreads {
  public:
-  SingleThreadedBlas();
-  ~SingleThreadedBlas();
-  SingleThreadedBlas(const SingleThreadedBlas &) = delete;
-  SingleThreadedBlas &operator=(const SingleThreadedBlas &) = delete;
+  explicit BlasThreads(int32_t threads = 1);
+  ~BlasThreads();
+  BlasThreads(const BlasThreads &) = delete;
+  BlasThreads &operator=(const BlasThreads &) = delete;
 
  private:
   int openmp_threads_ = 0;  // of this host thread: OpenMP keeps its number for each by itself

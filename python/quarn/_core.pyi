@@ -66,6 +66,7 @@ class Settings:
     rounding: bool
     first_duals: List[float]
     verbosity: int
+    blas_threads: int
     save_file: str
     save_every: float
 

@@ -342,6 +342,7 @@ class Master:
         interrupt: Optional[Callable[[], bool]] = None,
         log: Optional[Callable[[str], Any]] = None,
         verbosity: int = 0,
+        blas_threads: int = 1,
         save_file: Optional[_Path] = None,
         save_every: float = 60.0,
         save_data: Optional[Callable[[Any], str]] = None,
@@ -376,6 +377,8 @@ class Master:
                               as STOPPED.
         log, verbosity        a function that gets the text of the C library underneath, and how much
                               of it, 0 to 3.
+        blas_threads          threads of OpenBLAS for restricted masters of 1000 rows or more; one gives
+                              the same bits each time.
         save_file             the master is written to this file every save_every seconds and at the
                               end of the run.
         save_every            seconds between two saves.
@@ -406,6 +409,7 @@ class Master:
         if first_duals is not None:
             settings.first_duals = np.asarray(first_duals, dtype=float).ravel().tolist()
         settings.verbosity = int(verbosity)
+        settings.blas_threads = int(blas_threads)
         settings.save_file = "" if save_file is None else os.fspath(save_file)
         settings.save_every = _checks.number(save_every, "save_every")
         found = self._core.solve(

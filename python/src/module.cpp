@@ -196,6 +196,7 @@ static void bind_results(py::module_ &module) {
       .def_readwrite("rounding", &quarn::Settings::rounding)
       .def_readwrite("first_duals", &quarn::Settings::first_duals)
       .def_readwrite("verbosity", &quarn::Settings::verbosity)
+      .def_readwrite("blas_threads", &quarn::Settings::blas_threads)
       .def_readwrite("save_file", &quarn::Settings::save_file)
       .def_readwrite("save_every", &quarn::Settings::save_every);
 

@@ -295,6 +295,7 @@ TEST_F(Mistakes, OfTheSettings) {
   EXPECT_NE(set([](Settings &s) { s.time_limit = -1.0; }), "");
   EXPECT_NE(set([](Settings &s) { s.max_iterations = -1; }), "");
   EXPECT_NE(set([](Settings &s) { s.max_columns = 0; }), "");
+  EXPECT_NE(set([](Settings &s) { s.blas_threads = 0; }), "");
   EXPECT_NE(set([](Settings &s) { s.penalty = kInf; }), "");
   EXPECT_NE(set([](Settings &s) { s.first_duals = {1.0}; }), "");
   EXPECT_NE(set([](Settings &s) { s.first_duals = {1.0, kNan, 0.0}; }), "");

@@ -96,7 +96,7 @@ enum class First { kCentre, kOptimum };
 /// A life of two problems with a saved point between them. Returns whether every solve succeeded.
 bool live(First way, Caller *first, Caller *second) {
   bool solved = true;
-  first->problem = first->arrays.load();
+  first->problem = first->arrays.load(1);
   preproc_Pb(first->problem);
   solved &=
       (way == First::kCentre ? first->solve(0, 0.1, true) : first->solve(0, 1e-8, false)) == 0;
@@ -105,7 +105,7 @@ bool live(First way, Caller *first, Caller *second) {
   save_Pb(first->problem, &first->saved);
   second->saved = first->saved;
   first->saved = {};
-  second->problem = second->arrays.load();
+  second->problem = second->arrays.load(1);
   preproc_Pb(second->problem);
   solved &= second->solve(1, 1e-3, true) == 0;
   double s1 = 0.0, s2 = 0.0;

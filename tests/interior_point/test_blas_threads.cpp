@@ -18,9 +18,9 @@ constexpr void (*openblas_set_num_threads)(int) = nullptr;
 
 namespace {
 
-using interior_point::SingleThreadedBlas;
+using interior_point::BlasThreads;
 
-class BlasThreads : public testing::Test {
+class ThreadsOfBlas : public testing::Test {
  protected:
   void SetUp() override {
     if (!openblas_get_num_threads) GTEST_SKIP() << "needs OpenBLAS";
@@ -36,19 +36,28 @@ class BlasThreads : public testing::Test {
   int before_ = 0;
 };
 
-TEST_F(BlasThreads, AreOneUntilTheLastUserLeavesInWhateverOrder) {
+TEST_F(ThreadsOfBlas, AreOneUntilTheLastUserLeavesInWhateverOrder) {
   for (const bool first_leaves_first : {true, false}) {
-    auto first = std::make_unique<SingleThreadedBlas>();
-    auto second = std::make_unique<SingleThreadedBlas>();
+    auto first = std::make_unique<BlasThreads>();
+    auto second = std::make_unique<BlasThreads>();
     (first_leaves_first ? first : second).reset();
     EXPECT_EQ(openblas_get_num_threads(), 1);
-    auto third = std::make_unique<SingleThreadedBlas>();
+    auto third = std::make_unique<BlasThreads>();
     first.reset();
     second.reset();
     EXPECT_EQ(openblas_get_num_threads(), 1);
     third.reset();
     EXPECT_EQ(openblas_get_num_threads(), 2);
   }
+}
+
+TEST_F(ThreadsOfBlas, AreThoseOfTheFirstUser) {
+  openblas_set_num_threads(1);
+  auto first = std::make_unique<BlasThreads>(2);
+  const BlasThreads second;
+  EXPECT_EQ(openblas_get_num_threads(), 2);
+  first.reset();
+  EXPECT_EQ(openblas_get_num_threads(), 2);
 }
 
 /// Rows enough for dense blocks that OpenBLAS would divide among its threads, with other last bits.
@@ -61,7 +70,7 @@ std::vector<double> solution_of(const benchmarks::LinearProgram &program) {
   return result;
 }
 
-TEST_F(BlasThreads, OfTheHostNeitherChangeTheBitsOfSolvesAtOnceNorAreChanged) {
+TEST_F(ThreadsOfBlas, OfTheHostNeitherChangeTheBitsOfSolvesAtOnceNorAreChanged) {
   const auto program = random_programs::draw_rmp(600, 0, 1800, 1e3, 1);
   const std::vector<double> alone = solution_of(program);
   // One thread leaves a solve somewhere in the middle of the other's.

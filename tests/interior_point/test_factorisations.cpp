@@ -199,7 +199,7 @@ std::vector<std::pair<const char *, Handle>> every_kind(const SparseColumns &A) 
 }
 
 TEST(Factorisation, SolvesAsADenseOneDoesWhateverTheWay) {
-  const interior_point::SingleThreadedBlas one_thread;
+  const interior_point::BlasThreads one_thread;
   for (const Shape &shape : kShapes) {
     for (uint64_t seed = 1; seed <= 8; ++seed) {
       Random random(seed);
@@ -240,7 +240,7 @@ Matrix augmented_system(const SparseColumns &A, const Numbers &numbers,
 }
 
 TEST(SparseFactorisation, SolvesForTheColumnsThatItKeeps) {
-  const interior_point::SingleThreadedBlas one_thread;
+  const interior_point::BlasThreads one_thread;
   for (const Shape &shape : kShapes) {
     for (uint64_t seed = 1; seed <= 8; ++seed) {
       SCOPED_TRACE(shape.name + std::string(", seed ") + std::to_string(seed));
@@ -267,7 +267,7 @@ TEST(SparseFactorisation, SolvesForTheColumnsThatItKeeps) {
 }
 
 TEST(Factorisation, RefusesAnIndefiniteMatrixAndGoesOnWithTheNext) {
-  const interior_point::SingleThreadedBlas one_thread;
+  const interior_point::BlasThreads one_thread;
   for (const Shape &shape : kShapes) {
     for (uint64_t seed = 1; seed <= 4; ++seed) {
       Random random(seed);
@@ -316,7 +316,7 @@ SparseColumns tall_matrix(int32_t rows, int32_t columns, double to_a_row, Random
 }
 
 TEST(Choice, LeavesFewColumnsToTheEnd) {
-  const interior_point::SingleThreadedBlas one_thread;
+  const interior_point::BlasThreads one_thread;
   Random random(3);
   const SparseColumns sparse = tall_matrix(1500, 100, 2.0, &random);
   const Handle thin = make_factorisation(sparse);
@@ -412,7 +412,7 @@ void follow_changes(const Shape &shape, bool sparse, uint64_t seed, int32_t *ref
 }
 
 TEST(AdaptedFactorisation, IsAsGoodAsAFreshOneOrRefused) {
-  const interior_point::SingleThreadedBlas one_thread;
+  const interior_point::BlasThreads one_thread;
   for (const Shape &shape : kShapes) {
     int32_t refusals = 0;
     for (uint64_t seed = 1; seed <= 2; ++seed) {
@@ -429,7 +429,7 @@ TEST(AdaptedFactorisation, IsAsGoodAsAFreshOneOrRefused) {
 
 /// A chain of short columns that needs next to no work, under long columns that fill the matrix.
 TEST(ChosenFactorisation, KeepsLongColumnsAsUnknownsUnlessTheyAreFree) {
-  const interior_point::SingleThreadedBlas one_thread;
+  const interior_point::BlasThreads one_thread;
   Random random(1);
   SparseColumns A;
   A.rows = 300;

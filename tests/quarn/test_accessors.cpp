@@ -27,6 +27,7 @@ TEST(Setters, EachStoresItsValueUncheckedAndNothingElse) {
       REAL(lambda_LB, -1.5),
       REAL(lambda_UB, 7.25),
       REAL(verbosity, -32768),
+      REAL(BLAS_threads, 3),
       REAL(column_elimination, -2),
       REAL(max_number_columns, 2147483647),
       REAL(degree_of_optimality, 0),

@@ -222,13 +222,14 @@ TEST(Dispatcher, LoadsTheRecordsArraysAndNothingToFreeTheFirstTime) {
   env->col_ub[4] = 6;
   env->row_range[1] = 0.5;
   env->G->max_m = 4;
+  env->BLAS_threads = 2;
   dispatch(IQUARN_solve_RMP, env.get());
   EXPECT_EQ(solver().take_trace().substr(0, 12), "load preproc");
   const support::LoadedProblem &loaded = solver().loads.at(0);
   const QUARN_SMatrix_CW &G = *env->G;
   EXPECT_TRUE(loaded.m == 4 && loaded.n == 5 && loaded.nz == 11 && loaded.cost_row == 4);
   EXPECT_TRUE(loaded.extra1 == nullptr && loaded.extra2 == nullptr);
-  EXPECT_EQ(support::to_text(loaded.constants), "0 0 0 0 0 0 0 0 1 0");
+  EXPECT_EQ(support::to_text(loaded.constants), "2 0 0 0 0 0 0 0 1 0");
   EXPECT_EQ(loaded.elt, std::vector<double>(G.elt, G.elt + 11));
   EXPECT_EQ(loaded.rw, std::vector<int32_t>(G.rw, G.rw + 11));
   EXPECT_EQ(loaded.col_start, std::vector<int32_t>(G.col_start, G.col_start + 6));

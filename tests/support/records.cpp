@@ -168,7 +168,7 @@ std::string dump(const QUARN_env &env) {
   VALUE(rel_gap), VALUE(rel_gap_prev), VALUE(abs_gap), VALUE(abs_gap_prev), VALUE(gap_ratio);
   VALUE(outer_iterations), VALUE(inner_iterations), VALUE(inner_iterations_ws);
   VALUE(cputime), VALUE(cputime_oracle), VALUE(cputime_RMP);
-  VALUE(verbosity), VALUE(matrix_changed), VALUE(column_elimination);
+  VALUE(verbosity), VALUE(matrix_changed), VALUE(column_elimination), VALUE(BLAS_threads);
 #undef VALUE
 #undef ARRAY
   return out.str();
