@@ -69,6 +69,8 @@ void FormBuilder::reserve() {
   const size_t columns = static_cast<size_t>(loaded_.columns);
   const size_t entries = static_cast<size_t>(loaded_.col_start[loaded_.columns]) + rows;
   form_.A.start.reserve(columns + rows + 1);
+  form_.A.row.reserve(roomy(entries));
+  form_.A.value.reserve(roomy(entries));
   form_.A.row.resize(entries);  // for as many as there may be
   form_.A.value.resize(entries);
   form_.c.reserve(columns + rows);

@@ -28,9 +28,10 @@ struct ColumnPattern {
   Vector<int32_t> singleton_row;
   Vector<double> singleton_square;
   Vector<int32_t> column;  ///< P, increasing
-  Vector<double> values;   ///< of P, rows x columns, column-major
+  Room values;             ///< of P, rows x columns, column-major
 
   int32_t columns() const { return static_cast<int32_t>(column.size()); }
+  size_t size() const { return static_cast<size_t>(rows) * column.size(); }
 };
 
 std::shared_ptr<ColumnPattern> make_pattern(const SparseColumns &A) {
@@ -46,8 +47,9 @@ std::shared_ptr<ColumnPattern> make_pattern(const SparseColumns &A) {
     pattern->singleton_row.push_back(A.row[t]);
     pattern->singleton_square.push_back(A.value[t] * A.value[t]);
   }
-  pattern->values.resize(static_cast<size_t>(A.rows) * pattern->column.size());
+  pattern->values.resize(pattern->size());
   double *values = pattern->values.data();
+  std::fill(values, values + pattern->size(), 0.0);
   for (const int32_t j : pattern->column) {
     for (int32_t t = A.start[j]; t < A.start[j + 1]; ++t) values[A.row[t]] += A.value[t];
     values += A.rows;
@@ -84,9 +86,9 @@ class ColumnFactorisation : public Factorisation {
   Vector<int32_t> order_;    // the row at each place: those of E, then those of K
   Vector<int32_t> place_;    // per row: its place
   Vector<double> factor_;    // per place: D^-1/2 in E, 1 in K
-  Vector<double> panel_;     // factor_ P by places
+  Room panel_;               // factor_ P by places
   DenseCholesky columns_;    // S
-  Vector<double> cross_;     // W, columns x late rows
+  Room cross_;               // W, columns x late rows
   DenseCholesky rows_;       // T
   mutable Vector<double> by_place_, by_column_;  // work space of a solve
 };
@@ -131,7 +133,7 @@ void ColumnFactorisation::order_rows(const double *theta) {
 }
 
 void ColumnFactorisation::form_panel() {
-  panel_.resize(p_.values.size());
+  panel_.resize(p_.size());
   const double *from = p_.values.data();
   double *to = panel_.data();
   for (int32_t j = 0; j < p_.columns(); ++j, from += p_.rows, to += p_.rows) {

@@ -35,7 +35,7 @@ class DenseCholesky {
 
   const PanelKernels &kernels_;
   int32_t order_ = 0;
-  Vector<double> numbers_;  // order x order
+  Room numbers_;  // order x order
 };
 
 }  // namespace interior_point
