@@ -226,6 +226,7 @@ class Rounding {
     const int32_t skipped = env_->ncols_aux;
     solver().primal = [this, skipped](const LoadedProblem &, double *x) {
       const size_t k = std::min(solver().loads.size(), model_.solutions.size() - 1);
+      if (k > 0) env_->lowerBnd = env_->upperBnd = 77.0;  // of a residual problem: put back
       std::copy(model_.solutions[k].begin(), model_.solutions[k].end(), x + skipped);
       x[skipped / 2] = model_.box[k];
     };
