@@ -42,6 +42,7 @@ class Reducer {
 
  private:
   enum class Outcome { kUnchanged, kReduced, kNoOptimum };
+  enum class Side { kLower, kUpper };
 
   bool pass();
   Outcome look_at_row(int32_t i);
@@ -59,8 +60,7 @@ class Reducer {
   void substitute(int32_t t, double b);
   bool keeps_costs(int32_t t) const;
   bool is_free(int32_t j);
-  bool implies_lower(const ReducibleProgram::Entry &e, double bound);
-  bool implies_upper(const ReducibleProgram::Entry &e, double bound);
+  bool implies(const ReducibleProgram::Entry &e, Side side);
   double largest_in_row(int32_t i) const;
   double largest_in_column(int32_t j) const;
   bool constrains_nothing(int32_t i) const {
@@ -197,31 +197,24 @@ Reducer::Outcome Reducer::look_at_row(int32_t i) {
   return Outcome::kUnchanged;
 }
 
-/// True when the row of the entry keeps its column at or above the bound, whatever the others do.
-bool Reducer::implies_lower(const ReducibleProgram::Entry &e, double bound) {
+/// True when the row of the entry keeps its column at or above the lower bound (at or below the
+/// upper one), whatever the other columns do within theirs.
+bool Reducer::implies(const ReducibleProgram::Entry &e, Side side) {
   const Activity &activity = p_.activity(e.row);
   const double a = e.value;
-  const double end = a > 0.0 ? p_.low[e.row] : p_.high[e.row];
-  const double own = a * p_.upper[e.column];
-  const int32_t infinite = a > 0.0 ? activity.most_infinite : activity.least_infinite;
+  const bool lower = side == Side::kLower;
+  // What the others can reach at most holds x_j up where a > 0 and low_i is an end.
+  const bool by_most = (a > 0.0) == lower;
+  const double end = by_most ? p_.low[e.row] : p_.high[e.row];
+  const double own = a * (lower ? p_.upper[e.column] : p_.lower[e.column]);
+  const int32_t infinite = by_most ? activity.most_infinite : activity.least_infinite;
   if (std::isinf(end) || infinite > (std::isinf(own) ? 1 : 0)) return false;
-  const double others = (a > 0.0 ? activity.most : activity.least) - (std::isinf(own) ? 0.0 : own);
-  const double size = a > 0.0 ? activity.most_size : activity.least_size;
+  const double others = (by_most ? activity.most : activity.least) - (std::isinf(own) ? 0.0 : own);
+  const double size = by_most ? activity.most_size : activity.least_size;
   const double rounding = kRounding * (size + std::fabs(end)) / std::fabs(a);
-  return (end - others) / a - rounding >= bound - kImplied * relative(bound);
-}
-
-bool Reducer::implies_upper(const ReducibleProgram::Entry &e, double bound) {
-  const Activity &activity = p_.activity(e.row);
-  const double a = e.value;
-  const double end = a > 0.0 ? p_.high[e.row] : p_.low[e.row];
-  const double own = a * p_.lower[e.column];
-  const int32_t infinite = a > 0.0 ? activity.least_infinite : activity.most_infinite;
-  if (std::isinf(end) || infinite > (std::isinf(own) ? 1 : 0)) return false;
-  const double others = (a > 0.0 ? activity.least : activity.most) - (std::isinf(own) ? 0.0 : own);
-  const double size = a > 0.0 ? activity.least_size : activity.most_size;
-  const double rounding = kRounding * (size + std::fabs(end)) / std::fabs(a);
-  return (end - others) / a + rounding <= bound + kImplied * relative(bound);
+  const double bound = lower ? p_.lower[e.column] : p_.upper[e.column];
+  const double inside = (lower ? 1.0 : -1.0) * ((end - others) / a - bound);
+  return inside - rounding >= -kImplied * relative(bound);
 }
 
 /// True when the column has no bounds but those that rows imply.
@@ -230,8 +223,8 @@ bool Reducer::is_free(int32_t j) {
   bool upper = std::isinf(p_.upper[j]);
   for (int32_t t = p_.first_in_column(j); t != p_.kNone && !(lower && upper);
        t = p_.entry(t).next_in_column) {
-    if (!lower) lower = implies_lower(p_.entry(t), p_.lower[j]);
-    if (!upper) upper = implies_upper(p_.entry(t), p_.upper[j]);
+    if (!lower) lower = implies(p_.entry(t), Side::kLower);
+    if (!upper) upper = implies(p_.entry(t), Side::kUpper);
   }
   return lower && upper;
 }
