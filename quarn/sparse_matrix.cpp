@@ -26,35 +26,41 @@ static int32_t *allocate_starts(int32_t capacity) {
   return starts;
 }
 
-bool make_columns(QUARN_SMatrix_CW *A, int32_t max_m, int32_t max_n, int32_t max_nz) {
-  *A = QUARN_SMatrix_CW{};
-  if (!is_capacity(max_n) || max_nz < 0) return false;
-  A->col_start = allocate_starts(max_n);
-  A->elt = allocate<double>(max_nz);
-  A->rw = allocate<int32_t>(max_nz);
-  if (A->col_start == nullptr || A->elt == nullptr || A->rw == nullptr) {
-    QUARN_free_SMatrix_CW(A);
-    return false;
-  }
+/// Arrays for `lists` lists with nz entries; what is there of them belongs to the record in any
+/// case. False without memory, or for a number of lists or entries that cannot be.
+static bool allocate_lists(int32_t lists, int32_t nz, int32_t **start, int32_t **index,
+                           double **elt) {
+  if (!is_capacity(lists) || nz < 0) return false;
+  *start = allocate_starts(lists);
+  *elt = allocate<double>(nz);
+  *index = allocate<int32_t>(nz);
+  return *start != nullptr && *elt != nullptr && *index != nullptr;
+}
+
+template <typename Matrix>
+static void set_capacities(Matrix *A, int32_t max_m, int32_t max_n, int32_t max_nz) {
   A->max_m = max_m;
   A->max_n = max_n;
   A->max_nz = max_nz;
+}
+
+bool make_columns(QUARN_SMatrix_CW *A, int32_t max_m, int32_t max_n, int32_t max_nz) {
+  *A = QUARN_SMatrix_CW{};
+  if (!allocate_lists(max_n, max_nz, &A->col_start, &A->rw, &A->elt)) {
+    QUARN_free_SMatrix_CW(A);
+    return false;
+  }
+  set_capacities(A, max_m, max_n, max_nz);
   return true;
 }
 
 bool make_rows(QUARN_SMatrix_RW *A, int32_t max_m, int32_t max_n, int32_t max_nz) {
   *A = QUARN_SMatrix_RW{};
-  if (!is_capacity(max_m) || max_nz < 0) return false;
-  A->row_start = allocate_starts(max_m);
-  A->elt = allocate<double>(max_nz);
-  A->cl = allocate<int32_t>(max_nz);
-  if (A->row_start == nullptr || A->elt == nullptr || A->cl == nullptr) {
+  if (!allocate_lists(max_m, max_nz, &A->row_start, &A->cl, &A->elt)) {
     QUARN_free_SMatrix_RW(A);
     return false;
   }
-  A->max_m = max_m;
-  A->max_n = max_n;
-  A->max_nz = max_nz;
+  set_capacities(A, max_m, max_n, max_nz);
   return true;
 }
 
@@ -193,9 +199,7 @@ int32_t QUARN_set_SMatrix_CW(QUARN_SMatrix_CW *A, int32_t max_m, int32_t max_n, 
   A->rw = quarn::allocate<int32_t>(max_nz);
   if (A->elt == nullptr || A->rw == nullptr) return -1;
   A->extra1 = A->extra2 = nullptr;
-  A->max_m = max_m;
-  A->max_n = max_n;
-  A->max_nz = max_nz;
+  quarn::set_capacities(A, max_m, max_n, max_nz);
   A->m = A->n = A->nz = 0;
   return 0;
 }
@@ -208,9 +212,7 @@ int32_t QUARN_set_SMatrix_RW(QUARN_SMatrix_RW *A, int32_t max_m, int32_t max_n, 
   A->cl = quarn::allocate<int32_t>(max_nz);
   if (A->elt == nullptr || A->cl == nullptr) return -1;
   A->extra1 = A->extra2 = nullptr;
-  A->max_m = max_m;
-  A->max_n = max_n;
-  A->max_nz = max_nz;
+  quarn::set_capacities(A, max_m, max_n, max_nz);
   A->m = A->n = A->nz = 0;
   return 0;
 }
