@@ -180,8 +180,8 @@ void PatternBuilder::append_cross_updates(const Vector<Vector<int32_t>> &rows) {
   pattern_.update_value.resize(pattern_.update_row.size(), 0.0);
 }
 
-/// A rank-1 update of all of S takes order^2 / 2 pairs, a scattered one kScatterCost * length^2
-/// / 2.
+/// A rank-1 update of all of S takes order^2 / 2 pairs, a scattered one takes kScatterCost / 2
+/// times the square of its length.
 void PatternBuilder::choose_long_updates() {
   const double limit = static_cast<double>(pattern_.order) / std::sqrt(kScatterCost);
   for (int32_t s = 0; s < pattern_.column_updates(); ++s) {

@@ -51,8 +51,8 @@ class Fgmres {
   int size_ = 0;
   std::array<Vector<double>, kMaxDimension + 1> basis_;   // orthonormal: r and the images
   std::array<Vector<double>, kMaxDimension> directions_;  // as they came
-  std::array<double, kMaxDimension *kMaxDimension> hessenberg_ =
-      {};  // of the triangle that is solved with
+  // The triangle that is solved with.
+  std::array<double, kMaxDimension *kMaxDimension> hessenberg_ = {};
   std::array<double, kMaxDimension> cosine_ = {}, sine_ = {};  // of the rotations that made it one
   std::array<double, kMaxDimension + 1> rhs_ = {};             // r in the rotated basis
 };

@@ -193,8 +193,8 @@ class Solver {
   int32_t stop_lowerings_ = 0;  // how often that was done
   double stop_mu_ = 0.0;        // the second entry of the maximum in (12)
   double factorisation_mu_ = 0.0;
-  SavedFactorisation
-      warm_factorisation_;  // of an earlier problem with these rows, until the first iteration
+  /// Of an earlier problem with these rows, until the first iteration.
+  SavedFactorisation warm_factorisation_;
   Unit unit_ = Unit::kObjective;  // of the gap
   double tolerance_ = 1e-8;       // of the gap
   double feasibility_ = 1e-9;     // of the infeasibilities

@@ -225,8 +225,8 @@ Point Presolved::restore(const Point &point) const {
   for (size_t k = 0; k < form_.boxed.size(); ++k) {
     const int32_t j = form_.boxed[k];
     result.w[k] = form_.width[j] - result.x[j];
-    // The reduced problem has no huge boxes. A rounding error of slack would move d by that times
-    // h.
+    // The reduced problem has no huge boxes. A rounding error of the slack would move d by h times
+    // as much.
     if (!huge[k]) result.v[k] = std::max(-slack[j], 0.0);
   }
   return result;
