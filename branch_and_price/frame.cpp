@@ -38,6 +38,7 @@ Frame::Frame(Problem &the_problem, const Master &root)
   if (!(objective.granularity >= 0.0)) throw Mistake("the granularity of costs is negative");
   for (const Row &row : root_rows) first_late_row = std::max(first_late_row, row.index() + 1);
   for (const Column &column : root.columns()) {
+    first_late_column = std::max(first_late_column, column.index() + 1);
     check_cost(column.cost(), "column " + std::to_string(column.index()));
   }
 }

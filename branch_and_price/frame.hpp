@@ -75,7 +75,8 @@ struct Frame {
   Problem &problem;
   Master pool;
   std::vector<Row> root_rows;
-  int32_t first_late_row = 0;  ///< rows of decisions count from here on
+  int32_t first_late_row = 0;     ///< rows of decisions count from here on
+  int32_t first_late_column = 0;  ///< columns of the search
   Objective objective;
   Settings settings;
   Clock::time_point start = Clock::now();

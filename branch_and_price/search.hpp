@@ -86,10 +86,16 @@ struct Settings {
   Order order = Order::best_bound_with_dives;
   /// Measured in benchmarks/README.md: the parent's columns are fewer and nearer to those needed.
   Start start = Start::parent;
+  /// Leave columns that no better solution than the incumbent uses out of a node's children, by
+  /// their reduced costs.
+  bool trim_columns = true;
   /// Candidates that strong branching compares, by up to `probe_iterations` iterations in each of
   /// their children; 1: the first candidate is taken untried.
   int32_t candidates = 1;
   int32_t probe_iterations = 3;
+  /// A candidate that was tried in so many nodes is not tried again: what it gained there counts.
+  /// 0: all are tried in every node.
+  int32_t reliable_after = 4;
 
   /// Rounds of Problem::cuts at a node, at most, and the share of the distance between bound and
   /// incumbent that two rounds in a row have to close for another one.

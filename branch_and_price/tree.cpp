@@ -14,6 +14,9 @@ namespace branch_and_price {
 constexpr double kExcluded = 1e-6;
 // Nodes are solved no more loosely than this.
 constexpr double kLoosest = 1e-3;
+// Times the tolerance, for a node that was solved to it and has neither a gap that the search takes
+// for closed nor a branching: the two tolerances may be the same.
+constexpr double kSharper = 0.1;
 // What a branching candidate gains in a child counts at least this much.
 constexpr double kLeastGain = 1e-6;
 
@@ -186,7 +189,7 @@ double Tree::tolerance_of(const Node &node) const {
 Generation Tree::solve(const Node &node, NodeMaster *at, bool sharply) {
   GenerationOptions options;
   options.bound = node.bound;
-  options.tolerance = sharply ? frame_.settings.master.tolerance : tolerance_of(node);
+  options.tolerance = sharply ? kSharper * frame_.settings.master.tolerance : tolerance_of(node);
   options.rounding = frame_.settings.rounding && node.number == 0;
   options.may_settle = !sharply && !options.rounding;
   const std::vector<Column> before = at->master.columns();
@@ -224,6 +227,7 @@ Fate Tree::process(Node *node, NodeRecord *record) {
     }
     find_solutions(*node, at, generation);
     if (frame_.is_cut_off(node->bound)) return Fate::cut_off;
+    leave_out(*node, generation, &at);
     if (frame_.must_stop()) return Fate::open;
     if (!branch(*node, at, generation, sharply)) continue;
     if (generation.early) ++counts_.branched_early;
@@ -271,6 +275,21 @@ std::vector<Decision> Tree::violated_cuts(const NodeMaster &at, const Generation
                             }),
              cuts.end());
   return cuts;
+}
+
+/// No better solution than the incumbent uses a column whose reduced cost is more than the distance
+/// of the bound from it. Such columns would only make the restricted masters below larger; pricing
+/// finds again what is missed for the duals are not quite optimal. Columns of the root stay:
+/// pricing need not know them.
+void Tree::leave_out(const Node &node, const Generation &generation, NodeMaster *at) const {
+  if (!frame_.settings.trim_columns || frame_.limit >= kInfinity) return;
+  const double most = frame_.limit - node.bound;
+  const double sign = frame_.objective.sign;
+  at->master.remove_columns([&](const Column &column) {
+    if (column.index() < frame_.first_late_column) return false;
+    const std::vector<Entry> entries = at->master.entries(column);
+    return sign * generation.result.duals.reduced_cost(column.cost(), entries) > most;
+  });
 }
 
 /// What becomes of the node after its column generation; branched: it is to be.
@@ -474,9 +493,10 @@ std::string Tree::fault(const NodeMaster &at, const Generation &generation,
   return "";
 }
 
-/// Bounds of the children after a few iterations each.
-std::vector<double> Tree::probe(const NodeMaster &at, const Branching &branching, double bound) {
-  std::vector<double> bounds;
+/// The children after a few iterations each.
+std::vector<Tree::Probe> Tree::probe(const NodeMaster &at, const Branching &branching,
+                                     double bound) {
+  std::vector<Probe> probes;
   for (const Branch &branch : branching) {
     NodeMaster child = at;
     frame_.decide(&child, branch);
@@ -487,20 +507,39 @@ std::vector<double> Tree::probe(const NodeMaster &at, const Branching &branching
     options.may_settle = false;
     const std::vector<Column> before = child.master.columns();
     const int32_t first = before.empty() ? 0 : before.back().index() + 1;
-    bounds.push_back(generate(frame_, child, options).bound);
+    const Generation generation = generate(frame_, child, options);
+    // The bound that so few iterations prove may be the parent's still; between it and the value of
+    // the restricted master the child ends.
+    const double most = std::max(generation.bound, std::min(generation.value, frame_.limit));
+    const double guess = most < kInfinity ? 0.5 * (generation.bound + most) : generation.bound;
+    probes.push_back({generation.bound, guess});
     frame_.keep_columns(child.master, first);
     ++counts_.probes;
   }
-  return bounds;
+  return probes;
+}
+
+/// What a branching that was tried often enough in other nodes gained there, in the mean. Source:
+/// T. Achterberg, T. Koch, A. Martin, Branching rules revisited, Operations Research Letters 33
+/// (2005).
+bool Tree::recall(const Branching &branching, double bound, std::vector<double> *guesses) const {
+  if (frame_.settings.reliable_after <= 0) return false;
+  for (size_t k = 0; k < branching.size(); ++k) {
+    const auto found = gains_.find(to_string(branching[k].front()));
+    if (found == gains_.end() || found->second.times < frame_.settings.reliable_after) return false;
+    (*guesses)[k] = bound + found->second.sum / found->second.times;
+  }
+  return true;
 }
 
 /// The product of what the two worst children gain.
-static double score(std::vector<double> bounds, double bound, double limit) {
-  std::sort(bounds.begin(), bounds.end());
+static double score(const std::vector<double> &guesses, double bound, double limit) {
+  std::vector<double> gains = guesses;
+  std::sort(gains.begin(), gains.end());
   double product = 1.0;
-  for (size_t k = 0; k < std::min<size_t>(2, bounds.size()); ++k) {
+  for (size_t k = 0; k < std::min<size_t>(2, gains.size()); ++k) {
     const double most = limit < kInfinity ? std::max(limit - bound, 1.0) : 1e6;
-    product *= std::clamp(bounds[k] - bound, kLeastGain, most);
+    product *= std::clamp(gains[k] - bound, kLeastGain, most);
   }
   return product;
 }
@@ -534,9 +573,18 @@ bool Tree::branch(const Node &node, const NodeMaster &at, const Generation &gene
   double best_score = -1.0;
   std::vector<double> best_bounds;
   for (size_t k = 0; k < choice.size(); ++k) {
-    std::vector<double> bounds(choice[k].size(), node.bound);
-    if (choice.size() > 1 && !frame_.must_stop()) bounds = probe(at, choice[k], node.bound);
-    const double points = score(bounds, node.bound, frame_.limit);
+    std::vector<double> bounds(choice[k].size(), node.bound), guesses = bounds;
+    if (choice.size() > 1 && !frame_.must_stop() && !recall(choice[k], node.bound, &guesses)) {
+      const std::vector<Probe> probes = probe(at, choice[k], node.bound);
+      for (size_t child = 0; child < probes.size(); ++child) {
+        bounds[child] = probes[child].bound;
+        guesses[child] = probes[child].guess;
+        Gain &gain = gains_[to_string(choice[k][child].front())];
+        gain.sum += std::min(guesses[child], frame_.limit) - node.bound;
+        ++gain.times;
+      }
+    }
+    const double points = score(guesses, node.bound, frame_.limit);
     if (points <= best_score) continue;
     best = k;
     best_score = points;

@@ -2,6 +2,7 @@
 #ifndef BRANCH_AND_PRICE_TREE_HPP
 #define BRANCH_AND_PRICE_TREE_HPP
 
+#include <map>
 #include <memory>
 #include <string>
 #include <vector>
@@ -51,6 +52,7 @@ class Tree {
   void add_cuts(Node *node, NodeMaster *at, Generation *generation, NodeRecord *record);
   std::vector<Decision> violated_cuts(const NodeMaster &at, const Generation &generation);
   Fate close(const Node &node, const Generation &generation);
+  void leave_out(const Node &node, const Generation &generation, NodeMaster *at) const;
   bool is_integer(const NodeMaster &at, const Generation &generation, bool sharp);
   void round_library(const NodeMaster &at, const Generation &generation);
 
@@ -68,7 +70,13 @@ class Tree {
                     const Branching &branching) const;
   bool excludes(const NodeMaster &at, const std::vector<ColumnValue> &values,
                 const Branch &branch) const;
-  std::vector<double> probe(const NodeMaster &at, const Branching &branching, double bound);
+  /// A child of a candidate for branching after a few iterations.
+  struct Probe {
+    double bound;  ///< proved
+    double guess;  ///< where it may end
+  };
+  bool recall(const Branching &branching, double bound, std::vector<double> *guesses) const;
+  std::vector<Probe> probe(const NodeMaster &at, const Branching &branching, double bound);
   void push_children(const Node &node, const NodeMaster &at, const Branching &branching,
                      const std::vector<double> &bounds);
 
@@ -88,6 +96,12 @@ class Tree {
   int64_t made_ = 1;
   double saved_ = 0.0;
   double dive_seconds_ = 0.0;
+  /// What probes of a child, by its first decision, have gained.
+  struct Gain {
+    double sum = 0.0;
+    int32_t times = 0;
+  };
+  std::map<std::string, Gain> gains_;
   Outcome counts_;  ///< counters and history
 };
 

@@ -18,7 +18,8 @@ namespace examples {
 namespace bp = quarn::branch_and_price;
 
 static const std::vector<std::string> kSearchParts = {
-    "cut-off", "early-branching", "node-tolerance", "dives", "own-heuristic", "cuts"};
+    "cut-off", "early-branching", "node-tolerance", "dives", "own-heuristic",
+    "cuts",    "trimming",        "reliability"};
 
 void add_search_options(CLI::App &app, SearchOptions &options) {
   CLI::Option *optimal =
@@ -65,6 +66,8 @@ bp::Settings search_settings(const Options &options, const SearchOptions &search
   if (!has("dives")) settings.dive_every = 0;
   if (!has("own-heuristic")) settings.own_heuristic = false;
   if (!has("cuts")) settings.cut_rounds = 0;
+  if (!has("trimming")) settings.trim_columns = false;
+  if (!has("reliability")) settings.reliable_after = 0;
 #ifdef QUARN_HAVE_CBC
   if (search.integer_solver) settings.integer_solver = bp::solve_by_cbc;
 #endif

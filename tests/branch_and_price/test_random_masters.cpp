@@ -24,6 +24,8 @@ static bp::Settings random_settings(uint32_t seed) {
   settings.discrepancies = coin() ? 0 : 2;
   settings.rounding = random() % 4 == 0;
   settings.cut_rounds = coin() ? 0 : 5;
+  settings.trim_columns = coin();
+  settings.reliable_after = coin() ? 1 : 0;
   return settings;
 }
 
