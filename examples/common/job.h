@@ -30,6 +30,8 @@ class Job {
 
   /// Declares --threads.
   void add_options(CLI::App &app);
+  /// Of each process.
+  int threads() const { return threads_; }
 
   /**
    * Runs `solve` on rank 0 with a pricer of the blocks, or without one where a single thread prices

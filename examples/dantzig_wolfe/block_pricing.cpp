@@ -4,23 +4,70 @@
 
 namespace dantzig_wolfe {
 
+PricingLimits BlockPricing::for_all_blocks(PricingLimits limits, int32_t points, size_t blocks) {
+  const auto share =
+      static_cast<int32_t>(static_cast<size_t>(points) / std::max<size_t>(1, blocks));
+  limits.points = std::clamp(share, 1, std::max(1, limits.points));
+  return limits;
+}
+
 BlockPricing::BlockPricing(const Reformulation &reformulation, const PricingLimits &limits)
-    : reformulation_(reformulation) {
+    : reformulation_(reformulation), most_points_(limits.points) {
   for (const Block &block : reformulation.blocks()) pricers_.push_back(make_pricer(block, limits));
 }
 
 BlockSolution BlockPricing::solve(size_t block, const std::vector<double> &u) {
+  BlockSolution solution = minimise(block, u);
+  if (solution.outcome != BlockSolution::Outcome::infeasible) return solution;
+  throw EmptyBlock();
+}
+
+/// The costs of a node included.
+BlockSolution BlockPricing::minimise(size_t block, const std::vector<double> &u) {
+  const std::vector<BlockVariable> &variables = reformulation_.blocks()[block].variables;
   std::vector<double> cost;
-  for (const BlockVariable &variable : reformulation_.blocks()[block].variables) {
+  for (const BlockVariable &variable : variables) {
     double reduced = variable.cost;
     for (const Entry &entry : variable.linking) {
       reduced -= u[static_cast<size_t>(entry.index)] * entry.value;
     }
     cost.push_back(reduced);
   }
-  BlockSolution solution = pricers_[block]->price(cost);
-  if (solution.outcome != BlockSolution::Outcome::infeasible) return solution;
-  throw EmptyBlock();
+  if (!in_node_) return pricers_[block]->price(cost);
+  for (const auto &[place, more] : node_.costs) {
+    if (place.first == block) cost[static_cast<size_t>(place.second)] += more;
+  }
+  if (node_.sets[block].empty()) return pricers_[block]->price(cost);
+  std::vector<Range> ranges;
+  for (const BlockVariable &variable : variables)
+    ranges.push_back({variable.lower, variable.upper});
+  for (const auto &[place, range] : tightened_) {
+    if (place.first == block) ranges[static_cast<size_t>(place.second)] = range;
+  }
+  return price_with_sets(*pricers_[block], ranges, cost, node_.sets[block], most_points_);
+}
+
+/// What a node adds to the reduced cost of a point.
+double BlockPricing::extra_cost(const MasterColumn &column) const {
+  double sum = 0.0;
+  if (!in_node_) return sum;
+  for (const auto &[place, more] : node_.costs) {
+    if (place.first == column.owner) sum += more * value_of(column, place.second);
+  }
+  for (const PricedSet &set : node_.sets[column.owner]) {
+    if (contains(set.set, column)) sum += set.cost;
+  }
+  return sum;
+}
+
+void BlockPricing::set_node(NodePrices prices) {
+  in_node_ = true;
+  node_ = std::move(prices);
+  empty_.assign(blocks(), 0);
+}
+
+bool BlockPricing::found_empty_block() const {
+  return std::find(empty_.begin(), empty_.end(), 1) != empty_.end();
 }
 
 /// Columns that do not improve the restricted master are left out, save before the first one, when
@@ -29,7 +76,12 @@ quarn::BlockAnswer BlockPricing::price(size_t block, const quarn::BlockDuals &du
                                        quarn::BlockColumns &columns) {
   std::vector<double> u(reformulation_.rows().size());
   for (size_t i = 0; i < u.size(); ++i) u[i] = reformulation_.valid_dual(i, duals.values);
-  const BlockSolution solution = solve(block, u);
+  if (in_node_ && node_.closed[block] != 0) return quarn::BlockAnswer::term(0.0);
+  const BlockSolution solution = in_node_ ? minimise(block, u) : solve(block, u);
+  if (solution.outcome == BlockSolution::Outcome::infeasible) {
+    empty_[block] = 1;
+    return quarn::BlockAnswer::nothing();
+  }
   const auto offer = [&](const std::vector<double> &x, MasterColumn::Kind kind) {
     const MasterColumn column = block_column(block, x, kind);
     const Coefficients found = reformulation_.master_coefficients(column);
@@ -39,7 +91,7 @@ quarn::BlockAnswer BlockPricing::price(size_t block, const quarn::BlockDuals &du
       reduced -= duals.values[static_cast<size_t>(entry.index)] * entry.value;
       entries.push_back({entry.index, entry.value});
     }
-    const bool improves = reformulation_.model().sign() * reduced < 0.0;
+    const bool improves = reformulation_.model().sign() * reduced + extra_cost(column) < 0.0;
     if (improves || duals.iteration == 0) columns.add(found.cost, entries, to_text(column));
   };
   if (!solution.ray.empty()) offer(solution.ray, MasterColumn::Kind::ray);

@@ -25,6 +25,11 @@ class EmptyBlock : public std::runtime_error {
 /// of the bound (2), see Reformulation.
 class BlockPricing : public quarn::BlockOracle {
  public:
+  /// Limits with the share of each block in so many points a round, between 1 and `limits.points`:
+  /// many blocks with many points each would make the restricted masters large, and few of the
+  /// points are used.
+  static PricingLimits for_all_blocks(PricingLimits limits, int32_t points, size_t blocks);
+
   /// `reformulation` has to outlive the object.
   BlockPricing(const Reformulation &reformulation, const PricingLimits &limits);
 
@@ -48,14 +53,32 @@ class BlockPricing : public quarn::BlockOracle {
   /// Undoes what has been tightened.
   void loosen();
 
+  /// What a node of a search has beside bounds.
+  struct NodePrices {
+    std::map<std::pair<size_t, int32_t>, double> costs;  ///< more, by block and variable
+    std::vector<std::vector<PricedSet>> sets;            ///< [blocks]
+    std::vector<char> closed;                            ///< [blocks] not priced, its term is 0
+  };
+  /// From now on. A block without a point then answers with nothing, see found_empty_block.
+  void set_node(NodePrices prices);
+  /// Whether one had no point since then.
+  bool found_empty_block() const;
+
   /// The same as an answer to the master, in its sense.
   quarn::Answer answer(const quarn::Duals &duals, const quarn::BlockRound &round) const;
 
  private:
+  BlockSolution minimise(size_t block, const std::vector<double> &u);
+  double extra_cost(const MasterColumn &column) const;
+
   const Reformulation &reformulation_;
   std::vector<std::unique_ptr<BlockPricer>> pricers_;
   std::map<std::pair<size_t, int32_t>, Range> tightened_;  ///< by block and variable
   std::map<size_t, Range> outside_;                        ///< tightened, by column
+  int32_t most_points_;
+  bool in_node_ = false;
+  NodePrices node_;
+  std::vector<char> empty_;  ///< [blocks], each written by the thread that prices the block
 };
 
 }  // namespace dantzig_wolfe

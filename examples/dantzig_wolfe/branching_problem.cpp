@@ -32,7 +32,7 @@ constexpr double kHeuristicSeconds = 2.0;
 static size_t at(int64_t index) { return static_cast<size_t>(index); }
 
 /// Rays are scaled, so their costs are multiples of nothing.
-static bool has_rays(const std::vector<Block> &blocks) {
+bool has_rays(const std::vector<Block> &blocks) {
   return std::any_of(blocks.begin(), blocks.end(), [](const Block &block) {
     return std::any_of(block.variables.begin(), block.variables.end(), [](const auto &variable) {
       return std::isinf(variable.lower) || std::isinf(variable.upper);
@@ -40,12 +40,18 @@ static bool has_rays(const std::vector<Block> &blocks) {
   });
 }
 
-BranchingProblem::BranchingProblem(const Reformulation &reformulation, BlockPricing &pricing)
+BranchingProblem::BranchingProblem(const Reformulation &reformulation, BlockPricing &pricing,
+                                   quarn::BlockPricer &pricer)
     : reformulation_(reformulation),
+      merged_(reformulation),
       pricing_(pricing),
+      pricer_(pricer),
       rows_(reformulation.master().rows()),
       next_heuristic_(kFirstHeuristic) {
-  if (!has_rays(reformulation.blocks())) granularity_ = objective_step(reformulation.model());
+  if (has_rays(reformulation.blocks())) return;
+  granularity_ = objective_step(reformulation.model());
+  // The points of the first block have their share of the constant.
+  if (reformulation.constant() != 0.0) granularity_ /= reformulation.blocks()[0].times();
 }
 
 std::vector<Block> kept_apart(const std::vector<Block> &blocks) {
@@ -95,6 +101,7 @@ void BranchingProblem::add_columns(const std::vector<MasterColumn> &found,
 // Pricing
 
 void BranchingProblem::bound_by(const bp::Decision &decision) {
+  if (merged_.is_mine(decision)) return;
   if (decision.kind == kOutside) {
     const auto &[sense, rhs] = *decision.row;
     pricing_.tighten_outside(at(decision.numbers[0]),
@@ -108,58 +115,124 @@ void BranchingProblem::bound_by(const bp::Decision &decision) {
                    decision.kind == kAtMost ? bound : kInfinite);
 }
 
-void BranchingProblem::set_bounds(const std::vector<bp::Decision> &decisions) {
-  if (decisions == applied_) return;
+/// No point takes more of a row than a dive has left.
+void BranchingProblem::bound_by_what_is_left(const quarn::Master &master) {
+  const std::vector<Block> &blocks = reformulation_.blocks();
+  for (size_t k = 0; k < blocks.size(); ++k) {
+    for (size_t j = 0; j < blocks[k].variables.size(); ++j) {
+      const BlockVariable &variable = blocks[k].variables[j];
+      double most = variable.upper;
+      for (const Entry &entry : variable.linking) {
+        const int32_t row = reformulation_.rows()[at(entry.index)].master;
+        if (row < 0 || entry.value <= 0.0) continue;
+        most =
+            std::min(most, std::floor(master.range(rows_[at(row)]).upper / entry.value + kWhole));
+      }
+      if (most < variable.upper) {
+        pricing_.tighten(k, static_cast<int32_t>(j), -kInfinite, std::max(most, variable.lower));
+      }
+    }
+  }
+}
+
+void BranchingProblem::set_bounds(const bp::Subproblem &node) {
+  if (!node.dive && applied_ == node.decisions) return;
   pricing_.loosen();
-  for (const bp::Decision &decision : decisions) bound_by(decision);
-  applied_ = decisions;
+  for (const bp::Decision &decision : node.decisions) bound_by(decision);
+  if (node.dive) bound_by_what_is_left(node.master);
+  applied_.reset();
+  if (!node.dive) applied_ = node.decisions;
+}
+
+/// Tells pricing of the decisions on merged blocks; returns what their rows add to the bound.
+double BranchingProblem::set_prices(const bp::Subproblem &node, const quarn::Duals &duals) {
+  const size_t blocks = reformulation_.blocks().size();
+  BlockPricing::NodePrices prices = {{}, std::vector<std::vector<PricedSet>>(blocks), {}};
+  double sum = 0.0;
+  for (size_t d = 0; d < node.decisions.size(); ++d) {
+    const bp::Decision &decision = node.decisions[d];
+    if (!merged_.is_mine(decision)) continue;
+    double dual = 0.0;
+    if (decision.row) {
+      dual = reformulation_.model().sign() * duals[node.rows[d]];
+      if (decision.row->sense == quarn::RowSense::at_least) dual = std::max(0.0, dual);
+      if (decision.row->sense == quarn::RowSense::at_most) dual = std::min(0.0, dual);
+      sum += dual * decision.row->rhs;
+    }
+    merged_.price(decision, dual, &prices);
+  }
+  for (size_t k = 0; k < blocks; ++k) {
+    const quarn::Row &row = rows_[at(reformulation_.convexity(k))];
+    prices.closed.push_back(node.dive && node.master.range(row).upper < 0.5 ? 1 : 0);
+  }
+  pricing_.set_node(std::move(prices));
+  return sum;
+}
+
+double BranchingProblem::entry_of(const bp::Decision &decision, const MasterColumn &column) const {
+  if (decision.kind != kOutside) return merged_.coefficient(decision, column);
+  const bool counts = column.kind == MasterColumn::Kind::outside &&
+                      static_cast<int64_t>(column.owner) == decision.numbers[0];
+  return counts ? 1.0 : 0.0;
+}
+
+void BranchingProblem::add_columns(const bp::Subproblem &node, const quarn::BlockRound &round,
+                                   quarn::Columns &columns) const {
+  for (size_t j = 0; j < round.columns.size(); ++j) {
+    const quarn::BlockColumn column = round.columns[j];
+    std::vector<quarn::Entry> entries;
+    for (size_t t = 0; t < column.length; ++t) {
+      entries.push_back({rows_[at(column.rows[t])], column.values[t]});
+    }
+    const auto made = std::make_shared<const MasterColumn>(from_text(std::string(column.data)));
+    for (size_t d = 0; d < node.decisions.size(); ++d) {
+      const double entry = node.decisions[d].row ? entry_of(node.decisions[d], *made) : 0.0;
+      if (entry != 0.0) entries.push_back({node.rows[d], entry});
+    }
+    columns.add(column.cost, entries, Content(made));
+  }
+}
+
+/// The right-hand sides are not those of the bound (2) there.
+quarn::Answer BranchingProblem::answer_in_dive(const quarn::Duals &duals,
+                                               const quarn::BlockRound &round) const {
+  const double sign = reformulation_.model().sign();
+  std::vector<std::pair<quarn::Row, double>> best;
+  for (size_t k = 0; k < round.answers.size(); ++k) {
+    const double times = reformulation_.blocks()[k].times();
+    const quarn::Row &row = rows_[at(reformulation_.convexity(k))];
+    const double constant = k == 0 ? reformulation_.constant() : 0.0;
+    best.emplace_back(row, sign * (round.answers[k].value + constant) / times - duals[row]);
+  }
+  return quarn::Answer::best_reduced_costs(std::move(best));
 }
 
 quarn::Answer BranchingProblem::price(const bp::Subproblem &node, const quarn::Duals &duals,
                                       quarn::Columns &columns) {
-  set_bounds(node.decisions);
-  const quarn::BlockDuals plain(duals);
-  quarn::BlockRound round;
-  try {
-    for (size_t k = 0; k < pricing_.blocks(); ++k) {
-      round.answers.push_back(pricing_.price(k, plain, round.columns));
-    }
-  } catch (const EmptyBlock &) {
-    // Every number is a bound of what has no solution; this one closes the gap.
-    return quarn::Answer::bound(duals.objective());
-  }
-  bool proved = true;
-  for (const quarn::BlockAnswer &answer : round.answers) {
-    proved = proved && answer.kind == quarn::BlockAnswer::Kind::term;
-  }
-  for (size_t j = 0; j < round.columns.size(); ++j) {
-    const quarn::BlockColumn column = round.columns[j];
-    std::vector<Entry> entries;
-    for (size_t t = 0; t < column.length; ++t)
-      entries.push_back({column.rows[t], column.values[t]});
-    const MasterColumn made = from_text(std::string(column.data));
-    columns.add(column.cost, handles(entries), Content(std::make_shared<const MasterColumn>(made)));
-  }
-  return proved ? pricing_.answer(duals, round) : quarn::Answer::heuristic();
+  set_bounds(node);
+  const double rows = set_prices(node, duals);
+  const quarn::BlockRound round =
+      pricer_.price(quarn::BlockDuals(duals), [&duals] { return duals.out_of_time(); });
+  // Every number is a bound of what has no solution; this one closes the gap.
+  if (pricing_.found_empty_block()) return quarn::Answer::bound(duals.objective());
+  add_columns(node, round, columns);
+  if (!round.proved) return quarn::Answer::heuristic();
+  if (node.dive) return answer_in_dive(duals, round);
+  const double value = pricing_.bound(duals.values(), round) + rows;
+  if (value <= -kInfinite) return quarn::Answer::heuristic();
+  return quarn::Answer::bound(reformulation_.model().sign() * value);
 }
 
 // Branching
-
-/// The entry of a block's variable.
-static double value_of(const MasterColumn &column, int64_t variable) {
-  for (const Entry &entry : column.values) {
-    if (entry.index == variable) return entry.value;
-  }
-  return 0.0;
-}
 
 bool BranchingProblem::allows(const bp::Decision &decision, const quarn::Column &column,
                               const std::vector<quarn::Entry> &) const {
   if (decision.kind == kOutside) return true;
   const Content made = content(column);
+  if (merged_.is_mine(decision)) return merged_.allows(decision, *made);
   if (made->kind == MasterColumn::Kind::outside) return true;
   if (static_cast<int64_t>(made->owner) != decision.numbers[0]) return true;
-  const double value = value_of(*made, decision.numbers[1]);
+  const double value = value_of(*made, static_cast<int32_t>(decision.numbers[1]));
   const bool is_ray = made->kind == MasterColumn::Kind::ray;
   const double bound = is_ray ? 0.0 : static_cast<double>(decision.numbers[2]);
   return decision.kind == kAtMost ? value <= bound : value >= bound;
@@ -167,10 +240,7 @@ bool BranchingProblem::allows(const bp::Decision &decision, const quarn::Column 
 
 double BranchingProblem::coefficient(const bp::Decision &decision, const quarn::Column &column,
                                      const std::vector<quarn::Entry> &) const {
-  const Content made = content(column);
-  const bool counts = made->kind == MasterColumn::Kind::outside &&
-                      static_cast<int64_t>(made->owner) == decision.numbers[0];
-  return counts ? 1.0 : 0.0;
+  return entry_of(decision, *content(column));
 }
 
 /// Whether all of the column's parts are integer variables: its value is to be whole.
@@ -246,6 +316,7 @@ bool BranchingProblem::excludes(const bp::Relaxation &relaxation, const bp::Bran
 /// All variables that have to be whole and are not, those that promise most first.
 std::vector<bp::Branching> BranchingProblem::fractional(const bp::Relaxation &relaxation) const {
   const std::vector<Block> &blocks = reformulation_.blocks();
+  std::vector<ValuedColumn> columns;
   std::vector<std::vector<double>> sums;
   for (const Block &block : blocks) sums.emplace_back(block.variables.size(), 0.0);
   std::vector<std::pair<double, bp::Branching>> order;
@@ -255,6 +326,7 @@ std::vector<bp::Branching> BranchingProblem::fractional(const bp::Relaxation &re
   };
   for (const auto &[column, value] : relaxation.values) {
     const Content made = content(column);
+    columns.emplace_back(made, value);
     if (made->kind == MasterColumn::Kind::outside) {
       const bool whole = std::fabs(value - std::round(value)) <= kExcluded;
       if (whole || !is_whole_outside(reformulation_.outside()[made->owner])) continue;
@@ -266,6 +338,7 @@ std::vector<bp::Branching> BranchingProblem::fractional(const bp::Relaxation &re
     }
   }
   for (size_t k = 0; k < blocks.size(); ++k) {
+    if (blocks[k].copies.size() > 1) continue;
     for (size_t j = 0; j < sums[k].size(); ++j) {
       const double value = sums[k][j];
       if (!blocks[k].variables[j].integer || std::fabs(value - std::round(value)) <= kWhole) {
@@ -276,7 +349,7 @@ std::vector<bp::Branching> BranchingProblem::fractional(const bp::Relaxation &re
   }
   std::stable_sort(order.begin(), order.end(),
                    [](const auto &a, const auto &b) { return a.first < b.first; });
-  std::vector<bp::Branching> result;
+  std::vector<bp::Branching> result = merged_.candidates(columns);
   for (auto &choice : order) result.push_back(std::move(choice.second));
   return result;
 }
@@ -295,12 +368,47 @@ std::vector<bp::Branching> BranchingProblem::branch(const bp::Relaxation &relaxa
 
 // Solutions
 
+bool BranchingProblem::can_dive() const {
+  const std::vector<Block> &blocks = reformulation_.blocks();
+  const auto only_takes = [this](const Entry &entry) {
+    return entry.value >= 0.0 || reformulation_.rows()[at(entry.index)].upper >= kInfinite;
+  };
+  return reformulation_.outside().empty() && !has_rays(blocks) &&
+         std::all_of(blocks.begin(), blocks.end(), [&](const Block &block) {
+           return std::all_of(
+               block.variables.begin(), block.variables.end(), [&](const BlockVariable &variable) {
+                 return variable.integer && variable.lower >= 0.0 &&
+                        std::all_of(variable.linking.begin(), variable.linking.end(), only_takes);
+               });
+         });
+}
+
+/// Points of a merged block that differ in no integer variable come together, so that those of
+/// whole values in all fill copies of their own.
 std::vector<double> BranchingProblem::file_solution(const bp::Relaxation &relaxation) const {
+  std::vector<std::pair<std::vector<Entry>, ValuedColumn>> order;
+  for (const auto &[column, value] : relaxation.values) {
+    const Content made = content(column);
+    order.push_back({{}, {made, value}});
+    if (made->kind != MasterColumn::Kind::point) continue;
+    const Block &block = reformulation_.blocks()[made->owner];
+    for (const Entry &entry : made->values) {
+      if (block.variables[at(entry.index)].integer) order.back().first.push_back(entry);
+    }
+  }
+  const auto before = [](const auto &a, const auto &b) {
+    return std::lexicographical_compare(a.first.begin(), a.first.end(), b.first.begin(),
+                                        b.first.end(), [](const Entry &x, const Entry &y) {
+                                          return std::pair(x.index, x.value) <
+                                                 std::pair(y.index, y.value);
+                                        });
+  };
+  if (merged_.has_merged()) std::stable_sort(order.begin(), order.end(), before);
   std::vector<MasterColumn> columns;
   std::vector<double> values;
-  for (const auto &[column, value] : relaxation.values) {
-    columns.push_back(*content(column));
-    values.push_back(value);
+  for (const auto &[key, column] : order) {
+    columns.push_back(*column.first);
+    values.push_back(column.second);
   }
   return reformulation_.file_solution(columns, values);
 }
@@ -324,9 +432,11 @@ bp::Solution BranchingProblem::solution_of(const std::vector<double> &x) const {
   };
   const std::vector<Block> &blocks = reformulation_.blocks();
   for (size_t k = 0; k < blocks.size(); ++k) {
-    std::vector<double> point;
-    for (const int32_t j : blocks[k].copies[0]) point.push_back(x[at(j)]);
-    add(block_column(k, point, MasterColumn::Kind::point), 1.0);
+    for (const std::vector<int32_t> &copy : blocks[k].copies) {
+      std::vector<double> point;
+      for (const int32_t j : copy) point.push_back(x[at(j)]);
+      add(block_column(k, point, MasterColumn::Kind::point), 1.0);
+    }
   }
   for (size_t k = 0; k < reformulation_.outside().size(); ++k) {
     double value = 0.0;

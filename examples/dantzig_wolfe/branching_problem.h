@@ -9,6 +9,7 @@
 #include "branch_and_price/branch_and_price.hpp"
 #include "examples/dantzig_wolfe/block_pricing.h"
 #include "examples/dantzig_wolfe/file_solution.h"
+#include "examples/dantzig_wolfe/merged_branching.h"
 #include "examples/dantzig_wolfe/reformulation.h"
 
 namespace dantzig_wolfe {
@@ -29,12 +30,15 @@ namespace dantzig_wolfe {
  *     outside k        its value is at most, or at least, a whole number
  *
  * whose dual the bound need not know: with the column's value within these bounds the last sum of
- * (2), see Reformulation, is at its least.
+ * (2), see Reformulation, is at its least. Equal blocks stay one, see MergedBranching for the
+ * decisions on them; where there are rays they have to be kept apart.
  */
 class BranchingProblem : public quarn::branch_and_price::Problem {
  public:
-  /// Every block of `reformulation` is used once. It and `pricing` have to outlive the object.
-  BranchingProblem(const Reformulation &reformulation, BlockPricing &pricing);
+  /// No block of `reformulation` with copies has rays. All have to outlive the object; `pricer` is
+  /// that of `pricing`, in this process.
+  BranchingProblem(const Reformulation &reformulation, BlockPricing &pricing,
+                   quarn::BlockPricer &pricer);
 
   quarn::Answer price(const quarn::branch_and_price::Subproblem &at, const quarn::Duals &duals,
                       quarn::Columns &columns) override;
@@ -51,10 +55,14 @@ class BranchingProblem : public quarn::branch_and_price::Problem {
   /// columns.
   std::optional<quarn::branch_and_price::Solution> heuristic(
       const quarn::branch_and_price::Relaxation &relaxation) override;
-  bool fits(const quarn::branch_and_price::Subproblem &, const quarn::Column &,
-            const std::vector<quarn::Entry> &) const override {
-    return true;  // all columns are points and rays of their blocks
+  /// All columns are points and rays of their blocks; in a dive they have to fit what is left.
+  bool fits(const quarn::branch_and_price::Subproblem &at, const quarn::Column &column,
+            const std::vector<quarn::Entry> &entries) const override {
+    return !at.dive || Problem::fits(at, column, entries);
   }
+  /// Whether columns can be fixed one after the other: there are points with integer variables
+  /// alone, which never give back to a row what others take from it.
+  bool can_dive() const;
 
   /// Columns of the root, as the search takes them; of points with the same cost and entries, which
   /// the master takes for one column, the first.
@@ -69,7 +77,14 @@ class BranchingProblem : public quarn::branch_and_price::Problem {
 
   static Content content(const quarn::Column &column);
   std::vector<quarn::Entry> handles(const std::vector<Entry> &entries) const;
-  void set_bounds(const std::vector<quarn::branch_and_price::Decision> &decisions);
+  void set_bounds(const quarn::branch_and_price::Subproblem &node);
+  void bound_by_what_is_left(const quarn::Master &master);
+  double set_prices(const quarn::branch_and_price::Subproblem &node, const quarn::Duals &duals);
+  void add_columns(const quarn::branch_and_price::Subproblem &node, const quarn::BlockRound &round,
+                   quarn::Columns &columns) const;
+  quarn::Answer answer_in_dive(const quarn::Duals &duals, const quarn::BlockRound &round) const;
+  double entry_of(const quarn::branch_and_price::Decision &decision,
+                  const MasterColumn &column) const;
   void bound_by(const quarn::branch_and_price::Decision &decision);
   std::vector<double> file_solution(const quarn::branch_and_price::Relaxation &relaxation) const;
   std::optional<quarn::branch_and_price::Solution> completed(const std::vector<double> &x) const;
@@ -80,13 +95,19 @@ class BranchingProblem : public quarn::branch_and_price::Problem {
   bool is_whole_outside(const OutsideColumn &column) const;
 
   const Reformulation &reformulation_;
+  const MergedBranching merged_;
   BlockPricing &pricing_;
+  quarn::BlockPricer &pricer_;
   std::vector<quarn::Row> rows_;
   double granularity_ = 0.0;
-  std::vector<quarn::branch_and_price::Decision> applied_;  ///< to the pricing
-  int64_t calls_ = 0;                                       ///< of the heuristic
-  int64_t next_heuristic_;                                  ///< call at which Cbc is next
+  /// Applied to the pricing; none in a dive.
+  std::optional<std::vector<quarn::branch_and_price::Decision>> applied_;
+  int64_t calls_ = 0;       ///< of the heuristic
+  int64_t next_heuristic_;  ///< call at which Cbc is next
 };
+
+/// Whether points of the blocks may be without bounds.
+bool has_rays(const std::vector<Block> &blocks);
 
 /// Every copy of a block as a block of its own.
 std::vector<Block> kept_apart(const std::vector<Block> &blocks);

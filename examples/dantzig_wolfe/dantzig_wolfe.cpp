@@ -11,6 +11,10 @@
 #include <string>
 #include <utility>
 
+#ifdef __GLIBC__
+#include <malloc.h>
+#endif
+
 #include "examples/common/job.h"
 #include "examples/common/master_solve.h"
 #include "examples/common/options.h"
@@ -40,8 +44,12 @@ struct Settings : examples::Options {
   double integer_seconds = 10;  ///< for Cbc on the columns
   int64_t nodes = 0;            ///< of the search, most of them; 0: no limit
   int32_t candidates = 16;      ///< for strong branching
+  int threads = 1;              ///< that price blocks in the search
   PricingLimits limits;
 };
+
+// Up to ten a block; ten of each of 50 blocks take twice the time.
+constexpr int32_t kPointsOfARound = 100;
 
 /// Seconds since the last look.
 class Stopwatch {
@@ -209,7 +217,8 @@ struct Problem {
         reformulation(
             model, decomposition,
             make_blocks(with_tight_integer_bounds(model), decomposition, !settings.keep_equal)),
-        pricing(reformulation, settings.limits) {}
+        pricing(reformulation, BlockPricing::for_all_blocks(settings.limits, kPointsOfARound,
+                                                            reformulation.blocks().size())) {}
 };
 
 /// Columns carry their text.
@@ -265,7 +274,8 @@ static int solve(const Settings &settings, Problem &problem, quarn::BlockPricer 
     // Others are in no better solution, and pricing finds again what branching may still ask for.
     const std::vector<MasterColumn> columns = restricted.columns_within(
         found.integral ? std::fabs(found.value - proof.bound) : kInfinite);
-    search(settings, {reformulation, problem.decomposition, relaxation, columns, found},
+    search(settings,
+           {reformulation, problem.decomposition, relaxation, columns, found, settings.threads},
            all.seconds(), solution, proof);
     seconds.tree = watch.lap();
   }
@@ -286,7 +296,8 @@ static int solve(const Settings &settings, Problem &problem, quarn::BlockPricer 
   return proof.failed ? static_cast<int>(examples::kNotSolved) : examples::exit_status(result);
 }
 
-static int run(const Settings &settings, examples::Job &job) {
+static int run(Settings settings, examples::Job &job) {
+  settings.threads = job.threads();
   Stopwatch watch;
   Problem problem(settings);
   Seconds seconds;
@@ -335,9 +346,20 @@ static void add_options(CLI::App &app, Settings &settings) {
       ->capture_default_str();
 }
 
+/// Cbc and the interior-point solver ask again and again for the memory that they have just given
+/// back. Returned to the system each time it takes half of the time of some programs.
+static void keep_memory() {
+#ifdef __GLIBC__
+  mallopt(M_MMAP_THRESHOLD, 1 << 28);
+  mallopt(M_TRIM_THRESHOLD, 1 << 29);
+  mallopt(M_TOP_PAD, 1 << 24);
+#endif
+}
+
 }  // namespace dantzig_wolfe
 
 int main(int argc, char **argv) {
+  dantzig_wolfe::keep_memory();
   examples::Job job(argc, argv);
   CLI::App app("Bounds and solutions of block-structured programs by column generation",
                "dantzig_wolfe");

@@ -19,6 +19,7 @@ struct RootResult {
   const LinearSolution &relaxation;
   const std::vector<MasterColumn> &columns;
   const FileSolution &solution;  ///< the best so far
+  int threads = 1;               ///< that price blocks
 };
 
 /// What a search has found out.
@@ -29,8 +30,8 @@ struct TreeResult {
 
 /**
  * Searches for an optimal solution by branch and price, see BranchingProblem, from the columns and
- * the solution of the root. Equal blocks are kept apart, for branching makes them different. Limits
- * are those of `settings`; what belongs to the problem is set here.
+ * the solution of the root. Equal blocks are kept apart only where there are rays. Limits are those
+ * of `settings`; what belongs to the problem is set here.
  */
 TreeResult search_tree(const RootResult &root, const PricingLimits &limits,
                        quarn::branch_and_price::Settings settings);

@@ -10,6 +10,7 @@
 #include "examples/dantzig_wolfe/decomposition.h"
 #include "examples/dantzig_wolfe/master_column.h"
 #include "examples/dantzig_wolfe/model.h"
+#include "examples/dantzig_wolfe/point_sets.h"
 
 namespace dantzig_wolfe {
 
@@ -18,11 +19,6 @@ struct LinkingRow {
   int32_t row;  ///< of the file
   double lower, upper;
   int32_t master = -1;  ///< index in the master; -1 for a row that demands nothing
-};
-
-/// Of a variable or a value.
-struct Range {
-  double lower, upper;
 };
 
 /// A variable outside of the blocks as a part of a column:  base + direction * share.

@@ -45,22 +45,36 @@ Coefficients RestrictedMaster::coefficients_of(const MasterColumn &column) const
 bool RestrictedMaster::add(const MasterColumn &column) {
   if (!known_.insert(to_text(column)).second) return false;
   const Coefficients found = coefficients_of(column);
-  std::vector<int> indices;
-  std::vector<double> values;
   for (const Entry &entry : found.entries) {
-    indices.push_back(entry.index);
-    values.push_back(entry.value);
+    new_rows_.push_back(entry.index);
+    new_values_.push_back(entry.value);
   }
-  const double upper = column.kind == MasterColumn::Kind::outside
-                           ? reformulation_.outside()[column.owner].upper
-                           : kInfinite;
-  simplex_.addColumn(static_cast<int>(indices.size()), indices.data(), values.data(), 0.0,
-                     coin_bound(upper), found.cost);
+  new_starts_.push_back(static_cast<CoinBigIndex>(new_rows_.size()));
+  new_costs_.push_back(found.cost);
+  new_uppers_.push_back(coin_bound(column.kind == MasterColumn::Kind::outside
+                                       ? reformulation_.outside()[column.owner].upper
+                                       : kInfinite));
   columns_.push_back(column);
   return true;
 }
 
+/// All at once: each call copies the matrix.
+void RestrictedMaster::hand_over_columns() {
+  const std::vector<double> zeros(new_costs_.size(), 0.0);
+  if (!new_costs_.empty()) {
+    simplex_.addColumns(static_cast<int>(new_costs_.size()), zeros.data(), new_uppers_.data(),
+                        new_costs_.data(), new_starts_.data(), new_rows_.data(),
+                        new_values_.data());
+  }
+  new_starts_ = {0};
+  new_rows_.clear();
+  new_values_.clear();
+  new_costs_.clear();
+  new_uppers_.clear();
+}
+
 bool RestrictedMaster::solve() {
+  hand_over_columns();
   simplex_.primal(1);
   if (simplex_.status() != kOptimal) {
     simplex_.allSlackBasis(true);
@@ -76,8 +90,9 @@ bool RestrictedMaster::solve() {
 std::vector<MasterColumn> RestrictedMaster::columns_within(double reduced_cost) const {
   const double *const reduced = simplex_.dualColumnSolution();
   std::vector<MasterColumn> result;
+  const auto solved = static_cast<size_t>(simplex_.numberColumns());
   for (size_t k = 0; k < columns_.size(); ++k) {
-    if (reduced[k] <= reduced_cost) result.push_back(columns_[k]);
+    if (k >= solved || reduced[k] <= reduced_cost) result.push_back(columns_[k]);
   }
   return result;
 }

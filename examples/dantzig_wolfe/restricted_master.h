@@ -44,12 +44,17 @@ class RestrictedMaster {
   enum class Use { continuous, whole, none };
   Use use_of(const MasterColumn &column) const;
   Coefficients coefficients_of(const MasterColumn &column) const;
+  void hand_over_columns();
 
   const Reformulation &reformulation_;
   ClpSimplex simplex_;  ///< linking rows, then a convexity row for each block
   std::vector<MasterColumn> columns_;
   std::vector<double> values_;
   std::unordered_set<std::string> known_;
+  // Columns that the simplex method has not been given yet, the last ones of columns_.
+  std::vector<CoinBigIndex> new_starts_ = {0};
+  std::vector<int> new_rows_;
+  std::vector<double> new_values_, new_costs_, new_uppers_;
 };
 
 }  // namespace dantzig_wolfe
