@@ -15,8 +15,9 @@ constexpr double kExcluded = 1e-6;
 // Nodes are solved no more loosely than this.
 constexpr double kLoosest = 1e-3;
 // Times the tolerance, for a node that was solved to it and has neither a gap that the search takes
-// for closed nor a branching: the two tolerances may be the same.
-constexpr double kSharper = 0.1;
+// for closed nor a branching: the two tolerances may be the same, and where costs cancel that of a
+// master is relative to what is added up.
+constexpr double kSharper = 0.01;
 // What a branching candidate gains in a child counts at least this much.
 constexpr double kLeastGain = 1e-6;
 
