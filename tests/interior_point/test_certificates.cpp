@@ -259,12 +259,12 @@ TEST(UnboundedColumn, IsNamedBeforeTheFirstIteration) {
 }
 
 TEST(Proof, FailsByTheLeastThatMatters) {
-  // x >= 1 and x <= 1 - gap: the multipliers are 1 and -1.
-  const auto proves = [](double gap, double first, double second, double upper) {
+  // x >= 1 and x <= 1 - gap for an x from 0 on, or all of it shifted: the multipliers are 1 and -1.
+  const auto proves = [](double gap, double first, double second, double upper, double shift = 0) {
     LinearProgram program;
-    program.add_row(kGreaterEqual, 1.0);
-    program.add_row(kLessEqual, 1.0 - gap);
-    program.add_column(1.0, 0.0, upper, {{0, 1.0}, {1, 1.0}});
+    program.add_row(kGreaterEqual, shift + 1.0);
+    program.add_row(kLessEqual, shift + 1.0 - gap);
+    program.add_column(1.0, shift, upper, {{0, 1.0}, {1, 1.0}});
     interior_point::Vector<double> y = {first, second};
     return proves_infeasibility(form_of(program), &y);
   };
@@ -272,16 +272,20 @@ TEST(Proof, FailsByTheLeastThatMatters) {
   EXPECT_TRUE(proves(1e-6, 1.0, -1.0, kNoBound));
   EXPECT_FALSE(proves(1e-9, 1.0, -1.0, kNoBound));
   EXPECT_FALSE(proves(0.5, -1.0, 1.0, kNoBound));
+  // A shift leaves its rounding error in the right-hand sides.
+  EXPECT_TRUE(proves(1e-5, 1.0, -1.0, kNoBound, 1e8));
+  EXPECT_FALSE(proves(5e-7, 1.0, -1.0, kNoBound, 1e8));
   // What is left of the column counts with its bound, or where it has none with a huge x.
   EXPECT_FALSE(proves(0.5, 1.0, -1.0 + 1e-7, kNoBound));
   EXPECT_TRUE(proves(0.5, 1.0, -1.0 + 1e-7, 1e6));
   EXPECT_FALSE(proves(0.5, 1.0, -1.0 + 1e-7, 1e7));
 
   // minimise -x_1 + (1 - gain) x_2 subject to x_1 - x_2 = 1, the bound as for the multipliers.
-  const auto is_ray = [](double gain, double first, double second, double upper) {
+  const auto is_ray = [](double gain, double first, double second, double upper,
+                         double lower = 0.0) {
     LinearProgram program;
     program.add_row(kEqual, 1.0);
-    program.add_column(-1.0, 0.0, upper, {{0, 1.0}});
+    program.add_column(-1.0, lower, upper, {{0, 1.0}});
     program.add_column(1.0 - gain, 0.0, kNoBound, {{0, -1.0}});
     program.add_column(4.0, 0.0, kNoBound, {{0, 2.0}});
     interior_point::Vector<double> d = {first, second, 0.0};
@@ -291,6 +295,8 @@ TEST(Proof, FailsByTheLeastThatMatters) {
   EXPECT_TRUE(is_ray(1e-6, 1.0, 1.0, kNoBound));
   EXPECT_FALSE(is_ray(1e-9, 1.0, 1.0, kNoBound));
   EXPECT_FALSE(is_ray(0.5, 1.0, 1.0, 1e12));
+  EXPECT_TRUE(is_ray(0.5, 1.0, 1.0, kNoBound, -kNoBound));
+  EXPECT_FALSE(is_ray(0.5, 1.0, 1.0, 1e9, -1e9)) << "free in the form alone";
   EXPECT_FALSE(is_ray(0.5, 1.0, 0.0, kNoBound));
   EXPECT_FALSE(is_ray(0.5, -1.0, -1.0, kNoBound));
 }
