@@ -16,6 +16,9 @@ namespace {
 // would take memory and a call for a few dozen products.
 constexpr double kShortestLong = 8.0;
 
+// So many of the long ones make a rank-k update.
+constexpr size_t kLongAtOnce = 512;
+
 /// Everything that does not change between factorisations.
 struct BlockPattern {
   int32_t entries = 0;  ///< of the A for which the set was chosen
@@ -255,7 +258,7 @@ class BlockFactorisation : public Factorisation {
   Vector<double> cross_;           // C D^-1/2 when dense, order x eliminated
   Vector<double> weight_;          // per update of (5)
   Vector<double> value_;           // per entry of the updates
-  Vector<double> panel_;           // the long updates, scaled
+  Vector<double> panel_;           // some of the long updates, scaled
   mutable Vector<double> work_;    // order + eliminated
 };
 
@@ -268,7 +271,7 @@ BlockFactorisation::BlockFactorisation(std::shared_ptr<const BlockPattern> patte
   if (p_.dense_cross) cross_.resize(order * static_cast<size_t>(p_.eliminated));
   weight_.resize(static_cast<size_t>(p_.updates()));
   value_ = p_.update_value;
-  panel_.resize(order * p_.long_update.size());
+  panel_.resize(order * std::min(p_.long_update.size(), kLongAtOnce));
   work_.resize(static_cast<size_t>(p_.rows));
 }
 
@@ -338,18 +341,19 @@ void BlockFactorisation::form_schur_column(int32_t k, double *column) {
 }
 
 void BlockFactorisation::add_long_updates() {
-  if (p_.long_update.empty()) return;
-  std::fill(panel_.begin(), panel_.end(), 0.0);
-  double *column = panel_.data();
-  for (const int32_t s : p_.long_update) {
-    const double root = std::sqrt(weight_[s]);
-    for (int32_t t = p_.update_start[s]; t < p_.update_start[s + 1]; ++t) {
-      column[p_.update_row[t]] = root * value_[t];
+  for (size_t first = 0; first < p_.long_update.size(); first += kLongAtOnce) {
+    const size_t end = std::min(p_.long_update.size(), first + kLongAtOnce);
+    std::fill(panel_.begin(), panel_.end(), 0.0);
+    double *column = panel_.data();
+    for (size_t k = first; k < end; ++k, column += p_.order) {
+      const int32_t s = p_.long_update[k];
+      const double root = std::sqrt(weight_[s]);
+      for (int32_t t = p_.update_start[s]; t < p_.update_start[s + 1]; ++t) {
+        column[p_.update_row[t]] = root * value_[t];
+      }
     }
-    column += p_.order;
+    schur_.add_outer_product(static_cast<int32_t>(end - first), 1.0, panel_.data(), p_.order);
   }
-  dense::add_outer_product(p_.order, static_cast<int32_t>(p_.long_update.size()), panel_.data(),
-                           p_.order, schur_.data(), p_.order);
 }
 
 bool BlockFactorisation::compute(const double *theta, const double *added) {
@@ -360,8 +364,7 @@ bool BlockFactorisation::compute(const double *theta, const double *added) {
   for (int32_t k = 0; k < p_.order; ++k) form_schur_column(k, schur_.column(k));
   add_long_updates();
   if (p_.dense_cross) {
-    dense::subtract_outer_product(p_.order, p_.eliminated, cross_.data(), p_.order, schur_.data(),
-                                  p_.order);
+    schur_.add_outer_product(p_.eliminated, -1.0, cross_.data(), p_.order);
   }
   return schur_.factorise();
 }

@@ -143,7 +143,7 @@ void ColumnFactorisation::form_panel() {
 
 bool ColumnFactorisation::factorise_columns(const double *theta) {
   columns_.resize(p_.columns());
-  dense::inner_product(p_.columns(), early_, panel_.data(), p_.rows, columns_.data(), p_.columns());
+  columns_.set_to_inner_product(early_, panel_.data(), p_.rows);
   for (int32_t j = 0; j < p_.columns(); ++j) columns_.column(j)[j] += 1.0 / theta[p_.column[j]];
   return columns_.factorise();
 }
@@ -159,7 +159,7 @@ bool ColumnFactorisation::factorise_late_rows() {
     for (int32_t k = 0; k < late(); ++k, to += columns) *to = of_column[k];
   }
   columns_.solve_lower(late(), cross_.data());
-  dense::inner_product(late(), columns, cross_.data(), columns, rows_.data(), late());
+  rows_.set_to_inner_product(columns, cross_.data(), columns);
   for (int32_t k = 0; k < late(); ++k) rows_.column(k)[k] += diagonal_[order_[early_ + k]];
   return rows_.factorise();
 }

@@ -1,5 +1,7 @@
 #include "interior_point/linear_algebra/dense_cholesky.h"
 
+#include <algorithm>
+
 #include "interior_point/linear_algebra/dense_kernel.h"
 
 namespace interior_point {
@@ -10,19 +12,71 @@ namespace {
 // time with 100 rows, the solves with it 0.6; with 200 rows 1.2 and 0.65.
 constexpr int32_t kSmallOrder = 128;
 
+// Above this order the matrix is held in blocks of so many columns: their products run as fast as
+// those of a whole factorisation.
+constexpr int32_t kOneBlock = 1024;
+constexpr int32_t kBlockWidth = 384;
+
 }  // namespace
 
 bool DenseCholesky::is_small() const { return order_ <= kSmallOrder; }
 
+int32_t DenseCholesky::columns(int32_t b) const { return std::min(width_, order_ - first(b)); }
+
 void DenseCholesky::resize(int32_t order) {
   order_ = order;
-  numbers_.resize(static_cast<size_t>(order) * static_cast<size_t>(order));
+  width_ = order <= kOneBlock ? std::max(order, 1) : kBlockWidth;
+  start_.clear();
+  int64_t size = 0;
+  for (int32_t from = 0; from < order; from += width_) {
+    start_.push_back(size);
+    size += static_cast<int64_t>(order - from) * std::min(width_, order - from);
+  }
+  numbers_.resize(static_cast<size_t>(size));
+}
+
+void DenseCholesky::add_outer_product(int32_t k, double alpha, const double *v, int32_t leading_v) {
+  for (int32_t b = 0; b < blocks(); ++b) {
+    const double *own = v + first(b);
+    dense::add_outer_product(columns(b), k, alpha, own, leading_v, block(b), leading(b));
+    dense::add_product_transposed(below(b), columns(b), k, alpha, own + columns(b), leading_v, own,
+                                  leading_v, block(b) + columns(b), leading(b));
+  }
+}
+
+void DenseCholesky::set_to_inner_product(int32_t k, const double *v, int32_t leading_v) {
+  for (int32_t b = 0; b < blocks(); ++b) {
+    const double *own = v + static_cast<int64_t>(first(b)) * leading_v;
+    const double *others = own + static_cast<int64_t>(columns(b)) * leading_v;
+    dense::inner_product(columns(b), k, own, leading_v, block(b), leading(b));
+    dense::transposed_product(below(b), columns(b), k, others, leading_v, own, leading_v,
+                              block(b) + columns(b), leading(b));
+  }
+}
+
+/// Factorises one block and takes its share from those behind it.
+bool DenseCholesky::factorise_block(int32_t b) {
+  const int32_t width = columns(b);
+  if (!dense::cholesky(width, block(b), leading(b))) return false;
+  dense::solve_from_right(below(b), width, block(b), leading(b), block(b) + width, leading(b));
+  for (int32_t c = b + 1; c < blocks(); ++c) {
+    const double *rows = block(b) + first(c) - first(b);
+    dense::add_outer_product(columns(c), width, -1.0, rows, leading(b), block(c), leading(c));
+    dense::add_product_transposed(below(c), columns(c), width, -1.0, rows + columns(c), leading(b),
+                                  rows, leading(b), block(c) + columns(c), leading(c));
+  }
+  return true;
 }
 
 bool DenseCholesky::factorise() {
-  if (!is_small()) return dense::cholesky(order_, numbers_.data(), order_);
-  double scratch[kScratchPerColumn * kSmallOrder];
-  return kernels_.factorise(order_, order_, nullptr, numbers_.data(), scratch);
+  if (is_small()) {
+    double scratch[kScratchPerColumn * kSmallOrder];
+    return kernels_.factorise(order_, order_, nullptr, numbers_.data(), scratch);
+  }
+  for (int32_t b = 0; b < blocks(); ++b) {
+    if (!factorise_block(b)) return false;
+  }
+  return true;
 }
 
 void DenseCholesky::solve_lower(int32_t count, double *x) const {
@@ -30,18 +84,32 @@ void DenseCholesky::solve_lower(int32_t count, double *x) const {
     for (int32_t k = 0; k < count; ++k, x += order_) {
       kernels_.solve(order_, order_, numbers_.data(), x);
     }
-  } else if (count == 1) {
-    dense::solve_lower(order_, numbers_.data(), order_, x);
-  } else {
-    dense::solve_lower_block(order_, count, numbers_.data(), order_, x, order_);
+    return;
+  }
+  for (int32_t b = 0; b < blocks(); ++b, x += width_) {
+    const int32_t width = columns(b);
+    if (count == 1) {
+      dense::solve_lower(width, block(b), leading(b), x);
+      dense::add_matrix_vector(below(b), width, -1.0, block(b) + width, leading(b), x, x + width);
+    } else {
+      dense::solve_lower_block(width, count, block(b), leading(b), x, order_);
+      dense::subtract_product(below(b), count, width, block(b) + width, leading(b), x, order_,
+                              x + width, order_);
+    }
   }
 }
 
 void DenseCholesky::solve_lower_transposed(double *x) const {
   if (is_small()) {
     kernels_.solve_transposed(order_, order_, numbers_.data(), x);
-  } else {
-    dense::solve_lower_transposed(order_, numbers_.data(), order_, x);
+    return;
+  }
+  for (int32_t b = blocks(); b-- > 0;) {
+    const int32_t width = columns(b);
+    double *own = x + first(b);
+    dense::add_transposed_vector(below(b), width, -1.0, block(b) + width, leading(b), own + width,
+                                 own);
+    dense::solve_lower_transposed(width, block(b), leading(b), own);
   }
 }
 

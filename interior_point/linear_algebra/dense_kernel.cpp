@@ -107,16 +107,10 @@ void solve_from_right(int32_t k, int32_t order, const double *l, int32_t leading
   dtrsm_("R", "L", "T", "N", &k, &order, &kOne, l, &leading, b, &leading_b);
 }
 
-void subtract_outer_product(int32_t order, int32_t k, const double *a, int32_t leading, double *c,
-                            int32_t leading_c) {
+void add_outer_product(int32_t order, int32_t k, double alpha, const double *a, int32_t leading,
+                       double *c, int32_t leading_c) {
   if (order == 0 || k == 0) return;
-  dsyrk_("L", "N", &order, &k, &kMinusOne, a, &leading, &kOne, c, &leading_c);
-}
-
-void add_outer_product(int32_t order, int32_t k, const double *a, int32_t leading, double *c,
-                       int32_t leading_c) {
-  if (order == 0 || k == 0) return;
-  dsyrk_("L", "N", &order, &k, &kOne, a, &leading, &kOne, c, &leading_c);
+  dsyrk_("L", "N", &order, &k, &alpha, a, &leading, &kOne, c, &leading_c);
 }
 
 void inner_product(int32_t order, int32_t k, const double *a, int32_t leading, double *c,
@@ -132,10 +126,23 @@ void product_transposed(int32_t m, int32_t n, int32_t k, const double *a, int32_
   dgemm_("N", "T", &m, &n, &k, &kOne, a, &leading_a, b, &leading_b, &kZero, c, &leading_c);
 }
 
+void add_product_transposed(int32_t m, int32_t n, int32_t k, double alpha, const double *a,
+                            int32_t leading_a, const double *b, int32_t leading_b, double *c,
+                            int32_t leading_c) {
+  if (m == 0 || n == 0 || k == 0) return;
+  dgemm_("N", "T", &m, &n, &k, &alpha, a, &leading_a, b, &leading_b, &kOne, c, &leading_c);
+}
+
 void transposed_product(int32_t m, int32_t n, int32_t k, const double *a, int32_t leading_a,
                         const double *b, int32_t leading_b, double *c, int32_t leading_c) {
   if (m == 0 || n == 0) return;
   dgemm_("T", "N", &m, &n, &k, &kOne, a, &leading_a, b, &leading_b, &kZero, c, &leading_c);
+}
+
+void subtract_product(int32_t m, int32_t n, int32_t k, const double *a, int32_t leading_a,
+                      const double *c, int32_t leading_c, double *b, int32_t leading_b) {
+  if (m == 0 || n == 0 || k == 0) return;
+  dgemm_("N", "N", &m, &n, &k, &kMinusOne, a, &leading_a, c, &leading_c, &kOne, b, &leading_b);
 }
 
 void solve_lower_block(int32_t order, int32_t k, const double *l, int32_t leading, double *b,

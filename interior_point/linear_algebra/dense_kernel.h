@@ -40,13 +40,9 @@ bool cholesky(int32_t order, double *a, int32_t leading);
 void solve_from_right(int32_t k, int32_t order, const double *l, int32_t leading, double *b,
                       int32_t leading_b);
 
-/// C = C - A A' for the order x k matrix A, in the lower triangle of C.
-void subtract_outer_product(int32_t order, int32_t k, const double *a, int32_t leading, double *c,
-                            int32_t leading_c);
-
-/// C = C + A A', as above.
-void add_outer_product(int32_t order, int32_t k, const double *a, int32_t leading, double *c,
-                       int32_t leading_c);
+/// C = C + alpha A A' for the order x k matrix A, in the lower triangle of C.
+void add_outer_product(int32_t order, int32_t k, double alpha, const double *a, int32_t leading,
+                       double *c, int32_t leading_c);
 
 /// C = A'A for the k x order matrix A, in the lower triangle of C.
 void inner_product(int32_t order, int32_t k, const double *a, int32_t leading, double *c,
@@ -56,9 +52,18 @@ void inner_product(int32_t order, int32_t k, const double *a, int32_t leading, d
 void product_transposed(int32_t m, int32_t n, int32_t k, const double *a, int32_t leading_a,
                         const double *b, int32_t leading_b, double *c, int32_t leading_c);
 
+/// C = C + alpha A B' for the m x k matrix A and the n x k matrix B.
+void add_product_transposed(int32_t m, int32_t n, int32_t k, double alpha, const double *a,
+                            int32_t leading_a, const double *b, int32_t leading_b, double *c,
+                            int32_t leading_c);
+
 /// C = A'B for the k x m matrix A and the k x n matrix B.
 void transposed_product(int32_t m, int32_t n, int32_t k, const double *a, int32_t leading_a,
                         const double *b, int32_t leading_b, double *c, int32_t leading_c);
+
+/// B = B - A C for the m x k matrix A and the k x n matrix C.
+void subtract_product(int32_t m, int32_t n, int32_t k, const double *a, int32_t leading_a,
+                      const double *c, int32_t leading_c, double *b, int32_t leading_b);
 
 /// B = L^-1 B for the order x k block B.
 void solve_lower_block(int32_t order, int32_t k, const double *l, int32_t leading, double *b,

@@ -12,6 +12,7 @@
 
 #include "interior_point/linear_algebra/block_factorisation.h"
 #include "interior_point/linear_algebra/column_factorisation.h"
+#include "interior_point/linear_algebra/dense_cholesky.h"
 #include "interior_point/linear_algebra/dense_kernel.h"
 #include "interior_point/linear_algebra/factorisation_choice.h"
 #include "interior_point/linear_algebra/panel_kernels.h"
@@ -297,6 +298,41 @@ TEST(SparseFactorisation, IsMadeBelowItsWorkLimitAlone) {
       const double most = augmented.empty() ? 1.001 : interior_point::kScatterCost;
       EXPECT_NE(make_sparse_factorisation(A, augmented, most * work + 1.0), nullptr) << shape.name;
     }
+  }
+}
+
+/// Of one block, of several, and with a block that is cut short.
+TEST(DenseCholesky, HoldsItsBlocksTogether) {
+  const interior_point::BlasThreads one_thread;
+  Random random(7);
+  for (const int32_t order : {130, 1152, 1300}) {
+    const auto draw = [&](Eigen::Index rows, Eigen::Index columns) {
+      Eigen::MatrixXd V(rows, columns);
+      for (double &e : V.reshaped()) e = random.entry();
+      return V;
+    };
+    const Eigen::MatrixXd inner = draw(30, order), outer = draw(order, 20), B = draw(order, 3);
+    interior_point::DenseCholesky f;
+    f.resize(order);
+    f.set_to_inner_product(30, inner.data(), 30);
+    f.add_outer_product(20, 0.5, outer.data(), order);
+    Eigen::MatrixXd M = inner.transpose() * inner + 0.5 * outer * outer.transpose();
+    for (int32_t k = 0; k < order; ++k) f.column(k)[k] += 1.0 + k % 7;
+    for (int32_t k = 0; k < order; ++k) M(k, k) += 1.0 + k % 7;
+    EXPECT_NEAR(f.column(5)[order - 1], M(order - 1, 5), 1e-9);
+    ASSERT_TRUE(f.factorise());
+    Eigen::MatrixXd together = B, X = B;
+    f.solve_lower(3, together.data());
+    for (Eigen::Index k = 0; k < 3; ++k) {
+      f.solve_lower(1, X.col(k).data());
+      EXPECT_LE((X.col(k) - together.col(k)).norm(), 1e-11 * X.col(k).norm());
+      f.solve_lower_transposed(X.col(k).data());
+    }
+    EXPECT_LE((M * X - B).norm(), 1e-13 * order * (M.norm() * X.norm())) << order;
+    f.resize(order);
+    f.set_to_inner_product(30, inner.data(), 30);
+    for (int32_t k = 0; k < order; ++k) f.column(k)[k] += k == order - 2 ? -1e9 : 1.0;
+    EXPECT_FALSE(f.factorise()) << order;
   }
 }
 
