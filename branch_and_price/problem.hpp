@@ -101,9 +101,9 @@ class QUARN_CPP_PUBLIC Problem {
   virtual double coefficient(const Decision &decision, const Column &column,
                              const std::vector<Entry> &entries) const;
 
-  /// Rows that all integer solutions keep to and this fractional one does not, as decisions with a
-  /// row: they hold for the node and those below it. Asked for when a node's master has been
-  /// solved, up to Settings::cut_rounds times; none by default.
+  /// What all integer solutions keep to and this fractional one does not: decisions that bring a
+  /// row or forbid columns. They hold for the node and those below it. Asked for when a node's
+  /// master has been solved, up to Settings::cut_rounds times; none by default.
   virtual std::vector<Decision> cuts(const Relaxation &relaxation);
 
   /// How a fractional solution is excluded: candidates, the best first. One of them is taken.

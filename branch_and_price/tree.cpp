@@ -272,7 +272,7 @@ std::vector<Decision> Tree::violated_cuts(const NodeMaster &at, const Generation
   std::vector<Decision> cuts = frame_.problem.cuts(relaxation);
   cuts.erase(std::remove_if(cuts.begin(), cuts.end(),
                             [&](const Decision &cut) {
-                              return !cut.row || !excludes(at, generation.result.values, {cut});
+                              return !excludes(at, generation.result.values, {cut});
                             }),
              cuts.end());
   return cuts;

@@ -19,7 +19,8 @@ namespace vehicle_routing {
 /// Decisions are on an arc (i, j): `with` forbids all other arcs out of i and into j, as far as
 /// these are customers, `without` the arc itself. Neither needs a row; pricing is that of a network
 /// with fewer arcs. Cuts are those of route_cuts.h: `cut`, with the three customers and the memory
-/// as numbers.
+/// as numbers. `memory` makes neighbourhoods larger than the root's, by pairs of a customer and one
+/// who remembers it: all those on the way from the root, so that the last decision tells them.
 class IntegerRoutes : public quarn::branch_and_price::Problem {
  public:
   /// `instance` has to outlive the problem; `master` has equations.
@@ -47,7 +48,8 @@ class IntegerRoutes : public quarn::branch_and_price::Problem {
  private:
   /// The network of a node, with what pricing keeps between its rounds.
   struct Node {
-    Node(const Instance &instance, int32_t ng_size) : network(instance, ng_size) {}
+    Node(const Instance &instance, int32_t ng_size, const Remembered &more)
+        : network(instance, ng_size, more) {}
 
     std::vector<quarn::branch_and_price::Decision> decisions;
     std::vector<int32_t> served;  ///< customers that a dive is done with
@@ -55,6 +57,9 @@ class IntegerRoutes : public quarn::branch_and_price::Problem {
     std::unique_ptr<RoutePricer> pricer;
   };
 
+  struct Cuts;
+
+  void add_column(const Route &route, const Cuts &cuts, quarn::Columns &columns) const;
   Node &node_of(const quarn::branch_and_price::Subproblem &at);
   quarn::branch_and_price::Solution solution_of(const std::vector<Route> &routes) const;
   void forbid(const quarn::branch_and_price::Decision &decision, Network &network) const;
@@ -63,6 +68,13 @@ class IntegerRoutes : public quarn::branch_and_price::Problem {
   std::vector<quarn::Row> rows_;
   int32_t ng_size_;
   int32_t most_;
+  const Network &remembering(const quarn::branch_and_price::Decision &decision) const;
+  std::vector<quarn::branch_and_price::Decision> longer_memory(
+      const quarn::branch_and_price::Relaxation &relaxation) const;
+
+  /// The neighbourhoods that were last asked for.
+  mutable std::vector<int64_t> remembered_;
+  mutable std::unique_ptr<Network> remembering_;
   RouteSearch search_;
   size_t labels_ = 0;      ///< of the last complete search
   int32_t searched_ = 0;   ///< calls of the heuristic

@@ -56,8 +56,8 @@ void LabelSetting::choose_arcs(const std::vector<double> &cost, int32_t latest, 
   }
 }
 
-void LabelSetting::run(const std::vector<double> &cost, const CutPrices &cuts, Dominance dominance,
-                       int32_t latest, size_t arcs) {
+bool LabelSetting::run(const std::vector<double> &cost, const CutPrices &cuts, Dominance dominance,
+                       int32_t latest, size_t arcs, size_t most) {
   clear();
   cuts_ = &cuts;
   choose_arcs(cost, latest, arcs);
@@ -66,12 +66,19 @@ void LabelSetting::run(const std::vector<double> &cost, const CutPrices &cuts, D
   insert({0.0, 0, opening, 0, 0, -1, -1, -1, {}});
   extend(0);
   for (int32_t time = 0; time <= latest; time += slot_) {
-    for (int32_t node = 1; node < network_.nodes(); ++node) settle(pending(time, node));
+    for (int32_t node = 1; node < network_.nodes() && created_ <= most; ++node) {
+      settle(pending(time, node));
+    }
+  }
+  if (created_ > most) {
+    for (auto &labels : pending_) labels.clear();
+    return false;
   }
   for (Settled &settled : settled_) {
     std::sort(settled.labels.begin(), settled.labels.end(),
               [this](int32_t a, int32_t b) { return label(a).cost < label(b).cost; });
   }
+  return true;
 }
 
 /// Settles the labels, of one node and slot, that are not dominated, and extends them. Most are
@@ -148,7 +155,7 @@ bool LabelSetting::is_dominated(Label &label) {
     if (entry.cost <= label.cost && is_dominated_by(entry, label)) return true;
   }
   // One test rejects nearly all entries that do not dominate.
-  const Memory open = dominance_ == Dominance::kExact ? ~label.memory : 0;
+  const Memory open = dominance_ >= Dominance::kMemory ? ~label.memory : 0;
   const int32_t most = dominance_ == Dominance::kTimeCost ? INT32_MAX : label.load;
   for (size_t b = own + 1; b-- > 0 && settled.least[b] <= label.cost;) {
     for (const Entry &entry : settled.buckets[b]) {
@@ -170,7 +177,8 @@ bool LabelSetting::is_dominated_by(const Entry &entry, Label &label) const {
   if (dominance_ == Dominance::kTimeLoadCost) return true;
   if ((entry.memory & ~label.memory) != 0) return false;
   const CutSet more = this->label(entry.label).open - label.open;
-  if (!more.empty() && entry.cost + cuts_->price(more) > label.cost) return false;
+  const bool pays = dominance_ == Dominance::kExact && !more.empty();
+  if (pays && entry.cost + cuts_->price(more) > label.cost) return false;
   if (entry.last < 0 || entry.last == label.last) return true;
   if (label.only >= 0) return label.only != entry.last;
   label.only = entry.last;

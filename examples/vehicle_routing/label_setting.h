@@ -4,6 +4,7 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <limits>
 #include <vector>
 
 #include "examples/vehicle_routing/network.h"
@@ -15,7 +16,8 @@ namespace vehicle_routing {
 enum class Dominance {
   kTimeCost,      ///< time and cost alone: heuristic, a handful of labels
   kTimeLoadCost,  ///< load as well: heuristic where capacity matters
-  kExact,         ///< memory as well: no route is lost that matters
+  kMemory,        ///< memory as well: heuristic where there are cuts
+  kExact,         ///< cuts as well: no route is lost that matters
 };
 
 /// A path from the depot to `node`, in one of the two directions.
@@ -56,9 +58,10 @@ class LabelSetting {
 
   /// Sets labels for the arc costs d_ij - u_j (`cost`, by arc) and the prices of cuts, up to the
   /// time `latest` inclusive, over the `arcs` cheapest arcs out of every customer (all out of the
-  /// depot). Labels of an earlier run are gone. `cuts` has to live on.
-  void run(const std::vector<double> &cost, const CutPrices &cuts, Dominance dominance,
-           int32_t latest, size_t arcs);
+  /// depot). Labels of an earlier run are gone. `cuts` has to live on. False when there are more
+  /// than `most` labels, some of which are then missing.
+  bool run(const std::vector<double> &cost, const CutPrices &cuts, Dominance dominance,
+           int32_t latest, size_t arcs, size_t most = std::numeric_limits<size_t>::max());
 
   /// Settled labels of a node, cheapest first; one at the depot, of the empty path.
   const std::vector<int32_t> &settled(int32_t node) const {

@@ -4,7 +4,7 @@
 
 namespace vehicle_routing {
 
-Network::Network(const Instance &instance, int32_t ng_size)
+Network::Network(const Instance &instance, int32_t ng_size, const Remembered &more)
     : nodes_(static_cast<int32_t>(instance.nodes.size())),
       capacity_(instance.capacity),
       horizon_(instance.nodes[0].due) {
@@ -14,7 +14,7 @@ Network::Network(const Instance &instance, int32_t ng_size)
   }
   forbidden_.assign(length_.size(), 0);
   make_directions(instance);
-  make_neighbourhoods(std::clamp(ng_size, 1, std::min(nodes_, kLargestNeighbourhood)));
+  make_neighbourhoods(std::clamp(ng_size, 1, std::min(nodes_, kLargestNeighbourhood)), more);
 }
 
 static void add_successors(Network::Direction &direction, const Network &network) {
@@ -56,6 +56,18 @@ void Network::make_directions(const Instance &instance) {
   }
 }
 
+bool Network::is_allowed(const Route &route) const {
+  Memory memory = 0;
+  int32_t last = 0;
+  for (const int32_t i : route) {
+    const int32_t known = last > 0 ? bit(i, last) : -1;
+    if (known >= 0 && (memory >> known & 1U) != 0) return false;
+    memory = (last > 0 ? carry(memory, last, i) : 0) | Memory{1} << bit(i, i);
+    last = i;
+  }
+  return true;
+}
+
 void Network::forbid(int32_t i, int32_t j) {
   forbidden_[arc(i, j)] = 1;
   const auto remove = [](std::vector<int32_t> &list, int32_t node) {
@@ -77,26 +89,30 @@ std::vector<int32_t> Network::neighbourhood(int32_t j, int32_t ng_size) const {
   return members;
 }
 
-void Network::make_neighbourhoods(int32_t ng_size) {
-  ng_size_ = ng_size;
+void Network::make_neighbourhoods(int32_t ng_size, const Remembered &more) {
   const size_t arcs = length_.size();
   bit_.assign(arcs, -1);
   kept_.assign(arcs, 0);
-  carry_.assign(arcs * static_cast<size_t>(ng_size), 0);
   std::vector<std::vector<int32_t>> members(1);  // the depot's is empty
-  for (int32_t j = 1; j < nodes_; ++j) {
-    members.push_back(neighbourhood(j, ng_size));
-    for (size_t b = 0; b < members.back().size(); ++b) {
-      bit_[arc(members.back()[b], j)] = static_cast<int8_t>(b);
-    }
+  for (int32_t j = 1; j < nodes_; ++j) members.push_back(neighbourhood(j, ng_size));
+  for (const auto &[i, j] : more) {
+    auto &list = members[static_cast<size_t>(j)];
+    const bool is_there = std::find(list.begin(), list.end(), i) != list.end();
+    if (!is_there && list.size() < kLargestNeighbourhood) list.push_back(i);
   }
+  for (int32_t j = 1; j < nodes_; ++j) {
+    const auto &list = members[static_cast<size_t>(j)];
+    ng_size_ = std::max(ng_size_, static_cast<int32_t>(list.size()));
+    for (size_t b = 0; b < list.size(); ++b) bit_[arc(list[b], j)] = static_cast<int8_t>(b);
+  }
+  carry_.assign(arcs * static_cast<size_t>(ng_size_), 0);
   for (int32_t i = 1; i < nodes_; ++i) {
     for (int32_t j = 1; j < nodes_; ++j) {
       for (size_t b = 0; b < members[static_cast<size_t>(i)].size(); ++b) {
         const int32_t there = bit(members[static_cast<size_t>(i)][b], j);
         if (there < 0) continue;
         kept_[arc(i, j)] |= Memory{1} << b;
-        carry_[arc(i, j) * static_cast<size_t>(ng_size) + b] = static_cast<int8_t>(there);
+        carry_[arc(i, j) * static_cast<size_t>(ng_size_) + b] = static_cast<int8_t>(there);
       }
     }
   }

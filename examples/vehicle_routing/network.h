@@ -2,6 +2,7 @@
 #define EXAMPLES_VEHICLE_ROUTING_NETWORK_H
 
 #include <cstdint>
+#include <utility>
 #include <vector>
 
 #include "examples/vehicle_routing/instance.h"
@@ -11,6 +12,8 @@ namespace vehicle_routing {
 /// A set of customers of one neighbourhood, bit b for its b-th member.
 using Memory = uint64_t;
 constexpr int32_t kLargestNeighbourhood = 64;
+/// Pairs (i, j): customer i is in the neighbourhood of customer j.
+using Remembered = std::vector<std::pair<int32_t, int32_t>>;
 
 /**
  * What pricing knows of an instance before it knows any duals: lengths, the arcs that some route
@@ -37,7 +40,8 @@ class Network {
 
   /// Neighbourhoods are the nearest customers, itself included, at most `ng_size` of them, up to
   /// kLargestNeighbourhood; a customer that time forbids to return to is never needed.
-  Network(const Instance &instance, int32_t ng_size);
+  /// `more` are pairs of a customer and one whose neighbourhood it joins, up to that limit.
+  Network(const Instance &instance, int32_t ng_size, const Remembered &more = {});
 
   int32_t nodes() const { return nodes_; }
   int32_t capacity() const { return capacity_; }
@@ -60,6 +64,9 @@ class Network {
   /// Bit of customer i in the memory of node j, or -1 if i is not in its neighbourhood.
   int32_t bit(int32_t i, int32_t j) const { return bit_[arc(i, j)]; }
 
+  /// Whether the route returns to no customer that it remembers.
+  bool is_allowed(const Route &route) const;
+
   /// What of the memory at node i is remembered at node j.
   Memory carry(Memory memory, int32_t i, int32_t j) const {
     Memory carried = 0;
@@ -72,7 +79,7 @@ class Network {
 
  private:
   void make_directions(const Instance &instance);
-  void make_neighbourhoods(int32_t ng_size);
+  void make_neighbourhoods(int32_t ng_size, const Remembered &more);
   std::vector<int32_t> neighbourhood(int32_t j, int32_t ng_size) const;
 
   int32_t nodes_, capacity_, horizon_, ng_size_ = 1;

@@ -67,6 +67,7 @@ class CutPrices {
 
   /// `price` is at least 0. At most kMostCuts.
   void add(const RouteCut &cut, double price);
+  bool empty() const { return prices_.empty(); }
 
   /// What of `open` is left on arrival at customer `to`, whose cuts then turn; adds to the cost.
   CutSet arrive(const CutSet &open, int32_t to, double *cost) const {

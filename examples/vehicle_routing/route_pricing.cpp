@@ -18,6 +18,9 @@ constexpr size_t kMostJoints = 5000;
 // Labels of the two halves may differ by this factor; a step is this part of the depot's window.
 constexpr double kImbalance = 1.3;
 constexpr int32_t kHalfTimeSteps = 20;
+// Labels of a half: where the first attempt is given up, and the last where there are cuts.
+constexpr size_t kFewLabels = 30000;
+constexpr size_t kMostLabels = 2000000;
 constexpr size_t kAllArcs = std::numeric_limits<size_t>::max();
 
 struct Level {
@@ -27,6 +30,7 @@ struct Level {
 
 static const Level kLevels[] = {{Dominance::kTimeCost, 10},
                                 {Dominance::kTimeLoadCost, kAllArcs},
+                                {Dominance::kMemory, kAllArcs},
                                 {Dominance::kExact, kAllArcs}};
 
 RoutePricer::RoutePricer(const Network &network)
@@ -49,8 +53,12 @@ Pricing RoutePricer::price(const double *u, const CutPrices &cuts, double open_g
   cuts_ = &cuts;
   set_costs(u);
   Pricing pricing;
+  joints_.clear();
   for (const Level &level : kLevels) {
-    search(level.dominance, level.arcs);
+    if (level.dominance == Dominance::kMemory && cuts.empty()) continue;
+    // The labels of these joints go with the next search, which may be given up.
+    if (level.dominance >= Dominance::kMemory) pricing.routes = choose_routes(most);
+    if (!search(level.dominance, level.arcs)) return pricing;
     pricing.exact = level.dominance == Dominance::kExact;
     pricing.shortfall = std::accumulate(least_.begin(), least_.end(), 0.0);
     const bool found = !joints_.empty() && joints_.front().reduced_cost < kWorthIt;
@@ -62,21 +70,41 @@ Pricing RoutePricer::price(const double *u, const CutPrices &cuts, double open_g
   return pricing;
 }
 
-void RoutePricer::search(Dominance dominance, size_t arcs) {
-  forward_.run(cost_, *cuts_, dominance, half_time_, arcs);
-  backward_.run(cost_, *cuts_, dominance, network_.horizon() - half_time_ - 1, arcs);
+/// False when there are too many labels.
+bool RoutePricer::search(Dominance dominance, size_t arcs) {
+  if (!set_labels(dominance, arcs)) return false;
   join();
+  return true;
+}
+
+/// Gives up a half that turns out far larger than the other may be, and moves H away from it.
+bool RoutePricer::set_labels(Dominance dominance, size_t arcs) {
+  const size_t enough = cuts_->empty() ? kAllArcs : kMostLabels;
+  for (size_t most = kFewLabels; most <= enough / 2; most *= 2) {
+    if (!forward_.run(cost_, *cuts_, dominance, half_time_, arcs, most)) {
+      shift_half_time(-1);
+    } else if (!backward_.run(cost_, *cuts_, dominance, network_.horizon() - half_time_ - 1, arcs,
+                              most)) {
+      shift_half_time(1);
+    } else {
+      return true;
+    }
+  }
+  return false;
 }
 
 /// The side with more labels gets less of the time in the next round.
 void RoutePricer::move_half_time() {
   const double front = static_cast<double>(forward_.created());
   const double back = static_cast<double>(backward_.created());
+  if (front > kImbalance * back) shift_half_time(-1);
+  if (back > kImbalance * front) shift_half_time(1);
+}
+
+void RoutePricer::shift_half_time(int32_t steps) {
   const int32_t opening = network_.forward().ready[0];
-  const int32_t shift = (network_.horizon() - opening) / kHalfTimeSteps;
-  if (front > kImbalance * back) half_time_ -= shift;
-  if (back > kImbalance * front) half_time_ += shift;
-  half_time_ = std::clamp(half_time_, opening + shift, network_.horizon() - shift);
+  const int32_t step = (network_.horizon() - opening) / kHalfTimeSteps;
+  half_time_ = std::clamp(half_time_ + steps * step, opening + step, network_.horizon() - step);
 }
 
 /// Of the backward labels at every node, cheapest first, what the condition (1) looks at.

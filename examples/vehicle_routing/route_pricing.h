@@ -12,7 +12,7 @@ namespace vehicle_routing {
 
 /// The outcome of pricing.
 struct Pricing {
-  bool exact = false;      ///< whether all ng-routes were considered
+  bool exact = false;  ///< whether all ng-routes were considered; with cuts that may be too many
   double shortfall = 0.0;  ///< sum over the customers of (2), at most 0; what it proves needs exact
   size_t labels = 0;       ///< of the last search
   std::vector<Route> routes;
@@ -69,7 +69,8 @@ class RoutePricer {
   };
 
   void set_costs(const double *u);
-  void search(Dominance dominance, size_t arcs);
+  bool search(Dominance dominance, size_t arcs);
+  bool set_labels(Dominance dominance, size_t arcs);
   void join();
   void list_halves();
   void join_arc(int32_t i, int32_t to);
@@ -77,6 +78,7 @@ class RoutePricer {
   Route route(const Joint &joint) const;
   std::vector<Route> choose_routes(int32_t most) const;
   void move_half_time();
+  void shift_half_time(int32_t steps);
 
   const Network &network_;
   const CutPrices *cuts_ = nullptr;  ///< of this round

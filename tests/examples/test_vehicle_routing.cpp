@@ -109,6 +109,7 @@ class AllRoutes {
   }
 
   void record(const Route &route) {
+    EXPECT_TRUE(network_.is_allowed(route));
     const double cost = reduced_cost(instance_, route, prices_);
     least = std::min(least, cost);
     uint32_t visited = 0;
@@ -151,9 +152,14 @@ TEST(VehicleRouting, PricingFindsTheBestOfAllNgRoutes) {
   for (int round = 0; round < 60; ++round) {
     const Instance instance = random_instance(random, round);
     const auto customers = static_cast<size_t>(instance.customers());
+    Remembered more;
+    for (int k = round % 4; k > 0; --k) {
+      const int32_t i = draw(random, 1, instance.customers());
+      more.push_back({i, i % instance.customers() + 1});
+    }
     std::vector<Network> networks;
     for (int32_t size = 1; size <= instance.customers(); ++size) {
-      networks.emplace_back(instance, size);
+      networks.emplace_back(instance, size, more);
     }
     for (int drawn = 0; drawn < 4; ++drawn) {
       Prices prices;
@@ -192,6 +198,20 @@ TEST(VehicleRouting, PricingFindsTheBestOfAllNgRoutes) {
     }
   }
   EXPECT_GT(profitable, 100);
+}
+
+TEST(VehicleRouting, RoutesMayReturnWhereTheyAreForgotten) {
+  std::mt19937 random(13);
+  const Instance instance = random_instance(random, 0);
+  const Network network(instance, 1), remembering(instance, 1, {{1, 2}, {1, 3}});
+  EXPECT_FALSE(network.is_allowed({2, 2}));
+  for (const Route &route : {Route{1, 2, 1}, Route{1, 2, 3, 1}, Route{1, 3, 2, 3, 1}}) {
+    EXPECT_TRUE(network.is_allowed(route));
+    EXPECT_FALSE(remembering.is_allowed(route));
+  }
+  for (const Route &route : {Route{1, 4, 1}, Route{1, 2, 4, 1}, Route{2, 1, 2}}) {
+    EXPECT_TRUE(remembering.is_allowed(route));
+  }
 }
 
 TEST(VehicleRouting, PricingWithoutAnyRouteWorthwhileFindsNone) {
