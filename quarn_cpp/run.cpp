@@ -483,6 +483,7 @@ void Run::note_progress(const Columns &columns, double lower_before) {
 void Run::steer(double proved_bound) {
   double divisor = settings_.degree_of_optimality;
   if (settings_.tolerance_dial) {
+    if (proved_bound > -kInfinity) dial_.note_bounds(value_, state_.lower);
     divisor = proved_bound > -kInfinity ? dial_.update(dual_value_ - proved_bound)
                                         : dial_.update_without_bound();
   }

@@ -18,6 +18,11 @@ constexpr double kLatestWeight = 0.25;
 constexpr double kSettled = 0.6;
 // At 1 a restricted master problem could be left as open as the gap, and the run could stand still.
 constexpr double kLeastDivisor = 1.05;
+// Aggregated flow, where loose solutions are best, has a share of 0.2 to 0.35; multiple knapsack,
+// where tight ones are, 0.1 to 0.3, and less as soon as they are tighter.
+constexpr double kFairShare = 0.25;
+constexpr double kMostSharpening = 6.0;
+constexpr double kLatestFall = 1.0 / 6.0;
 
 double average_contraction(double average, double latest) {
   const double within = std::clamp(latest, kLeastContraction, kMostContraction);
@@ -29,11 +34,36 @@ double divisor_for(double average) {
   return kLeastDivisor / (average * average * average);
 }
 
+double sharpening_for(double share) {
+  if (!(share < kFairShare)) return 1.0;
+  const double ratio = kFairShare / std::max(share, kLeastContraction);
+  return std::min(ratio * ratio, kMostSharpening);
+}
+
+/// Loose restricted masters have values that go up and down: only new least ones say how far what
+/// closes the gap came from above.
+void ToleranceDial::note_bounds(double value, double lower) {
+  const double gap = least_value_ - lower_then_;
+  if (has_value_ && !(value < least_value_)) return;
+  if (has_value_ && gap > 0.0 && std::isfinite(gap) && std::isfinite(value - lower)) {
+    fall_ += kLatestFall * ((least_value_ - value) / gap - fall_);
+    rise_ += kLatestFall * ((lower - lower_then_) / gap - rise_);
+  }
+  has_value_ = std::isfinite(value) && std::isfinite(lower);
+  least_value_ = value;
+  lower_then_ = lower;
+}
+
+double ToleranceDial::divisor_now() const {
+  const double sharpened = divisor_for(contraction_) * sharpening_for(fall_ / (fall_ + rise_));
+  return std::min(sharpened, kMostDivisor);
+}
+
 double ToleranceDial::update(double dual_gap) {
   const bool comparable = std::isfinite(dual_gap) && dual_gap > 0.0;
   if (comparable && last_gap_ > 0.0) {
     contraction_ = average_contraction(contraction_, dual_gap / last_gap_);
-    divisor_ = divisor_for(contraction_);
+    divisor_ = divisor_now();
   }
   last_gap_ = comparable ? dual_gap : 0.0;
   return divisor_;
@@ -41,7 +71,7 @@ double ToleranceDial::update(double dual_gap) {
 
 double ToleranceDial::update_without_bound() {
   contraction_ = average_contraction(contraction_, kMostContraction);
-  divisor_ = divisor_for(contraction_);
+  divisor_ = divisor_now();
   return divisor_;
 }
 

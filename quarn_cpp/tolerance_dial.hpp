@@ -25,11 +25,19 @@ namespace detail {
  * was open, and whatever a restricted master problem leaves open itself is missing from the next
  * bounds: it is solved as tightly as the library ever does. A run begins that way.
  *
+ * The optimum need not be in the middle of what is open. Where the lower bound rises and values of
+ * restricted masters hardly fall, it is close to the values: the columns are good, the duals are
+ * not, and a looseness in proportion to the gap looks for them too deep. With f the share of the
+ * falls in what closes the gap, averaged over the values that fall below all before, of which the
+ * latest weighs a sixth, the divisor is raised by (0.25 / f)^2 below f = 0.25, at most by 6.
+ *
  * Measured, iterations with the dial (fixed divisors 1.05, 20, 1000), on average. One column a
  * call: cutting stock, 200 sizes, 368 (359, 470, 536); one for each agent, assignment D and E
  * 200 x 20, 126 (124, -, 200). Many: cutting stock, published 8.7 (-, -, 8.9); lot sizing 50 x 30
  * and 100 x 40, seeds 2 and 3, 6.5 (-, -, 7.1); assignment D and E 200 x 20 to 400 x 80 and
  * multiple knapsack 9.6 (-, -, 10.2). Ten columns a call, cutting stock, 200 sizes: 53 (69, -, 64).
+ * One column for each agent, multiple knapsack 400 x 10, where f falls to 0.1: 134 (212, 119, 132),
+ * and 182 without the last rule.
  */
 class ToleranceDial {
  public:
@@ -43,12 +51,23 @@ class ToleranceDial {
   /// The same after an answer without a bound, as of heuristic pricing: nothing has contracted.
   double update_without_bound();
 
+  /// Takes in the value of a restricted master problem and the best lower bound after its answer,
+  /// for the next update.
+  void note_bounds(double value, double lower);
+
   double divisor() const { return divisor_; }
 
  private:
   double last_gap_ = 0.0;  ///< 0: there is none to compare with
   double contraction_ = 0.1;
   double divisor_ = kMostDivisor;
+  bool has_value_ = false;
+  double least_value_ = 0.0;
+  double lower_then_ = 0.0;  ///< the lower bound beside the least value
+  double fall_ = 0.5;  ///< averages of what closes the gap from above and below, relative to it
+  double rise_ = 0.5;
+
+  double divisor_now() const;
 };
 
 /// The average contraction after an answer with contraction `latest`.
@@ -56,6 +75,9 @@ double average_contraction(double average, double latest);
 
 /// The divisor for an average contraction: from 1.05 at 1 to 4.9, and kMostDivisor below 0.6.
 double divisor_for(double average);
+
+/// The factor of the divisor where falling values close this share of the gap: from 1 to 6.
+double sharpening_for(double share);
 
 }  // namespace detail
 }  // namespace v1

@@ -45,6 +45,40 @@ TEST(ToleranceDial, SlowContractionLoosensAndFastContractionTightensAgain) {
   EXPECT_NEAR(dial.divisor(), 1.05, 1e-4);
 }
 
+/// The gap closes by a twentieth a round, of which a share comes from above.
+TEST(ToleranceDial, ValuesThatHardlyFallTighten) {
+  EXPECT_EQ(sharpening_for(0.25), 1.0);
+  EXPECT_DOUBLE_EQ(sharpening_for(0.125), 4.0);
+  EXPECT_EQ(sharpening_for(0.0), 6.0);
+  EXPECT_EQ(sharpening_for(std::nan("")), 1.0);
+  const auto divisor_at = [](double share) {
+    ToleranceDial dial;
+    double upper = 100.0, lower = -100.0;
+    for (int k = 0; k < 80; ++k) {
+      const double closed = 0.05 * (upper - lower);
+      dial.note_bounds(upper -= share * closed, lower += (1.0 - share) * closed);
+      dial.note_bounds(upper + 50.0, lower);  // a value above says nothing
+      dial.update(upper - lower);
+    }
+    return dial.divisor();
+  };
+  const double loose = divisor_at(0.5);
+  EXPECT_NEAR(loose, 1.05 / (0.95 * 0.95 * 0.95), 1e-3);
+  EXPECT_NEAR(divisor_at(0.2) / loose, 1.5625, 1e-3);
+  EXPECT_NEAR(divisor_at(0.01) / loose, 6.0, 1e-3);
+}
+
+TEST(ToleranceDial, BoundsThatAreMissingTightenNothing) {
+  ToleranceDial dial;
+  for (const double odd : {kInfinity, std::nan("")}) {
+    dial.note_bounds(odd, 0.0);
+    dial.note_bounds(1.0, -odd);
+    dial.note_bounds(0.5, 0.0);
+  }
+  for (int k = 0; k < 80; ++k) dial.update(1.0);
+  EXPECT_NEAR(dial.divisor(), 1.05, 1e-4);
+}
+
 TEST(ToleranceDial, GapsThatCannotBeComparedStartOver) {
   for (const double odd : {0.0, -1.0, kInfinity, std::nan("")}) {
     SCOPED_TRACE(odd);
