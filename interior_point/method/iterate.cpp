@@ -117,13 +117,14 @@ void Residuals::resize(const ProblemForm &form) {
   dual.assign(static_cast<size_t>(form.columns()), 0.0);
 }
 
-void compute_residuals(const ProblemForm &form, const Point &point, Residuals *residuals) {
+void compute_residuals(const ProblemForm &form, const LongColumns &dense, const Point &point,
+                       Residuals *residuals) {
   double *primal = residuals->primal.data();
   const int32_t *row = form.A.row.data();
   const double *value = form.A.value.data();
   std::copy(form.b.begin(), form.b.end(), primal);
   // One pass over A serves r_p and r_d.
-  for (int32_t j = 0; j < form.columns(); ++j) {
+  dense.for_others([&](int32_t j) {
     const double xj = point.x[j];
     double product = 0.0;
     for (int32_t t = form.A.start[j]; t < form.A.start[j + 1]; ++t) {
@@ -131,6 +132,13 @@ void compute_residuals(const ProblemForm &form, const Point &point, Residuals *r
       primal[row[t]] -= value[t] * xj;
     }
     residuals->dual[j] = form.c[j] - product - point.z[j];
+  });
+  dense.add_product(-1.0, point.x.data(), primal);
+  Vector<double> product(dense.columns().size());
+  dense.multiply(point.y.data(), product.data());
+  for (size_t k = 0; k < product.size(); ++k) {
+    const int32_t j = dense.columns()[k];
+    residuals->dual[j] = form.c[j] - product[k] - point.z[j];
   }
   for (size_t k = 0; k < form.boxed.size(); ++k) {
     const int32_t j = form.boxed[k];

@@ -34,10 +34,16 @@ void Products::resize(const ProblemForm &form) {
   wv.assign(form.boxed.size(), 0.0);
 }
 
-NewtonSystem::NewtonSystem(const ProblemForm &form) : form_(form) {
+NewtonSystem::NewtonSystem(const ProblemForm &form) : form_(form), long_columns_(form.A) {
   reset_regularisation();
   const size_t rows = static_cast<size_t>(form.rows());
   const size_t columns = static_cast<size_t>(form.columns());
+  largest_entry_.resize(columns);
+  for (int32_t j = 0; j < form.columns(); ++j) {
+    for (int32_t t = form.A.start[j]; t < form.A.start[j + 1]; ++t) {
+      largest_entry_[j] = std::max(largest_entry_[j], std::fabs(form.A.value[t]));
+    }
+  }
   theta_.resize(columns);
   gradient_.resize(columns);
   product_.resize(columns);
@@ -111,10 +117,7 @@ void NewtonSystem::raise_free_theta(const Point &point, const Direction &directi
 double NewtonSystem::unfelt_delta(const Point &point) const {
   double most = 0.0;
   for (int32_t j = 0; j < form_.columns(); ++j) {
-    const double xj = std::fabs(point.x[j]);
-    for (int32_t t = form_.A.start[j]; t < form_.A.start[j + 1]; ++t) {
-      most = std::max(most, std::fabs(form_.A.value[t]) * xj);
-    }
+    most = std::max(most, largest_entry_[j] * std::fabs(point.x[j]));
   }
   const double y = largest(point.y);
   return y > 0.0 ? kRegularisation.rounded_share * most / y : 0.0;
@@ -122,11 +125,12 @@ double NewtonSystem::unfelt_delta(const Point &point) const {
 
 void NewtonSystem::form_diagonal() {
   std::fill(diagonal_.begin(), diagonal_.end(), 0.0);
-  for (int32_t j = 0; j < form_.columns(); ++j) {
+  long_columns_.for_others([this](int32_t j) {
     for (int32_t t = form_.A.start[j]; t < form_.A.start[j + 1]; ++t) {
       diagonal_[form_.A.row[t]] += theta_[j] * form_.A.value[t] * form_.A.value[t];
     }
-  }
+  });
+  long_columns_.add_squares(theta_.data(), diagonal_.data());
 }
 
 bool NewtonSystem::prepare(const Point &point, double mu) {
@@ -186,9 +190,14 @@ bool NewtonSystem::factorise() {
   return false;
 }
 
+void NewtonSystem::add_image(const double *x) {
+  long_columns_.for_others([this, x](int32_t j) { add_column(form_.A, j, x[j], image_.data()); });
+  long_columns_.add_product(1.0, x, image_.data());
+}
+
 double NewtonSystem::residual_of(const Residuals *residuals, const Direction &direction) {
   std::fill(image_.begin(), image_.end(), 0.0);
-  add_product(form_.A, direction.x.data(), image_.data());
+  add_image(direction.x.data());
   double most = 0.0;
   for (size_t i = 0; i < residual_.size(); ++i) {
     const double wanted = residuals ? residuals->primal[i] : 0.0;
@@ -255,7 +264,7 @@ void NewtonSystem::form_search_x() {
 void NewtonSystem::form_image() {
   form_search_x();
   for (size_t i = 0; i < image_.size(); ++i) image_[i] = delta_ * search_[i];
-  add_product(form_.A, search_x_.data(), image_.data());
+  add_image(search_x_.data());
   for (size_t i = 0; i < image_.size(); ++i) image_[i] *= form_.row_unit[i];
 }
 

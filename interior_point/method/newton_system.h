@@ -106,6 +106,8 @@ class NewtonSystem {
     return factorised_ ? factorisation_ : nullptr;
   }
   const Vector<double> &theta() const { return theta_; }
+  /// The long columns of the form.
+  const LongColumns &long_columns() const { return long_columns_; }
 
   /// Theta of the least-squares starting point: 1, and 1/2 for the boxed columns that are not
   /// marked as huge.
@@ -128,6 +130,8 @@ class NewtonSystem {
   void solve_normal_equations(const Residuals *residuals, Direction *direction);
   /// product_ = A'dy, where that is asked for.
   void form_product(const Direction &direction);
+  /// image_ += A x.
+  void add_image(const double *x);
   /// residual_ = r_p - A dx - delta dy, and its largest entry in the caller's units.
   double residual_of(const Residuals *residuals, const Direction &direction);
   /// Whether residual_, whose largest entry is given, is allowed at the point. Large entries of it
@@ -149,6 +153,8 @@ class NewtonSystem {
   void add_search(double length, Direction *direction);
 
   const ProblemForm &form_;
+  LongColumns long_columns_;
+  Vector<double> largest_entry_;  // per column
   std::shared_ptr<Factorisation> factorisation_;
   Vector<int32_t> plain_;       // the columns that are no unknowns beside dy
   Vector<int32_t> multiplied_;  // those and the boxed ones: the columns whose a'dy is asked for
