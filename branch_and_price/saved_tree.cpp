@@ -134,6 +134,20 @@ class Reader {
     return decision;
   }
 
+  /// An open node of a search that has numbered `made` of them.
+  Node node(int64_t made) {
+    Node node;
+    node.number = whole(0, made);
+    node.parent = whole(-1, made);
+    node.depth = static_cast<int32_t>(count());
+    node.own = static_cast<size_t>(count());
+    node.bound = real();
+    for (int64_t left = count(); left > 0; --left) node.decisions.push_back(decision());
+    node.cuts = node.decisions.size();
+    if (node.own > node.decisions.size()) fail("damaged: a node is wrong");
+    return node;
+  }
+
  private:
   Row row(int64_t index) const {
     for (const Row &row : rows_) {
@@ -238,18 +252,7 @@ void Tree::resume(const std::string &path, const ReadData &data) {
   for (int64_t left = reader.count(); left > 0; --left) incumbent.push_back(reader.column());
   reader.expect("nodes");
   std::vector<Node> open;
-  for (int64_t left = reader.count(); left > 0; --left) {
-    Node node;
-    node.number = reader.whole(0, made);
-    node.parent = reader.whole(-1, made);
-    node.depth = static_cast<int32_t>(reader.count());
-    node.own = static_cast<size_t>(reader.count());
-    node.bound = reader.real();
-    for (int64_t k = reader.count(); k > 0; --k) node.decisions.push_back(reader.decision());
-    node.cuts = node.decisions.size();
-    if (node.own > node.decisions.size()) reader.fail("damaged: a node is wrong");
-    open.push_back(std::move(node));
-  }
+  for (int64_t left = reader.count(); left > 0; --left) open.push_back(reader.node(made));
   reader.expect("end");
   const std::string wrong = has_incumbent ? frame_.violation(incumbent) : "";
   if (!wrong.empty()) reader.fail("damaged: its solution is none: " + wrong);
