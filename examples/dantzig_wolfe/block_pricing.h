@@ -17,8 +17,10 @@ namespace dantzig_wolfe {
 /// Thrown where a block has no point: the program is infeasible.
 class EmptyBlock : public std::runtime_error {
  public:
-  EmptyBlock()
-      : std::runtime_error("no point satisfies its rows and bounds, the program is infeasible") {}
+  /// Of the block with this name, or one that the caller names.
+  explicit EmptyBlock(const std::string &block = "")
+      : std::runtime_error((block.empty() ? "" : block + ": ") +
+                           "no point satisfies its rows and bounds, the program is infeasible") {}
 };
 
 /// The blocks of a reformulation, to be priced by any team. Each answers with its term n_k z_k(u)

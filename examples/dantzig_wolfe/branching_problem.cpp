@@ -73,6 +73,15 @@ BranchingProblem::Content BranchingProblem::content(const quarn::Column &column)
   return std::make_shared<const MasterColumn>(from_text(column.get<std::string>()));
 }
 
+std::string BranchingProblem::data_to_text(const std::any &data) {
+  if (const auto *found = std::any_cast<Content>(&data)) return to_text(**found);
+  return std::any_cast<std::string>(data);
+}
+
+std::any BranchingProblem::data_from_text(const std::string &text) {
+  return Content(std::make_shared<const MasterColumn>(from_text(text)));
+}
+
 std::vector<quarn::Entry> BranchingProblem::handles(const std::vector<Entry> &entries) const {
   std::vector<quarn::Entry> result;
   for (const Entry &entry : entries) result.push_back({rows_[at(entry.index)], entry.value});

@@ -1,9 +1,11 @@
 #ifndef EXAMPLES_DANTZIG_WOLFE_BRANCHING_PROBLEM_H
 #define EXAMPLES_DANTZIG_WOLFE_BRANCHING_PROBLEM_H
 
+#include <any>
 #include <memory>
 #include <optional>
 #include <quarn_cpp/quarn.hpp>
+#include <string>
 #include <vector>
 
 #include "branch_and_price/branch_and_price.hpp"
@@ -67,6 +69,9 @@ class BranchingProblem : public quarn::branch_and_price::Problem {
   /// Columns of the root, as the search takes them; of points with the same cost and entries, which
   /// the master takes for one column, the first.
   void add_columns(const std::vector<MasterColumn> &found, quarn::Master &master) const;
+  /// The object of a column as text, for a saved search, and back.
+  static std::string data_to_text(const std::any &data);
+  static std::any data_from_text(const std::string &text);
   /// A solution of the file as columns: a point for each block.
   quarn::branch_and_price::Solution solution_of(const std::vector<double> &x) const;
   /// Variables of the file.

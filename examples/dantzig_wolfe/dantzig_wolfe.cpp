@@ -114,7 +114,9 @@ struct Proof {
   double bound = 0.0;  ///< no solution is better
   bool optimal = false;
   int64_t nodes = 1;
-  bool failed = false;  ///< the search found a mistake, or that there is no solution
+  bool failed =
+      false;  ///< the search found a mistake, or that there is no solution, or was stopped
+  bool infeasible = false;  ///< it found that there is no solution
 };
 
 static Proof prove(const Model &model, const quarn::Result &result, const FileSolution &solution,
@@ -135,6 +137,9 @@ static void search(const Settings &settings, const RootResult &root, double seco
   how.time_limit = std::max(0.0, settings.time_limit - seconds);
   how.candidates = settings.candidates;
   how.log = &std::cout;
+  how.save_file = settings.save_file;
+  how.save_every = settings.save_every;
+  if (!settings.save_file.empty()) how.interrupt = examples::stopped_by_signals();
   if (settings.nodes > 0) how.max_nodes = settings.nodes;
   std::cout << '\n';
   TreeResult tree = search_tree(root, settings.limits, std::move(how));
@@ -145,8 +150,10 @@ static void search(const Settings &settings, const RootResult &root, double seco
   proof.bound =
       model.sign() * std::max(model.sign() * proof.bound, model.sign() * tree.outcome.bound);
   proof.nodes = tree.outcome.nodes;
-  proof.failed = tree.outcome.status == quarn::branch_and_price::Status::failed ||
-                 tree.outcome.status == quarn::branch_and_price::Status::infeasible;
+  using quarn::branch_and_price::Status;
+  proof.infeasible = tree.outcome.status == Status::infeasible;
+  proof.failed = proof.infeasible || tree.outcome.status == Status::failed ||
+                 tree.outcome.status == Status::stopped;
   proof.optimal =
       solution.integral && is_closed(model, solution.value, proof.bound, settings.tolerance);
 }
@@ -193,15 +200,35 @@ static void print_solution(const Settings &settings, const Model &model,
   }
 }
 
+/// There is no solution.
+class Infeasible : public std::runtime_error {
+  using std::runtime_error::runtime_error;
+};
+
 static LinearSolution relax(const Model &model) {
   LinearSolution relaxation = solve_relaxation(model);
   if (relaxation.outcome == LinearSolution::Outcome::infeasible) {
-    throw std::runtime_error("the program is infeasible: its relaxation has no solution");
+    throw Infeasible("the program is infeasible: its relaxation has no solution");
   }
   if (relaxation.outcome == LinearSolution::Outcome::unbounded) {
     throw std::runtime_error("the relaxation is unbounded: there is no bound");
   }
   return relaxation;
+}
+
+/// Whether --resume names a search, not the root's master.
+static bool resumes_search(const Settings &settings) {
+  std::string word;
+  std::ifstream(settings.resume_file) >> word;
+  return word == "quarn-branch-and-price";
+}
+
+/// Of the root's run: in place of a saved search it is done again, which gives the same columns.
+static Settings for_root(Settings settings) {
+  if (!resumes_search(settings)) return settings;
+  settings.resume_file.clear();
+  settings.save_file.clear();
+  return settings;
 }
 
 /// The blocks' pricing with all that it needs, as every process of a job has it.
@@ -255,8 +282,9 @@ static int solve(const Settings &settings, Problem &problem, quarn::BlockPricer 
   const Stopwatch all;
   const LinearSolution relaxation = relax(model);
   seconds.relaxation = watch.lap();
-  quarn::Master master = examples::resumed(reformulation.master(), settings, column_text());
-  quarn::Result result = solve_root(settings, problem, relaxation, pricer, master, seconds);
+  const Settings root = for_root(settings);
+  quarn::Master master = examples::resumed(reformulation.master(), root, column_text());
+  quarn::Result result = solve_root(root, problem, relaxation, pricer, master, seconds);
   watch.lap();
   const auto out_of_time = [&] { return result.seconds + watch.seconds() > settings.time_limit; };
   const RestrictedMaster restricted = finish_root(reformulation, problem.pricing, master, pricer,
@@ -275,9 +303,11 @@ static int solve(const Settings &settings, Problem &problem, quarn::BlockPricer 
     const std::vector<MasterColumn> columns = restricted.columns_within(
         found.integral ? std::fabs(found.value - proof.bound) : kInfinite);
     search(settings,
-           {reformulation, problem.decomposition, relaxation, columns, found, settings.threads},
+           {reformulation, problem.decomposition, relaxation, columns, found, settings.threads,
+            resumes_search(settings) ? settings.resume_file : ""},
            all.seconds(), solution, proof);
     seconds.tree = watch.lap();
+    if (proof.infeasible) result.status = quarn::Status::infeasible;
   }
   print_outcome(model, relaxation.value, result, solution, proof, seconds);
   print_solution(settings, model, solution);
@@ -296,17 +326,38 @@ static int solve(const Settings &settings, Problem &problem, quarn::BlockPricer 
   return proof.failed ? static_cast<int>(examples::kNotSolved) : examples::exit_status(result);
 }
 
+/// The report of a program whose relaxation, or one of whose blocks, has no solution.
+static void report_infeasible(const Settings &settings) {
+  quarn::Result result;
+  result.status = quarn::Status::infeasible;
+  result.lower_bound = -quarn::kInfinity;
+  result.upper_bound = quarn::kInfinity;
+  examples::write_json({settings.file, result, std::nullopt, {{"optimal", false}}},
+                       settings.json_file);
+}
+
 static int run(Settings settings, examples::Job &job) {
   settings.threads = job.threads();
   Stopwatch watch;
   Problem problem(settings);
   Seconds seconds;
   seconds.reading = watch.lap();
+  const auto report_and_solve = [&](quarn::BlockPricer &pricer) {
+    try {
+      return solve(settings, problem, pricer, seconds);
+    } catch (const Infeasible &) {
+      report_infeasible(settings);
+      throw;
+    } catch (const EmptyBlock &) {
+      report_infeasible(settings);
+      throw;
+    }
+  };
   return job.run(problem.pricing, [&](quarn::BlockPricer *pricer) {
-    if (pricer != nullptr) return solve(settings, problem, *pricer, seconds);
+    if (pricer != nullptr) return report_and_solve(*pricer);
     quarn::LocalTeam alone(1);
     quarn::BlockPricer own(problem.pricing, alone);
-    return solve(settings, problem, own, seconds);
+    return report_and_solve(own);
   });
 }
 

@@ -54,6 +54,8 @@ class Rest {
 static BlockSolution solve(BlockPricing &pricing, size_t block, const std::vector<double> &u) {
   try {
     return pricing.solve(block, u);
+  } catch (const EmptyBlock &) {
+    throw EmptyBlock(pricing.name(block));
   } catch (const std::runtime_error &error) {
     throw quarn::BlockError(block, pricing.name(block) + ": " + error.what());
   }

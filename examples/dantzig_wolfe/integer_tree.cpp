@@ -72,6 +72,10 @@ TreeResult search_tree(const RootResult &root, const PricingLimits &limits, bp::
   bp::Search search(problem, master);
   if (!problem.can_dive()) settings.dive_every = 0;
   if (root.solution.integral) search.offer(problem.solution_of(root.solution.x));
+  settings.save_data = BranchingProblem::data_to_text;
+  if (!root.resume_file.empty()) {
+    search.resume(root.resume_file, BranchingProblem::data_from_text);
+  }
   TreeResult result;
   result.outcome = search.run(settings);
   result.solution = better(model, problem, result.outcome, root.solution);

@@ -1,6 +1,7 @@
 #ifndef EXAMPLES_DANTZIG_WOLFE_INTEGER_TREE_H
 #define EXAMPLES_DANTZIG_WOLFE_INTEGER_TREE_H
 
+#include <string>
 #include <vector>
 
 #include "branch_and_price/branch_and_price.hpp"
@@ -20,6 +21,7 @@ struct RootResult {
   const std::vector<MasterColumn> &columns;
   const FileSolution &solution;  ///< the best so far
   int threads = 1;               ///< that price blocks
+  std::string resume_file = {};  ///< of a saved search to go on from; empty: none
 };
 
 /// What a search has found out.

@@ -137,8 +137,22 @@ struct Root {
   size_t distinct = 0;
 };
 
+/// Interrupted and resumed after every two nodes when `file` has a name.
+TreeResult search_in_pieces(RootResult root, const std::string &file) {
+  quarn::branch_and_price::Settings settings;
+  settings.save_file = file;
+  if (!file.empty()) settings.max_nodes = 2;
+  TreeResult result = search_tree(root, PricingLimits(), settings);
+  root.resume_file = file;
+  while (result.outcome.status == quarn::branch_and_price::Status::node_limit) {
+    result = search_tree(root, PricingLimits(), settings);
+  }
+  std::remove(file.c_str());
+  return result;
+}
+
 Root solve(const Model &model, const LinearSolution &relaxation, bool merge, bool search = false,
-           int threads = 1) {
+           int threads = 1, const std::string &file = "") {
   const Decomposition decomposition = match_linking_rows("^m", model);
   const Reformulation reformulation(
       model, decomposition, make_blocks(with_tight_integer_bounds(model), decomposition, merge));
@@ -159,8 +173,8 @@ Root solve(const Model &model, const LinearSolution &relaxation, bool merge, boo
   root.solution = find_solution(reformulation, restricted, root.result, 1.0);
   root.distinct = reformulation.blocks().size();
   if (search && root.result.status == quarn::Status::optimal) {
-    root.tree = search_tree({reformulation, decomposition, relaxation, restricted.columns(), {}},
-                            PricingLimits(), {});
+    root.tree = search_in_pieces(
+        {reformulation, decomposition, relaxation, restricted.columns(), {}, threads}, file);
   }
   return root;
 }
@@ -225,7 +239,9 @@ TEST(DantzigWolfe, IntegerProgramsAreSolvedFromABoundBetweenRelaxationAndOptimum
     if (relaxation.outcome != LinearSolution::Outcome::solved || !model.has_integers()) continue;
     const double optimum = integer_optimum(model, relaxation);
     const double allowed = 1e-6 * (1.0 + std::fabs(optimum));
-    const Root root = solve(model, relaxation, true, true), apart = solve(model, relaxation, false);
+    const std::string file = seed % 3 == 0 ? testing::TempDir() + "dantzig_wolfe.tree" : "";
+    const Root root = solve(model, relaxation, true, true, 1, file);
+    const Root apart = solve(model, relaxation, false);
     ASSERT_EQ(root.result.status, quarn::Status::optimal) << root.result.message;
     const double sign = model.sign();
     const double bound = model.maximize ? root.result.upper_bound : root.result.lower_bound;
@@ -236,9 +252,10 @@ TEST(DantzigWolfe, IntegerProgramsAreSolvedFromABoundBetweenRelaxationAndOptimum
     rounded += sign * (best - bound) > 0.1 ? 1 : 0;
     EXPECT_NEAR(apart.result.lower_bound, root.result.lower_bound, 3.0 * allowed);
     if (quarn::has_block_threads() && seed % 5 == 0) {
-      const Root by_threads = solve(model, relaxation, true, false, 2);
+      const Root by_threads = solve(model, relaxation, true, true, 2);
       EXPECT_EQ(by_threads.result.lower_bound, root.result.lower_bound);
       EXPECT_EQ(by_threads.result.columns, root.result.columns);
+      EXPECT_EQ(by_threads.tree.outcome.value, root.tree.outcome.value);
     }
     const TreeResult &tree = root.tree;
     ASSERT_EQ(tree.outcome.status, quarn::branch_and_price::Status::optimal)
