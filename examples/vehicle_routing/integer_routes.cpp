@@ -15,6 +15,8 @@ constexpr const char *kMemory = "memory";
 // Cycles are taken away up to so many in a round, where no neighbourhood gets larger than that.
 constexpr size_t kCyclesOfARound = 10;
 constexpr size_t kMostRemembered = 20;
+// Cuts wait until a round of longer memories closes less than this share of the gap.
+constexpr double kMemoryProgress = 0.05;
 constexpr size_t kCutsOfARound = 12;
 constexpr double kUsed = 0.01;  // routes of less do not count
 // More cuts make pricing harder; no more of them are added above so many labels.
@@ -238,6 +240,12 @@ const Network &IntegerRoutes::remembering(const bp::Decision &decision) const {
 std::vector<bp::Decision> IntegerRoutes::cuts(const bp::Relaxation &relaxation) {
   if (labels_ > kManyLabels) return {};
   std::vector<bp::Decision> decisions = longer_memory(relaxation);
+  const double distance = kUnit * static_cast<double>(search_.length()) - last_bound_;
+  const bool is_idle = !relaxation.at.decisions.empty() &&
+                       relaxation.at.decisions.back().kind == kMemory &&
+                       relaxation.bound - last_bound_ < kMemoryProgress * distance;
+  last_bound_ = relaxation.bound;
+  if (!decisions.empty() && !is_idle) return decisions;
   const auto known = static_cast<size_t>(
       std::count_if(relaxation.at.decisions.begin(), relaxation.at.decisions.end(),
                     [](const bp::Decision &decision) { return decision.kind == kCut; }));

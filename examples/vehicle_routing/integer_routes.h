@@ -75,6 +75,7 @@ class IntegerRoutes : public quarn::branch_and_price::Problem {
   /// The neighbourhoods that were last asked for.
   mutable std::vector<int64_t> remembered_;
   mutable std::unique_ptr<Network> remembering_;
+  double last_bound_ = 0.0;  ///< at the last round of cuts
   RouteSearch search_;
   size_t labels_ = 0;      ///< of the last complete search
   int32_t searched_ = 0;   ///< calls of the heuristic

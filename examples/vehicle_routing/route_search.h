@@ -24,6 +24,8 @@ class RouteSearch {
   /// Cools down once, in so many steps, from routes that serve every customer once. Returns the
   /// best routes of all runs.
   const std::vector<Route> &run(const std::vector<Route> &start, int32_t steps);
+  /// Length of the best routes.
+  int64_t length() const { return best_length_; }
 
  private:
   /// A route with the times that decide whether a customer can be put in.
