@@ -58,7 +58,8 @@ class Visits {
                &c = counts_[static_cast<size_t>(k)];
     double sum = 0.0;
     for (size_t r = 0; r < routes_.size(); ++r) {
-      sum += static_cast<double>((a[r] + b[r] + c[r]) / 2) * routes_[r].second;
+      const int32_t pairs = (a[r] + b[r] + c[r]) / 2;
+      sum += pairs * routes_[r].second;
     }
     return sum;
   }

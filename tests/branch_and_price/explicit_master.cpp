@@ -189,7 +189,8 @@ double ExplicitProblem::entry_in(const bp::Decision &decision, size_t j) const {
   for (const int64_t i : decision.numbers) {
     sum += program_.columns[j].entries[static_cast<size_t>(i)];
   }
-  return sum / 2;
+  const int half = sum / 2;
+  return half;
 }
 
 double ExplicitProblem::coefficient(const bp::Decision &decision, const quarn::Column &column,
@@ -210,10 +211,12 @@ std::vector<bp::Decision> ExplicitProblem::cuts(const bp::Relaxation &) {
           holds = holds && of.sense != quarn::RowSense::at_least && !of.block;
           sum += of.rhs;
         }
-        const double rhs = sum / 2;
+        const int rhs = sum / 2;
         // Those that are not violated as well: the search has to leave them out.
         if (holds) {
-          cuts.push_back({kCut, {i, j, k}, bp::DecisionRow{quarn::RowSense::at_most, rhs}});
+          cuts.push_back({kCut,
+                          {i, j, k},
+                          bp::DecisionRow{quarn::RowSense::at_most, static_cast<double>(rhs)}});
         }
       }
     }
