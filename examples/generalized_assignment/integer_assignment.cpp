@@ -4,6 +4,8 @@
 #include <cmath>
 #include <numeric>
 
+#include "examples/generalized_assignment/annealing.h"
+
 namespace generalized_assignment {
 
 namespace bp = quarn::branch_and_price;
@@ -13,6 +15,8 @@ constexpr double kWhole = 1e-5;
 constexpr size_t kMostCandidates = 16;
 // Strong branching comes back to a node's children: their pricing is kept for as many.
 constexpr size_t kKeptNodes = 4;
+// Of annealing: half a second at the root, a hundredth later.
+constexpr int64_t kMovesAtRoot = 4000000, kMoves = 100000;
 
 // Rounding
 
@@ -257,8 +261,25 @@ std::vector<bp::Branching> IntegerAssignment::branch(const bp::Relaxation &relax
 
 // Solutions
 
+/// Whatever the agents can do.
+static Assignment largest_shares(const std::vector<std::vector<double>> &shares) {
+  Assignment assignment(shares[0].size(), 0);
+  for (size_t j = 0; j < assignment.size(); ++j) {
+    for (size_t i = 1; i < shares.size(); ++i) {
+      if (shares[i][j] > shares[assignment[j]][j]) assignment[j] = i;
+    }
+  }
+  return assignment;
+}
+
 std::optional<bp::Solution> IntegerAssignment::heuristic(const bp::Relaxation &relaxation) {
-  const std::optional<Assignment> found = assign_near(instance_, shares(relaxation));
+  const std::vector<std::vector<double>> part = shares(relaxation);
+  std::optional<Assignment> found = assign_near(instance_, part);
+  const int64_t moves = calls_ == 0 ? kMovesAtRoot : kMoves;
+  const Assignment start = found ? *found : largest_shares(part);
+  const std::optional<Assignment> better = anneal(instance_, start, moves, ++calls_);
+  if (better && (!found || cost_of(instance_, *better) < cost_of(instance_, *found)))
+    found = better;
   if (!found) return std::nullopt;
   bp::Solution solution;
   for (size_t i = 0; i < instance_.agents.size(); ++i) {

@@ -69,6 +69,7 @@ class IntegerAssignment : public quarn::branch_and_price::Problem {
   int32_t dual_vectors_;
   double granularity_;
   double worst_cost_ = 0.0;
+  uint32_t calls_ = 0;     ///< of the heuristic
   std::list<Node> nodes_;  ///< the last ones, which must not move
 };
 
