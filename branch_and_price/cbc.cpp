@@ -31,6 +31,8 @@ std::vector<double> solve_by_cbc(const IntegerProgram &program) {
                   upper.data());
   for (int j = 0; j < columns; ++j) Cbc_setInteger(model.get(), j);
   Cbc_setLogLevel(model.get(), 0);
+  // Of wall-clock, as the search counts.
+  Cbc_setParameter(model.get(), "timeMode", "elapsed");
   Cbc_setMaximumSeconds(model.get(), program.seconds);
   if (program.cutoff < kInfinity) {
     const double step = program.granularity > 0.0 ? 0.5 * program.granularity : 1e-6;
