@@ -192,10 +192,10 @@ int32_t acpdm_Pb(IP_problem *Pb, int32_t start_mode, IP_save_record *saved, doub
 
 int32_t save_Pb(IP_problem *Pb, IP_save_record *saved) {
   if (Pb == nullptr || saved == nullptr) return to_int(Code::kBadArguments);
-  const Solver *solver = session_of(Pb).solver();
-  if (!solver || !solver->has_point()) return to_int(Code::kBadArguments);
+  const Session &session = session_of(Pb);
+  if (!session.has_point()) return to_int(Code::kBadArguments);
   try {
-    auto point = std::make_unique<SavedPoint>(solver->save());
+    auto point = std::make_unique<SavedPoint>(session.save());
     free_Pb_save(saved);
     saved->point = point.release();
     saved->holds_point = 1;

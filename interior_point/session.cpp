@@ -38,6 +38,7 @@ Code Session::solve(const Request &request, Start start, const SavedPoint *saved
   const BlasThreads threads(blas_threads_);
   prepare();
   if (start == Start::kCurrent && !solver_->has_point()) start = Start::kSaved;
+  if (start != Start::kCurrent) capped_.reset();
   certificate_ = Certificate();
   Code code = solve_form(request, start, saved, iterations);
   if (huge_bounds_matter(code)) {
@@ -61,8 +62,7 @@ Code Session::solve_form(const Request &request, Start start, const SavedPoint *
     reduced_first = code == Code::kSolved;
     if (reduced_first ? solver_->keeps_digits() : !is_open(code)) return code;
   }
-  const Code code = solver_->solve(request, start, saved);
-  *iterations += solver_->iterations();
+  const Code code = solve_from(request, start, saved, iterations);
   // A few split columns or dependent rows may be all that stood in the way.
   if (plain && is_open(code) && (reduced_first || !reducible_)) {
     const Code reduced = solve_reduced(request, iterations);
@@ -70,6 +70,31 @@ Code Session::solve_form(const Request &request, Start start, const SavedPoint *
   }
   return code;
 }
+
+/// A saved point of a problem with smaller penalties starts one of that kind. So does, from
+/// scratch, one that had to go far down the path beside penalty columns that carried nothing.
+bool Session::caps_penalties(const SavedPoint &saved) const {
+  return form_->has_penalties && (saved.capped || saved.far_down) && same_rows(saved, *form_) &&
+         !lived_on_penalties(saved, *form_);
+}
+
+Code Session::solve_from(const Request &request, Start start, const SavedPoint *saved,
+                         int32_t *iterations) {
+  if (start == Start::kSaved && saved && caps_penalties(*saved)) {
+    capped_ = std::make_unique<CappedPenalties>(form_);
+  }
+  if (capped_) {
+    const Code code = capped_->solve(request, start, saved, solver_.get(), iterations);
+    if (code == Code::kSolved) return code;
+    capped_.reset();
+    start = Start::kCold;
+  }
+  const Code code = solver_->solve(request, start, saved);
+  *iterations += solver_->iterations();
+  return code;
+}
+
+SavedPoint Session::save() const { return capped_ ? capped_->save() : solver_->save(); }
 
 Code Session::solve_reduced(const Request &request, int32_t *iterations) {
   const Presolved presolved(*form_);
@@ -111,6 +136,7 @@ void Session::tighten() {
   solver_ = std::make_unique<Solver>(form);
   looked_at_ = false;
   form_ = form;
+  capped_.reset();
 }
 
 Code Session::judge(const Request &request, Code code, int32_t *iterations) {

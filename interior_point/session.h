@@ -7,9 +7,11 @@
  *   2. Otherwise, and where that failed or lost digits, the problem is solved as it is.
  *   3. A plain cold solve that failed without a presolve, or lost digits in it, is made smaller at
  *      last.
- *   4. A solution that breaks a huge bound, or a failure beside huge bounds, repeats 1 to 3 with
+ *   4. After a point that lies far down the path, beside penalty columns that carry nothing, a
+ * start from it goes by way of smaller penalties (capped_penalties.h), and so do all later ones.
+ *   5. A solution that breaks a huge bound, or a failure beside huge bounds, repeats 1 to 3 with
  *      these bounds in the form (huge_bounds.h).
- *   5. A failure, or a solution that hides a residual, is held against certificates (27) and (28).
+ *   6. A failure, or a solution that hides a residual, is held against certificates (27) and (28).
  *
  * Everything is in the units of the scaled form; interior_point.cpp translates.
  */
@@ -19,6 +21,7 @@
 #include <memory>
 
 #include "interior_point/form/problem_form.h"
+#include "interior_point/method/capped_penalties.h"
 #include "interior_point/method/certificate_search.h"
 #include "interior_point/method/solver.h"
 
@@ -38,6 +41,10 @@ class Session {
   /// whatever problem. Throws std::bad_alloc.
   Code solve(const Request &request, Start start, const SavedPoint *saved, int32_t *iterations);
 
+  /// The point of the last solve for a later start; there must be one. Throws std::bad_alloc.
+  SavedPoint save() const;
+  bool has_point() const { return solver_ && solver_->has_point(); }
+
   /// The solver with the point and measures of the last solve; null before prepare.
   const Solver *solver() const { return solver_.get(); }
   /// What proves code 4 or 5 of the last solve; open after any other, and where the form itself
@@ -52,8 +59,13 @@ class Session {
   bool has_verdict(Verdict verdict) const {
     return certificate_.verdict == verdict || form_->verdict == verdict;
   }
-  /// Steps 1 to 3.
+  /// Steps 1 to 4.
   Code solve_form(const Request &request, Start start, const SavedPoint *saved,
+                  int32_t *iterations);
+  /// True when a solve from the saved point goes by way of smaller penalties.
+  bool caps_penalties(const SavedPoint &saved) const;
+  /// From a start that is given, and by way of smaller penalties where that is due.
+  Code solve_from(const Request &request, Start start, const SavedPoint *saved,
                   int32_t *iterations);
   /// By way of a smaller problem. The code is that of a failure where there is none or its solution
   /// does not meet the request.
@@ -75,7 +87,8 @@ class Session {
   bool looked_at_ = false;  // by a plain cold solve, for what presolve could do
   bool reducible_ = false;  // plain cold solves are worth a presolve
   std::unique_ptr<Solver> solver_;
-  Certificate certificate_;  // of the last solve
+  std::unique_ptr<CappedPenalties> capped_;  // the way the last solve went, if it did
+  Certificate certificate_;                  // of the last solve
 };
 
 }  // namespace interior_point

@@ -16,6 +16,20 @@ namespace interior_point {
 /// shrunk it (scaling.h).
 bool is_penalty(const ProblemForm &form, int32_t j);
 
+/// Costs for some columns of a form in place of their own.
+struct CappedCosts {
+  Vector<int32_t> column;  ///< increasing
+  Vector<double> cost;     ///< for each of them, in the caller's unit
+};
+
+/// The penalty columns, and for each a cost that is a small multiple of what is usual for an entry
+/// of that size. Throws std::bad_alloc.
+CappedCosts capped_costs(const ProblemForm &form);
+
+/// The form with these costs, in the units that go with them. Its penalties, if any are left, are
+/// other columns. Throws std::bad_alloc.
+ProblemForm with_capped_costs(const ProblemForm &form, const CappedCosts &capped);
+
 }  // namespace interior_point
 
 #endif

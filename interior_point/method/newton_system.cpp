@@ -71,6 +71,13 @@ void NewtonSystem::analyse(const Factorisation *last) {
   }
 }
 
+void NewtonSystem::analyse_as(const NewtonSystem &other) {
+  if (!other.factorisation_) return;
+  factorisation_ = other.factorisation_->sibling();
+  plain_ = other.plain_;
+  multiplied_ = other.multiplied_;
+}
+
 void NewtonSystem::reset_regularisation() {
   delta_factor_ = 1.0;
   least_free_theta_.assign(static_cast<size_t>(form_.columns()), kFreeColumns.least_theta);

@@ -73,6 +73,9 @@ class NewtonSystem {
   /// kept. Throws std::bad_alloc.
   void analyse(const Factorisation *last = nullptr);
 
+  /// The same by what a system of the same form has chosen, if it has. Throws std::bad_alloc.
+  void analyse_as(const NewtonSystem &other);
+
   /// Theta of (9) at the point, and the factorisation. False when no factorisation was found even
   /// with the largest shift.
   bool prepare(const Point &point, double mu);

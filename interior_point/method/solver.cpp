@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "interior_point/method/clearing.h"
 #include "interior_point/method/options.h"
 #include "interior_point/method/starting_point.h"
 #include "interior_point/vector.h"
@@ -62,8 +63,8 @@ Code Solver::solve(const Request &request, Start start, const SavedPoint *saved)
     warm_factorisation_ = std::move(factorisation);
   }
   newton_.analyse(warm_factorisation_.factor.get());
-  const bool warm =
-      goes_on || (start == Start::kSaved && saved && restore_point(*saved, form_, &point_));
+  const bool from_saved = start == Start::kSaved;
+  const bool warm = goes_on || (from_saved && saved && restore_point(*saved, form_, &point_));
   if (warm) {
     has_point_ = true;
     newton_.reset_regularisation();
@@ -75,8 +76,7 @@ Code Solver::solve(const Request &request, Start start, const SavedPoint *saved)
     const bool rounded = measures_.rounded > tolerance_ * measures_.unit;
     if (code == Code::kSolved ? !rounded : start == Start::kCurrent) return code;
   }
-  const bool on_penalties =
-      form_.has_penalties && start == Start::kSaved && saved && saved->on_penalties;
+  const bool on_penalties = from_saved && saved && lived_on_penalties(*saved, form_);
   if (on_penalties && solve_from_penalties(request) == Code::kSolved) return Code::kSolved;
   if (!start_cold()) return Code::kNumericalFailure;
   stall_rule_ = kStall.cold;
@@ -172,6 +172,17 @@ bool Solver::adopt(const Request &request, Point point, int32_t iterations, Unit
   return false;
 }
 
+bool Solver::clear(const Vector<int32_t> &columns, double far, Point *point) const {
+  const double rows = kLinearSolve.error_share * feasibility_ * rhs_size_;
+  return clear_columns(form_, columns, far, closing_accuracy(rows), newton_, point);
+}
+
+void Solver::report_products_of(const Solver &other) {
+  measures_.mu = other.measures_.mu;
+  measures_.asmall = other.measures_.asmall;
+  measures_.alarge = other.measures_.alarge;
+}
+
 bool Solver::keeps_digits() const {
   return measures_.rounded <= kAccuracy.most_rounded * measures_.unit_of_terms;
 }
@@ -191,7 +202,9 @@ SavedPoint Solver::save() const {
       last = {newton_.factorisation(), form_.row_scale, factorisation_mu_};
     }
   }
-  return save_point(form_, point_, measures_.mu, std::move(last));
+  SavedPoint saved = save_point(form_, point_, measures_.mu, std::move(last));
+  saved.far_down = stop_factor_ <= kStop.far_down;
+  return saved;
 }
 
 void Solver::evaluate() {
@@ -327,14 +340,20 @@ SolveAccuracy Solver::allowed_error() const {
   allowed.rows = rhs_size_ * std::max(kLinearSolve.error_share * feasibility_,
                                       kLinearSolve.error_of_residual * measures_.primal);
   allowed.aim = allowed.rows;
-  if (measures_.gap > kLinearSolve.closing_gap * tolerance_) return allowed;
+  const bool closing = measures_.gap <= kLinearSolve.closing_gap * tolerance_;
+  return closing ? closing_accuracy(allowed.rows) : allowed;
+}
+
+SolveAccuracy Solver::closing_accuracy(double rows) const {
+  SolveAccuracy allowed;
   double weight = 0.0;
   for (size_t i = 0; i < point_.y.size(); ++i) {
     weight += std::fabs(point_.y[i]) * form_.row_scale[i];
   }
+  allowed.rows = rows;
   allowed.defect = kLinearSolve.error_share * defect_limit(measures_);
   const double rounded = kLinearSolve.rounded_error * rhs_size_;
-  allowed.aim = std::min(allowed.rows, std::max(allowed.defect / weight, rounded));
+  allowed.aim = std::min(rows, std::max(allowed.defect / weight, rounded));
   return allowed;
 }
 

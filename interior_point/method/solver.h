@@ -84,6 +84,14 @@ class Solver {
   /// where it does not meet the request.
   bool adopt(const Request &request, Point point, int32_t iterations, Unit unit = Unit::kObjective);
 
+  /// Takes what the columns carry, and those with a z of at least `far`, out of the point's x by
+  /// (31). False where that is too much.
+  bool clear(const Vector<int32_t> &columns, double far, Point *point) const;
+
+  /// Lets the measures speak of the products of another solver's point in place of an adopted
+  /// one's.
+  void report_products_of(const Solver &other);
+
   /// False when p and d cancel so strongly that hardly more than the tolerance is left of them.
   bool keeps_digits() const;
 
@@ -148,6 +156,8 @@ class Solver {
   bool advance(const Request &request, bool centring_only);
   /// What a linear solve may leave of r_p.
   SolveAccuracy allowed_error() const;
+  /// The same close to the end, with this much for a row and what the defect allows.
+  SolveAccuracy closing_accuracy(double rows) const;
   /// The direction to the centre at the present mu, infeasibilities included.
   void centring_direction();
   /// The direction of an ordinary iteration: predictor, weighted corrector, centrality correctors.

@@ -223,7 +223,7 @@ bool place_new(const SavedPoint &saved, const ProblemForm &form, bool box_active
   if (fresh->column.empty()) return true;
   const Vector<int32_t> slack_of = slacks_by_row(form);
   if (!measure_cuts(saved, form, slack_of, *point, box_active, fresh)) return false;
-  const bool stay = box_active && !(saved.on_penalties && form.has_penalties);
+  const bool stay = box_active && !lived_on_penalties(saved, form);
   if (!stay && (fresh->depth > kWarmStart.deepest_cut ||
                 std::sqrt(fresh->squares) > kWarmStart.deepest_cuts)) {
     return false;
@@ -336,16 +336,25 @@ SavedPoint save_point(const ProblemForm &form, const Point &point, double mu,
   }
   for (size_t i = 0; i < rows; ++i) saved.y[i] = point.y[i] * form.row_scale[i];
   saved.mu = mu;
-  const double carried = kWarmStart.carried_share * form.largest_rhs;
-  for (int32_t j = 0; j < form.structurals && !saved.on_penalties; ++j) {
-    saved.on_penalties = saved.largest_activity[j] > carried && is_penalty(form, j);
-  }
   saved.factorisation = std::move(factorisation);
   return saved;
 }
 
 bool same_rows(const SavedPoint &saved, const ProblemForm &form) {
   return saved.user_row == form.user_row && saved.row_type == form.row_type;
+}
+
+bool lived_on_penalties(const SavedPoint &saved, const ProblemForm &form) {
+  if (saved.capped || !form.has_penalties) return false;
+  const double carried = kWarmStart.carried_share * form.largest_rhs;
+  const auto common = std::min(static_cast<size_t>(form.structurals), saved.fingerprint.size());
+  for (size_t j = 0; j < common; ++j) {
+    if (saved.largest_activity[j] > carried && saved.fingerprint[j] == form.fingerprint[j] &&
+        is_penalty(form, static_cast<int32_t>(j))) {
+      return true;
+    }
+  }
+  return false;
 }
 
 bool restore_point(const SavedPoint &saved, const ProblemForm &form, Point *point) {

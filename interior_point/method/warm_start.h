@@ -47,7 +47,8 @@ struct SavedPoint {
   Vector<int32_t> user_row, row_type;
   Vector<double> y, slack_x, slack_z, slack_w, slack_v;
   double mu = 0.0;
-  bool on_penalties = false;         ///< penalty columns carry a good part of some right-hand side
+  bool capped = false;    ///< of a problem with capped penalties (capped_penalties.h)
+  bool far_down = false;  ///< it lies far below the mu that its tolerance asks for (solver.h)
   SavedFactorisation factorisation;  ///< the last one
 };
 
@@ -57,6 +58,10 @@ SavedPoint save_point(const ProblemForm &form, const Point &point, double mu,
 
 /// True when the saved point is of a problem with the rows of this form, in its order.
 bool same_rows(const SavedPoint &saved, const ProblemForm &form);
+
+/// True when penalty columns of the form carried a good part of a right-hand side in the saved
+/// point, that of a problem with these penalties.
+bool lived_on_penalties(const SavedPoint &saved, const ProblemForm &form);
 
 /// Places the saved point into a form. False when the rows differ or the new cuts are so deep that
 /// a start from scratch is cheaper; `point` then holds nothing of use.
