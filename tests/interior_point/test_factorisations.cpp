@@ -17,6 +17,7 @@
 #include "interior_point/linear_algebra/factorisation_choice.h"
 #include "interior_point/linear_algebra/panel_kernels.h"
 #include "interior_point/linear_algebra/sparse_factorisation.h"
+#include "interior_point/method/iterate.h"
 #include "tests/interior_point/random_programs.h"
 
 namespace {
@@ -368,6 +369,38 @@ TEST(Choice, LeavesFewColumnsToTheEnd) {
   expect_right(adapted.get(), more, few, &random, kGrowth);
   EXPECT_EQ(by_columns->adapted(tall_matrix(200, 190, 120.0, &random)), nullptr) << "not few";
   EXPECT_EQ(by_columns->adapted(tall_matrix(200, 150, 60.0, &random)), nullptr) << "others";
+}
+
+TEST(LongColumns, AreMultipliedAsTheOthersAre) {
+  Random random(5);
+  interior_point::ProblemForm form;
+  form.A = tall_matrix(90, 40, 10.0, &random);
+  const interior_point::LongColumns some(form.A);
+  ASSERT_GT(some.columns().size(), 10u);
+  ASSERT_LT(some.columns().size(), 40u);
+  form.b = powers_of_ten(90, -2, 2, &random);
+  form.c = powers_of_ten(130, -2, 2, &random);
+  interior_point::Point point;
+  point.resize(form);
+  point.x = powers_of_ten(130, -2, 2, &random);
+  point.y = powers_of_ten(90, -2, 2, &random);
+  interior_point::Residuals residuals;
+  residuals.resize(form);
+  compute_residuals(form, point, &residuals);
+  const Matrix A = dense(form.A);
+  const LongVector primal = longer(form.b) - A * longer(point.x);
+  const LongVector dual = longer(form.c) - A.transpose() * longer(point.y);
+  EXPECT_LT((primal - longer(residuals.primal)).cwiseAbs().maxCoeff(), 1e-9);
+  EXPECT_LT((dual - longer(residuals.dual)).cwiseAbs().maxCoeff(), 1e-9);
+  Vector<double> squares(90, 1.0);
+  some.add_squares(point.x.data(), squares.data());
+  some.for_others([&](int32_t j) {
+    for (auto t = static_cast<size_t>(form.A.start[j]);
+         t < static_cast<size_t>(form.A.start[j + 1]); ++t)
+      squares[form.A.row[t]] += point.x[j] * form.A.value[t] * form.A.value[t];
+  });
+  const LongVector expected = A.cwiseAbs2() * longer(point.x) + LongVector::Ones(90);
+  EXPECT_LT((expected - longer(squares)).cwiseAbs().maxCoeff(), 1e-9);
 }
 
 /// Whether no column touches two of the marked rows.
