@@ -312,7 +312,8 @@ TEST(WarmStart, LetsSlacksTakeUpColumnsThatRelieveThePenalties) {
     // The later half of the rows goes on living on its penalties.
     std::vector<int32_t> list = box;
     for (int32_t j = 60; j < full.columns(); ++j) {
-      if (full.row[static_cast<size_t>(full.start[j + 1]) - 1] < 15) list.push_back(j);
+      const auto end = static_cast<size_t>(full.start[static_cast<size_t>(j) + 1]);
+      if (full.row[end - 1] < 15) list.push_back(j);
     }
     const ProblemForm form = forms::form_of(full.with_columns(list));
     Point point;
