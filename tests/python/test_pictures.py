@@ -12,6 +12,7 @@ import pytest
 
 from conftest import make_history
 from quarn import _page
+from quarn.__main__ import main
 from quarn.history import DTYPE, write_csv
 
 CHROMIUM = shutil.which("chromium") or shutil.which("chromium-browser")
@@ -79,7 +80,8 @@ def test_the_page_is_alone_and_names_what_it_shows(history):
     assert all(len(row) == len(data["labels"]) for row in data["rows"])
 
 
-@pytest.mark.parametrize("rounds", [0, 1, 2, 500])
+# From 61 rounds on no dot marks a round.
+@pytest.mark.parametrize("rounds", [0, 1, 61])
 def test_runs_of_every_length_are_drawn(rounds, tmp_path):
     pytest.importorskip("matplotlib").use("agg")
     from matplotlib import pyplot
@@ -102,26 +104,25 @@ def test_a_history_without_any_bound_is_drawn():
     assert curves["bounds"]["upper_bound"] == "" and curves["bounds"]["lower_bound"] == ""
 
 
-def report(*arguments):
-    return subprocess.run(
-        [sys.executable, "-m", "quarn", "report", *map(str, arguments)],
-        capture_output=True,
-        text=True,
-    )
+def test_the_command_draws_a_csv_file_and_names_one_it_cannot(tmp_path, history, capfd):
+    def report(*arguments):
+        return main(["report", *map(str, arguments)]), capfd.readouterr().err
 
-
-def test_the_command_draws_a_csv_file_and_names_one_it_cannot(tmp_path, history):
     write_csv(tmp_path / "run.csv", history)
-    assert report(tmp_path / "run.csv").returncode == 0
-    assert report(tmp_path / "run.csv", "-o", tmp_path / "other.html").returncode == 0
+    command = [sys.executable, "-m", "quarn", "report", str(tmp_path / "run.csv")]
+    assert subprocess.run(command, stdout=subprocess.DEVNULL).returncode == 0
+    assert report(tmp_path / "run.csv", "-o", tmp_path / "other.html")[0] == 0
     for name in ("run.html", "other.html"):
         assert set(Page((tmp_path / name).read_text(encoding="utf-8")).curves) == set(CURVES)
     for wrong in (tmp_path / "none.csv", tmp_path / "run.html"):
-        refusal = report(wrong, "-o", tmp_path / "never.html")
-        assert refusal.returncode == 1 and wrong.name in refusal.stderr
-        assert refusal.stderr.count("\n") == 1 and not (tmp_path / "never.html").exists()
-    itself = report(tmp_path / "run.csv", "-o", tmp_path / "run.csv")
-    assert itself.returncode == 1 and "run.csv" in itself.stderr
+        status, message = report(wrong, "-o", tmp_path / "never.html")
+        assert status == 1 and wrong.name in message
+        assert message.count("\n") == 1 and not (tmp_path / "never.html").exists()
+    status, message = report(tmp_path / "run.csv", "-o", tmp_path / "run.csv")
+    assert status == 1 and "run.csv" in message
+    command[-1] = str(tmp_path / "none.csv")
+    refusal = subprocess.run(command, stderr=subprocess.PIPE, text=True)
+    assert refusal.returncode == 1 and refusal.stderr.count("\n") == 1
 
 
 @pytest.mark.skipif(CHROMIUM is None, reason="no chromium on this machine")
