@@ -574,7 +574,8 @@ bool Tree::branch(const Node &node, const NodeMaster &at, const Generation &gene
   double best_score = -1.0;
   std::vector<double> best_bounds;
   for (size_t k = 0; k < choice.size(); ++k) {
-    std::vector<double> bounds(choice[k].size(), node.bound), guesses = bounds;
+    std::vector<double> bounds(choice[k].size(), node.bound);
+    std::vector<double> guesses = bounds;
     if (choice.size() > 1 && !frame_.must_stop() && !recall(choice[k], node.bound, &guesses)) {
       const std::vector<Probe> probes = probe(at, choice[k], node.bound);
       for (size_t child = 0; child < probes.size(); ++child) {
