@@ -59,8 +59,13 @@ NewtonSystem::NewtonSystem(const ProblemForm &form) : form_(form), long_columns_
 }
 
 void NewtonSystem::analyse(const Factorisation *last) {
-  if (factorisation_) return;
-  factorisation_ = make_factorisation(form_.A, last, &form_.is_free);
+  if (!factorisation_) factorisation_ = make_factorisation(form_.A, last, &form_.is_free);
+  if (!listed_) list_columns();
+}
+
+void NewtonSystem::list_columns() {
+  plain_.clear();
+  multiplied_.clear();
   const Vector<int32_t> &augmented = factorisation_->augmented_columns();
   auto next = augmented.begin();
   for (int32_t j = 0; j < form_.columns(); ++j) {
@@ -69,13 +74,11 @@ void NewtonSystem::analyse(const Factorisation *last) {
     if (!is_augmented) plain_.push_back(j);
     if (!is_augmented || std::isfinite(form_.width[j])) multiplied_.push_back(j);
   }
+  listed_ = true;
 }
 
 void NewtonSystem::analyse_as(const NewtonSystem &other) {
-  if (!other.factorisation_) return;
-  factorisation_ = other.factorisation_->sibling();
-  plain_ = other.plain_;
-  multiplied_ = other.multiplied_;
+  if (other.factorisation_) factorisation_ = other.factorisation_->sibling();
 }
 
 void NewtonSystem::reset_regularisation() {

@@ -128,6 +128,8 @@ class NewtonSystem {
   double unfelt_delta(const Point &point) const;
   /// gradient_ = g of (9).
   void form_gradient(const Point &point, const Residuals *residuals, const Products &products);
+  /// Lists the columns by what the factorisation does with them.
+  void list_columns();
   /// dy and dx of (9). Where columns are unknowns beside dy, theta g of theirs is left to the
   /// factorisation, and their dx comes from it.
   void solve_normal_equations(const Residuals *residuals, Direction *direction);
@@ -161,6 +163,7 @@ class NewtonSystem {
   std::shared_ptr<Factorisation> factorisation_;
   Vector<int32_t> plain_;       // the columns that are no unknowns beside dy
   Vector<int32_t> multiplied_;  // those and the boxed ones: the columns whose a'dy is asked for
+  bool listed_ = false;         // both are there
   Vector<double> theta_;
   Vector<double> least_free_theta_;  // per column
   double delta_ = 0.0;
