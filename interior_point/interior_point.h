@@ -77,9 +77,9 @@ _Static_assert(offsetof(IP_save_record, holds_point) == 16, "callers read the wo
  *   col_lb, col_ub  in   double[n]; -1e30 and 1e30 for none
  *   m, n, nz        in   rows (the cost row, the last, included), columns, entries
  *   blas_threads    in   threads of OpenBLAS in the solves of a problem of 1000 rows or more, 0 or
- * 1 for one; solves at once in other threads of the process all run with the number of the one that
- * began first. The last bits of a solution depend on it the others      in   not used by this
- * solver
+ *                   1 for one; solves at once in other threads of the process all run with the
+ *                   number of the one that began first. The last bits of a solution depend on it
+ *   the others      in   not used by this solver
  *
  * Entries of row m in row_type, RHS and row_range mean nothing. The arrays are copied: the caller
  * may change or release them as soon as the call returns. Returns the handle, which the caller
