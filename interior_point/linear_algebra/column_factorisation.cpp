@@ -229,10 +229,12 @@ void ColumnFactorisation::quadratic_forms(const SparseColumns &columns, double *
 
 std::unique_ptr<Factorisation> ColumnFactorisation::adapted(const SparseColumns &A) const {
   if (A.rows != p_.rows || !holds_for(A, p_.entries)) return nullptr;
-  auto pattern = make_pattern(A);
+  double columns = 0.0;
+  for (int32_t j = 0; j < A.columns(); ++j) columns += A.length(j) > 1;
   const double rows = p_.rows;
-  const double of_dense_rows = rows * rows * (rows / 6.0 + pattern->columns() / 2.0);
-  if (pattern->work > of_dense_rows) return nullptr;
+  const double of_dense_rows = rows * rows * (rows / 6.0 + columns / 2.0);
+  if (column_factorisation_work(A) > of_dense_rows) return nullptr;
+  auto pattern = make_pattern(A);
   pattern->entries = p_.entries;  // of the choice
   return std::make_unique<ColumnFactorisation>(std::move(pattern));
 }
