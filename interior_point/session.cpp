@@ -80,13 +80,17 @@ bool Session::caps_penalties(const SavedPoint &saved) const {
 
 Code Session::solve_from(const Request &request, Start start, const SavedPoint *saved,
                          int32_t *iterations) {
+  // It is back only with a point: memory may run short.
+  std::unique_ptr<CappedPenalties> capped = std::move(capped_);
   if (start == Start::kSaved && saved && caps_penalties(*saved)) {
-    capped_ = std::make_unique<CappedPenalties>(form_);
+    capped = std::make_unique<CappedPenalties>(form_);
   }
-  if (capped_) {
-    const Code code = capped_->solve(request, start, saved, solver_.get(), iterations);
-    if (code == Code::kSolved) return code;
-    capped_.reset();
+  if (capped) {
+    const Code code = capped->solve(request, start, saved, solver_.get(), iterations);
+    if (code == Code::kSolved) {
+      capped_ = std::move(capped);
+      return code;
+    }
     start = Start::kCold;
   }
   const Code code = solver_->solve(request, start, saved);
