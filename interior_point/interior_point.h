@@ -176,7 +176,9 @@ int32_t solve_Pb(IP_problem *Pb, int32_t start_mode, IP_save_record *saved, doub
 
 /**
  * As solve_Pb, and with a non-zero option it seeks a mu-centre: at code 0 asmall is then at least
- * 0.1 and alarge at most 10. `work` is not used by this solver and may be null.
+ * 0.1 and alarge at most 10. Where the saved point asks for a way by smaller penalties they are
+ * those of the centre found there, which has the same y; of the x handed out its penalty columns
+ * are cleared. `work` is not used by this solver and may be null.
  */
 int32_t acpdm_Pb(IP_problem *Pb, int32_t start_mode, IP_save_record *saved, double *opt_tol,
                  int32_t *option, double *primal, double *bounds, double *dual, double *asmall,
