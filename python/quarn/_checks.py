@@ -45,6 +45,13 @@ def limit(value: Optional[float], what: str) -> int:
     return min(int(value), NO_LIMIT)
 
 
+def count(value: Any, what: str) -> int:
+    """A number of things, one at least."""
+    if not (1 <= number(value, what) <= NO_LIMIT and value == int(value)):
+        raise Mistake(f"{what} has to be a whole number, 1 or more, not {value!r}")
+    return int(value)
+
+
 def mapping(entries: Any, what: str) -> "dict[Any, Any]":
     """A dictionary by row."""
     if isinstance(entries, dict):

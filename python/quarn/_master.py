@@ -409,7 +409,7 @@ class Master:
         if first_duals is not None:
             settings.first_duals = np.asarray(first_duals, dtype=float).ravel().tolist()
         settings.verbosity = int(verbosity)
-        settings.blas_threads = int(blas_threads)
+        settings.blas_threads = _checks.count(blas_threads, "blas_threads")
         settings.save_file = "" if save_file is None else os.fspath(save_file)
         settings.save_every = _checks.number(save_every, "save_every")
         found = self._core.solve(

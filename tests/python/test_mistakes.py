@@ -109,6 +109,11 @@ CASES = {
         ValueError,
         "whole number",
     ),
+    "half a thread": (
+        lambda s: s.master.solve(s.price, blas_threads=1.5),
+        ValueError,
+        "blas_threads has to be a whole number",
+    ),
     "returns nothing": (answer(lambda s: None), TypeError, "returned None"),
     "returns a number": (answer(lambda s: 12.5), TypeError, "12.5"),
     "answer empty": (answer(lambda s: quarn.Answer()), TypeError, "bound"),
