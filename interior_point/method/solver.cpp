@@ -76,17 +76,30 @@ Code Solver::solve(const Request &request, Start start, const SavedPoint *saved)
     const bool rounded = measures_.rounded > tolerance_ * measures_.unit;
     if (code == Code::kSolved ? !rounded : start == Start::kCurrent) return code;
   }
-  const bool on_penalties = from_saved && saved && lived_on_penalties(*saved, form_);
-  if (on_penalties && solve_from_penalties(request) == Code::kSolved) return Code::kSolved;
+  if (from_saved && saved && lived_on_penalties(*saved, form_))
+    return solve_past_penalties(request);
+  const Code code = solve_cold(request);
+  if (code == Code::kSolved || !has_point_) return code;
+  if (form_.has_penalties) return retry_from_penalties(request, code);
+  return code == Code::kStalled ? retry_regularised(request) : code;
+}
+
+Code Solver::solve_cold(const Request &request) {
   if (!start_cold()) return Code::kNumericalFailure;
   stall_rule_ = kStall.cold;
   short_steps_allowed_ = form_.has_penalties ? kStall.short_steps_allowed : kStall.iteration_limit;
   const Code code = iterate(request);
   short_steps_allowed_ = kStall.iteration_limit;
-  if (code == Code::kSolved) return code;
-  if (on_penalties) return code;
-  if (form_.has_penalties) return retry_from_penalties(request, code);
-  return code == Code::kStalled ? retry_regularised(request) : code;
+  return code;
+}
+
+Code Solver::solve_past_penalties(const Request &request) {
+  const Code first = solve_from_penalties(request);
+  if (first == Code::kSolved) return first;
+  const Point usable = first == Code::kStalled ? point_ : Point();
+  const Code code = solve_cold(request);
+  const bool is_better = code == Code::kSolved || code == Code::kStalled;
+  return is_better || first != Code::kStalled ? code : fall_back_to(usable);
 }
 
 Code Solver::fall_back_to(const Point &usable) {

@@ -117,8 +117,13 @@ class Solver {
   void set_limits(const Request &request);
   /// Puts the point to (10). False when A A' could not be factorised.
   bool start_cold();
+  /// From that point.
+  Code solve_cold(const Request &request);
   /// A start from scratch at the far end of the path, where penalty columns carry all.
   Code solve_from_penalties(const Request &request);
+  /// First so and then from (10), after a saved point that lived on penalties. A usable point of
+  /// the first stays where the second ends with none.
+  Code solve_past_penalties(const Request &request);
   /// The same as another start. What the first one ended with stays
   /// where it is of use and this one ends with nothing better.
   Code retry_from_penalties(const Request &request, Code first);
