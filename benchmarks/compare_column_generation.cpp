@@ -39,6 +39,7 @@ struct Options {
   std::vector<std::string> files, methods = method_names(), sizes;
   bool csv = false, quick = false;
   size_t repeats = 3;
+  int64_t seed = 1;
   Overrides overrides;
 };
 
@@ -71,7 +72,7 @@ std::vector<Method> chosen_methods(const Options &options) {
 std::vector<Case> chosen_cases(const Options &options) {
   if (!options.files.empty()) return file_cases(options.family, options.files);
   std::vector<Case> cases;
-  for (Case &instance : default_cases(options.family, options.data)) {
+  for (Case &instance : default_cases(options.family, options.data, options.seed)) {
     const auto &sizes = options.sizes;
     const bool wanted =
         sizes.empty() || std::find(sizes.begin(), sizes.end(), instance.size) != sizes.end();
@@ -140,6 +141,9 @@ void add_options(CLI::App &app, Options &options) {
       ->delimiter(',')
       ->allow_extra_args(false);
   app.add_option("--data", options.data, "folder of the published instances")
+      ->capture_default_str();
+  app.add_option("--seed", options.seed, "of the generated instances of the default set")
+      ->check(CLI::Range(1, 1000))
       ->capture_default_str();
   app.add_option("--methods", options.methods, "the methods to run")
       ->delimiter(',')

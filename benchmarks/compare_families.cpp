@@ -175,7 +175,12 @@ std::vector<Case> published(const std::string &folder, const std::string &column
   return cases;
 }
 
-std::vector<Case> cutting_stock_cases(const std::string &folder) {
+/// Values are known of instances made by the first seed.
+std::optional<double> known_at_first(std::optional<double> value, int64_t seed) {
+  return seed == 1 ? value : std::nullopt;
+}
+
+std::vector<Case> cutting_stock_cases(const std::string &folder, int64_t seed) {
   std::vector<Case> cases =
       published(folder + "/cutting_stock", "lp_bound_proper", 6, 6, cutting_stock_file);
   struct Recipe {
@@ -188,18 +193,19 @@ std::vector<Case> cutting_stock_cases(const std::string &folder) {
                             {1000, 1, 17885.641277}, {1000, 2, 17636.164799}};
   for (const Recipe &r : recipes) {
     const std::string size = "m" + std::to_string(r.types);
-    cases.push_back({size, size + "_s" + std::to_string(r.seed), r.types <= 200,
+    const int64_t own_seed = r.seed + 3 * (seed - 1);
+    cases.push_back({size, size + "_s" + std::to_string(own_seed), r.types <= 200,
                      [=] {
                        return cutting_stock_maker(
-                           share(cutting_stock::generate_instance(r.types, r.seed)));
+                           share(cutting_stock::generate_instance(r.types, own_seed)));
                      },
-                     r.value, false});
+                     known_at_first(r.value, seed), false});
   }
   return cases;
 }
 
 /// Those of short horizon whose routes the exact pricing has been run to the end for.
-std::vector<Case> vehicle_routing_cases(const std::string &folder) {
+std::vector<Case> vehicle_routing_cases(const std::string &folder, int64_t) {
   const char *names[] = {"c105", "c106", "c109",  "r102",  "r104",  "r105",
                          "r106", "r111", "rc101", "rc103", "rc106", "rc108"};
   const std::string below = folder + "/vehicle_routing/";
@@ -218,7 +224,7 @@ std::vector<Case> vehicle_routing_cases(const std::string &folder) {
   return cases;
 }
 
-std::vector<Case> lot_sizing_cases(const std::string &folder) {
+std::vector<Case> lot_sizing_cases(const std::string &folder, int64_t seed) {
   std::vector<Case> cases = published(folder + "/lot_sizing", "dw_bound", 2, 6, lot_sizing_file);
   const lot_sizing::Levels levels[] = {{1, 2, 1, 8}, {2, 4, 2, 9}};
   struct Size {
@@ -229,11 +235,12 @@ std::vector<Case> lot_sizing_cases(const std::string &folder) {
     for (const lot_sizing::Levels &level : levels) {
       const std::string name = size + "_" + std::to_string(level.demand_variation) +
                                std::to_string(level.time_between_orders) +
-                               std::to_string(level.setup_time) + std::to_string(level.tightness);
+                               std::to_string(level.setup_time) + std::to_string(level.tightness) +
+                               (seed == 1 ? std::string() : "_s" + std::to_string(seed));
       cases.push_back({size, name, s.items == 50,
                        [=] {
                          return lot_sizing_maker(
-                             share(lot_sizing::generate_instance(level, s.items, s.periods, 1)));
+                             share(lot_sizing::generate_instance(level, s.items, s.periods, seed)));
                        },
                        std::nullopt, false});
     }
@@ -241,7 +248,7 @@ std::vector<Case> lot_sizing_cases(const std::string &folder) {
   return cases;
 }
 
-std::vector<Case> assignment_cases(const std::string &) {
+std::vector<Case> assignment_cases(const std::string &, int64_t seed) {
   struct Recipe {
     char kind;
     int32_t tasks, agents;
@@ -260,17 +267,17 @@ std::vector<Case> assignment_cases(const std::string &) {
   std::vector<Case> cases;
   for (const Recipe &r : recipes) {
     const std::string size = r.kind + std::to_string(r.tasks) + "x" + std::to_string(r.agents);
-    cases.push_back({size, size + "_s1", r.tasks <= 200,
+    cases.push_back({size, size + "_s" + std::to_string(seed), r.tasks <= 200,
                      [=] {
                        return assignment_maker(share(generalized_assignment::generate_instance(
-                           r.kind, r.tasks, r.agents, 1)));
+                           r.kind, r.tasks, r.agents, seed)));
                      },
-                     r.value, false});
+                     known_at_first(r.value, seed), false});
   }
   return cases;
 }
 
-std::vector<Case> flow_cases(const std::string &folder) {
+std::vector<Case> flow_cases(const std::string &folder, int64_t seed) {
   std::vector<Case> cases;
   const std::string planar = folder + "/multicommodity_flow/planar30.txt";
   constexpr double kPlanarValue = 44350624.0;
@@ -292,22 +299,23 @@ std::vector<Case> flow_cases(const std::string &folder) {
                               {"g300", "n300", 157791286, false}};
   for (const Network &n : networks) {
     const bool small = std::string(n.size) == "n100";
-    const auto load = [n](multicommodity_flow::Grouping grouping) {
+    const std::string name = n.name + (seed == 1 ? std::string() : "_s" + std::to_string(seed));
+    const auto value = known_at_first(n.value, seed);
+    const auto load = [n, seed](multicommodity_flow::Grouping grouping) {
       return [=] {
-        return flow_maker(share(multicommodity_flow::planar_network(
-                              multicommodity_flow::benchmark_recipe(n.name))),
-                          grouping);
+        multicommodity_flow::Recipe recipe = multicommodity_flow::benchmark_recipe(n.name);
+        recipe.seed += seed - 1;
+        return flow_maker(share(multicommodity_flow::planar_network(recipe)), grouping);
       };
     };
-    cases.push_back({n.size, n.name, small, load(kByCommodity), n.value, false});
+    cases.push_back({n.size, name, small, load(kByCommodity), value, false});
     if (!n.aggregated) continue;
-    cases.push_back(
-        {"aggregated", std::string(n.name) + "/all", small, load(kAggregated), n.value, false});
+    cases.push_back({"aggregated", name + "/all", small, load(kAggregated), value, false});
   }
   return cases;
 }
 
-std::vector<Case> explicit_cases(const std::string &folder) {
+std::vector<Case> explicit_cases(const std::string &folder, int64_t seed) {
   std::vector<Case> cases;
   const std::string below = folder + "/relaxations/";
   for (const KnownValue &known : read_known_values(below + "known_values.csv", "objective")) {
@@ -317,21 +325,23 @@ std::vector<Case> explicit_cases(const std::string &folder) {
     if (!std::filesystem::exists(path)) continue;
     cases.push_back({"published", known.instance, false, explicit_file(path), known.value, false});
   }
-  struct Recipe {
-    int32_t rows, columns;
+  const auto add = [&](const std::string &size, bool small, const auto &program) {
+    const std::string name = size + "_s" + std::to_string(seed);
+    cases.push_back(
+        {size, name, small, [=] { return explicit_maker(share(program())); }, std::nullopt, false});
   };
-  for (const Recipe r : {Recipe{100, 2000}, Recipe{150, 9000}, Recipe{400, 7000}}) {
-    const std::string size = "crew" + std::to_string(r.rows);
-    cases.push_back({size, size + "_s1", r.rows == 100,
-                     [=] { return explicit_maker(share(crew_program(r.rows, r.columns, 1))); },
-                     std::nullopt, false});
-  }
+  add("crew100", true, [=] { return crew_program(100, 2000, seed); });
+  add("crew150", false, [=] { return crew_program(150, 9000, seed); });
+  add("crew400", false, [=] { return crew_program(400, 7000, seed); });
+  add("part40", false, [=] { return scattered_program(kEqual, 40, 20000, 0.2, seed); });
+  add("scp300", true, [=] { return scattered_program(kGreaterEqual, 300, 3000, 0.02, seed); });
+  add("rail500", false, [=] { return rail_program(500, 50000, seed); });
   return cases;
 }
 
 struct Family {
   std::string name;
-  std::vector<Case> (*cases)(const std::string &folder);
+  std::vector<Case> (*cases)(const std::string &folder, int64_t seed);
   /// The ways to read a file, each with what it adds to the name.
   std::vector<std::pair<std::string, std::function<Loader(const std::string &)>>> readers;
 };
@@ -370,8 +380,9 @@ const std::vector<std::string> &family_names() {
   return names;
 }
 
-std::vector<Case> default_cases(const std::string &family, const std::string &folder) {
-  return family_of(family).cases(folder);
+std::vector<Case> default_cases(const std::string &family, const std::string &folder,
+                                int64_t seed) {
+  return family_of(family).cases(folder, seed);
 }
 
 std::vector<Case> file_cases(const std::string &family, const std::vector<std::string> &files) {

@@ -250,4 +250,63 @@ LinearProgram crew_program(int32_t rows, int32_t columns, int64_t seed) {
   return program;
 }
 
+namespace {
+
+using Entries = std::vector<std::pair<int32_t, double>>;
+
+Entries ones(const std::set<int32_t> &rows) {
+  Entries entries;
+  for (const int32_t i : rows) entries.emplace_back(i, 1.0);
+  return entries;
+}
+
+void add_stretch(int32_t from, int32_t length, int32_t rows, std::set<int32_t> &stretches) {
+  for (int32_t i = from; i < std::min(rows, from + length); ++i) stretches.insert(i);
+}
+
+}  // namespace
+
+LinearProgram rail_program(int32_t rows, int32_t columns, int64_t seed) {
+  constexpr int64_t kLongest = 6, kNear = 20;
+  examples::Lehmer random(seed);
+  LinearProgram program;
+  program.name = "rail" + std::to_string(rows) + "_s" + std::to_string(seed);
+  for (int32_t i = 0; i < rows; ++i) program.add_row(kGreaterEqual, 1.0);
+  for (int32_t j = 0; j < columns; ++j) {
+    // The first ones see to it that every trip is covered.
+    const auto first = j < rows ? j : static_cast<int32_t>(random.draw(0, rows - 1));
+    const auto second = static_cast<int32_t>(random.draw(0, rows - 1));
+    std::set<int32_t> covered;
+    add_stretch(first, static_cast<int32_t>(random.draw(1, kLongest)), rows, covered);
+    add_stretch(second, static_cast<int32_t>(random.draw(1, kLongest)), rows, covered);
+    const bool is_near = std::abs(first - second) <= kNear;
+    program.add_column(is_near ? 1.0 : 2.0, 0.0, 1.0, ones(covered));
+  }
+  return program;
+}
+
+LinearProgram scattered_program(RowType type, int32_t rows, int32_t columns, double share,
+                                int64_t seed) {
+  examples::Lehmer random(seed);
+  const auto most = static_cast<int64_t>(std::lround(2.0 * share * rows)) - 1;
+  LinearProgram program;
+  program.name =
+      (type == kEqual ? "part" : "scp") + std::to_string(rows) + "_s" + std::to_string(seed);
+  for (int32_t i = 0; i < rows; ++i) program.add_row(type, 1.0);
+  for (int32_t next = 0; program.columns() < columns;) {
+    const auto length = static_cast<int32_t>(random.draw(1, most));
+    std::set<int32_t> places;
+    if (next < rows) add_stretch(next, length, rows, places);  // the hidden solution
+    const size_t entries = next < rows ? 1 : static_cast<size_t>(length);
+    next += length;
+    while (places.size() < entries) {
+      places.insert(static_cast<int32_t>(random.draw(0, rows - 1)));
+    }
+    const int64_t unit = random.draw(1, 100);
+    const int64_t cost = type == kEqual ? 100 + length * (50 + unit) : unit;
+    program.add_column(static_cast<double>(cost), 0.0, 1.0, ones(places));
+  }
+  return program;
+}
+
 }  // namespace benchmarks

@@ -60,6 +60,17 @@ class ExplicitColumns {
 /// flights that follow each other in time and place. A hidden set of rotations meets all rows.
 LinearProgram crew_program(int32_t rows, int32_t columns, int64_t seed);
 
+/// A set covering program like those of railway crews: rows are trips in the order of their lines,
+/// a column covers 2 to 12 of them in up to two stretches, and costs 1, or 2 where these are far
+/// apart. Ties are many.
+LinearProgram rail_program(int32_t rows, int32_t columns, int64_t seed);
+
+/// Set covering (`type` kGreaterEqual) or partitioning (kEqual, with a hidden solution) without
+/// structure: `share` of the rows of each column on average, in random places. Costs are 1 to 100
+/// for covering, and for partitioning grow with the entries.
+LinearProgram scattered_program(RowType type, int32_t rows, int32_t columns, double share,
+                                int64_t seed);
+
 }  // namespace benchmarks
 
 #endif
