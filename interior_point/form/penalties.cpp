@@ -9,10 +9,6 @@ namespace interior_point {
 
 namespace {
 
-// Of the reference cost. On set partitioning from crews 10 took about as many iterations as 30 and
-// a tenth less than 100; with 3 the caps were below the duals themselves.
-constexpr double kCap = 10.0;
-
 double largest_entry(const ProblemForm &form, int32_t j) {
   double most = 0.0;
   for (int32_t t = form.A.start[j]; t < form.A.start[j + 1]; ++t) {
@@ -36,11 +32,11 @@ bool is_penalty(const ProblemForm &form, int32_t j) {
   return form.c[j] > kCostBand * form.reference_cost * largest_entry(form, j);
 }
 
-CappedCosts capped_costs(const ProblemForm &form) {
+CappedCosts capped_costs(const ProblemForm &form, double cap) {
   CappedCosts capped;
   for (int32_t j = 0; j < form.structurals; ++j) {
     if (!is_penalty(form, j)) continue;
-    const double cost = kCap * form.reference_cost * largest_entry(form, j);
+    const double cost = cap * form.reference_cost * largest_entry(form, j);
     capped.column.push_back(j);
     capped.cost.push_back(cost * form.column_unit[j]);
   }

@@ -22,9 +22,9 @@ struct CappedCosts {
   Vector<double> cost;     ///< for each of them, in the caller's unit
 };
 
-/// The penalty columns, and for each a cost that is a small multiple of what is usual for an entry
-/// of that size. Throws std::bad_alloc.
-CappedCosts capped_costs(const ProblemForm &form);
+/// The penalty columns, and for each `cap` times what is usual for an entry of that size. Throws
+/// std::bad_alloc.
+CappedCosts capped_costs(const ProblemForm &form, double cap);
 
 /// The form with these costs, in the units that go with them. Its penalties, if any are left, are
 /// other columns. Throws std::bad_alloc.

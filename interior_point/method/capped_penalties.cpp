@@ -30,7 +30,7 @@ Point in_units_of(const ProblemForm &to, const ProblemForm &from, Point point) {
 }  // namespace
 
 CappedPenalties::CappedPenalties(std::shared_ptr<const ProblemForm> form)
-    : form_(std::move(form)), costs_(capped_costs(*form_)) {}
+    : form_(std::move(form)), costs_(capped_costs(*form_, kCapped.cap)) {}
 
 void CappedPenalties::inherit(const SavedPoint &saved) {
   for (size_t k = 0; k < costs_.column.size(); ++k) {
