@@ -11,7 +11,7 @@ namespace detail {
 
 constexpr char kMagic[] = "QUARNMST";
 constexpr size_t kMagicLength = 8;
-constexpr uint32_t kVersion = 1;
+constexpr uint32_t kVersion = 2;
 constexpr size_t kHeadLength = kMagicLength + 4 + 8;
 constexpr size_t kHashLength = 8;
 
@@ -120,18 +120,26 @@ static void visit_settings(Settings &settings, Visitor &&visit) {
   visit(settings.save_every);
   visit(settings.max_iterations);
   visit(settings.max_columns);
+  visit(settings.blas_threads);
+  visit(settings.verbosity);
+  visit(settings.rounding);
+  visit(settings.tolerance_dial);
 }
 
 struct SettingWriter {
   Writer &writer;
   void operator()(const double &value) const { writer.real(value); }
   void operator()(const int32_t &value) const { writer.index(value); }
+  void operator()(const int16_t &value) const { writer.index(value); }
+  void operator()(const bool &value) const { writer.flag(value); }
 };
 
 struct SettingReader {
   Reader &reader;
   void operator()(double &value) const { value = reader.real(); }
   void operator()(int32_t &value) const { value = reader.index(); }
+  void operator()(int16_t &value) const { value = static_cast<int16_t>(reader.index()); }
+  void operator()(bool &value) const { value = reader.flag(); }
 };
 
 // Writing
@@ -174,7 +182,6 @@ static std::string contents(const State &state,
   Settings settings = state.settings;
   visit_settings(settings, SettingWriter{writer});
   writer.word(static_cast<uint64_t>(-static_cast<int>(settings.strategy)), 1);
-  writer.flag(settings.tolerance_dial);
   writer.real(state.lower);
   writer.real(state.upper);
   writer.count(state.rows.size());
@@ -299,7 +306,6 @@ static std::unique_ptr<State> read_contents(
   auto state = std::make_unique<State>(reader->flag() ? Sense::maximize : Sense::minimize);
   visit_settings(state->settings, SettingReader{*reader});
   state->settings.strategy = static_cast<Strategy>(-static_cast<int>(reader->word(1)));
-  state->settings.tolerance_dial = reader->flag();
   const double lower = reader->real();
   const double upper = reader->real();
   read_rows(reader, state.get());

@@ -162,6 +162,9 @@ static Settings numbers_of(const Settings &settings) {
   numbers.tolerance_dial = settings.tolerance_dial;
   numbers.degree_of_optimality = settings.degree_of_optimality;
   numbers.penalty = settings.penalty;
+  numbers.rounding = settings.rounding;
+  numbers.verbosity = settings.verbosity;
+  numbers.blas_threads = settings.blas_threads;
   numbers.save_every = settings.save_every;
   return numbers;
 }

@@ -488,6 +488,9 @@ class Master:
             "tolerance_dial": known.tolerance_dial,
             "degree_of_optimality": known.degree_of_optimality,
             "penalty": known.penalty,
+            "rounding": known.rounding,
+            "verbosity": known.verbosity,
+            "blas_threads": known.blas_threads,
             "save_every": known.save_every,
         }
 

@@ -47,6 +47,11 @@ TEST_F(Files, BringEverythingBackBitByBit) {
     quarn::Settings settings;
     settings.tolerance = 1e-5 / 3.0;
     settings.max_iterations = 3;
+    settings.verbosity = 2;
+    settings.log = [](const char *) {};
+    settings.blas_threads = 2;
+    settings.tolerance_dial = seed % 3 != 0;
+    settings.rounding = seed % 4 == 0;
     master.solve(target.oracle(), settings);
     const quarn::Row spare = master.add_row(quarn::RowSense::at_least, -1e6, {"spare row"});
     const quarn::Row removed = master.add_row(quarn::RowSense::at_least, -1e6, {"removed"});
@@ -63,6 +68,10 @@ TEST_F(Files, BringEverythingBackBitByBit) {
     EXPECT_EQ(loaded.upper_bound(), master.upper_bound());
     EXPECT_EQ(loaded.settings().tolerance, settings.tolerance);
     EXPECT_EQ(loaded.settings().max_iterations, 3);
+    EXPECT_EQ(loaded.settings().verbosity, 2);
+    EXPECT_EQ(loaded.settings().blas_threads, 2);
+    EXPECT_EQ(loaded.settings().tolerance_dial, settings.tolerance_dial);
+    EXPECT_EQ(loaded.settings().rounding, settings.rounding);
     ASSERT_EQ(loaded.rows().size(), master.rows().size());
     EXPECT_EQ(loaded.row("spare row").index(), spare.index());
     for (size_t i = 0; i < master.rows().size(); ++i) {

@@ -229,7 +229,8 @@ def test_rounding_finds_an_integer_solution():
 
 def test_the_settings_of_a_run_serve_another_one(tmp_path):
     problem, master, rows, price = make()
-    given = dict(tolerance=1e-4, strategy="centred", max_columns=500, max_iterations=7)
+    given = dict(tolerance=1e-4, strategy="centred", max_columns=500, max_iterations=7,
+                 rounding=True, blas_threads=2)
     master.solve(price, save_file=tmp_path / "a", **given)
     assert given.items() <= master.settings.items()
     assert quarn.Master.load(tmp_path / "a").settings == master.settings
