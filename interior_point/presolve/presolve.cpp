@@ -15,6 +15,10 @@ namespace {
 // Share of the rows and columns that the first look has to find: the reductions, which cost about
 // half an iteration, then usually find a multiple of it...
 constexpr double kPromising = 0.025;
+// ... of a program with many rows a smaller one: factorisations take most of an iteration then, and
+// rows that are left out save more than their share of them...
+constexpr double kPromisingOfMany = 0.005;
+constexpr int32_t kManyRows = 5000;
 // ... and the share that they have to take out for presolve and postsolve to pay.
 constexpr double kWorthwhile = 0.05;
 constexpr double kNoRange = 1e30;
@@ -103,7 +107,8 @@ bool worth_presolving(const ProblemForm &form) {
   for (int32_t j = 0; j < form.structurals; ++j) {
     found += (form.c[j] == 0.0 && form.A.length(j) == 1) || is_dominated(form, signs, j);
   }
-  return found >= kPromising * (form.rows() + form.structurals);
+  const double promising = form.rows() < kManyRows ? kPromising : kPromisingOfMany;
+  return found >= promising * (form.rows() + form.structurals);
 }
 
 Presolved::Presolved(const ProblemForm &form) : form_(form), program_(form) {

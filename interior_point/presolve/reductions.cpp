@@ -61,6 +61,10 @@ class Reducer {
   bool keeps_costs(int32_t t) const;
   bool is_free(int32_t j);
   bool implies(const ReducibleProgram::Entry &e, Side side);
+  struct Reach {
+    double value, size;  // a sum and that of the magnitudes of its terms
+  };
+  Reach reach_of_others(const ReducibleProgram::Entry &e, bool most) const;
   double largest_in_row(int32_t i) const;
   double largest_in_column(int32_t j) const;
   bool constrains_nothing(int32_t i) const {
@@ -197,8 +201,23 @@ Reducer::Outcome Reducer::look_at_row(int32_t i) {
   return Outcome::kUnchanged;
 }
 
+/// The most, or the least, that the other columns of the entry's row can make of it.
+Reducer::Reach Reducer::reach_of_others(const ReducibleProgram::Entry &e, bool most) const {
+  Reach reach = {0.0, 0.0};
+  for (int32_t t = p_.first_in_row(e.row); t != p_.kNone; t = p_.entry(t).next_in_row) {
+    const ReducibleProgram::Entry &other = p_.entry(t);
+    if (other.column == e.column) continue;
+    const bool up = (other.value > 0.0) == most;
+    const double term = other.value * (up ? p_.upper[other.column] : p_.lower[other.column]);
+    reach.value += term;
+    reach.size += std::fabs(term);
+  }
+  return reach;
+}
+
 /// True when the row of the entry keeps its column at or above the lower bound (at or below the
-/// upper one), whatever the other columns do within theirs.
+/// upper one), whatever the other columns do within theirs. Where the rounding of a sum that the
+/// column's own bound dominates leaves that open the others are summed up without it.
 bool Reducer::implies(const ReducibleProgram::Entry &e, Side side) {
   const Activity &activity = p_.activity(e.row);
   const double a = e.value;
@@ -209,12 +228,16 @@ bool Reducer::implies(const ReducibleProgram::Entry &e, Side side) {
   const double own = a * (lower ? p_.upper[e.column] : p_.lower[e.column]);
   const int32_t infinite = by_most ? activity.most_infinite : activity.least_infinite;
   if (std::isinf(end) || infinite > (std::isinf(own) ? 1 : 0)) return false;
-  const double others = (by_most ? activity.most : activity.least) - (std::isinf(own) ? 0.0 : own);
-  const double size = by_most ? activity.most_size : activity.least_size;
-  const double rounding = kRounding * (size + std::fabs(end)) / std::fabs(a);
   const double bound = lower ? p_.lower[e.column] : p_.upper[e.column];
-  const double inside = (lower ? 1.0 : -1.0) * ((end - others) / a - bound);
-  return inside - rounding >= -kImplied * relative(bound);
+  const double allowed = -kImplied * relative(bound);
+  const auto inside = [&](const Reach &others, double sign) {
+    const double rounding = kRounding * (others.size + std::fabs(end)) / std::fabs(a);
+    return (lower ? 1.0 : -1.0) * ((end - others.value) / a - bound) + sign * rounding;
+  };
+  const double others = (by_most ? activity.most : activity.least) - (std::isinf(own) ? 0.0 : own);
+  const Reach quick = {others, by_most ? activity.most_size : activity.least_size};
+  if (inside(quick, -1.0) >= allowed) return true;
+  return inside(quick, 1.0) >= allowed && inside(reach_of_others(e, by_most), -1.0) >= allowed;
 }
 
 /// True when the column has no bounds but those that rows imply.
@@ -478,6 +501,10 @@ bool Reducer::pass() {
     if (!p_.row_alive[i] || !p_.row_touched[i]) continue;
     p_.row_touched[i] = 0;
     if (look_at_row(i) == Outcome::kNoOptimum) return false;
+    // What a changed row implies for its columns may have changed as well.
+    for (int32_t t = p_.first_in_row(i); t != p_.kNone; t = p_.entry(t).next_in_row) {
+      p_.column_touched[p_.entry(t).column] = 1;
+    }
   }
   for (int32_t j = 0; j < p_.columns(); ++j) {
     if (!p_.column_alive[j] || !p_.column_touched[j]) continue;

@@ -269,6 +269,24 @@ Gone free_column_of_an_equality(Draft *d) {
   return {1, 1};
 }
 
+/// The lower bound of a column is implied by an equality, where its upper one, which another row
+/// implies, would hide it behind rounding errors.
+Gone implied_free_column_with_a_far_bound(Draft *d) {
+  const int32_t i = d->add_row(2), r = d->add_row(0), j = d->add_column(0);
+  d->row(r).below = kInf;
+  d->put(i, j, 1.0);
+  d->put(r, j, 1.0);
+  d->column(j).below = 0.0;
+  d->column(j).above = d->row(r).above;
+  for (const bool first : {true, true, false, false}) {
+    const int32_t other = d->spread(d->add_column(0));
+    if (!first) d->column(other).below = 1e5;
+    d->put(first ? i : r, other, first ? -1.0 : 1.0);
+    (first ? d->column(j).below : d->column(j).above) += d->column(other).below;
+  }
+  return {1, 1};
+}
+
 Gone doubleton_equality(Draft *d) {
   const int32_t i = d->add_row(2);
   // Of the two columns one may be held, and not both: their ends would be one value.
@@ -355,6 +373,7 @@ const Rule kRules[] = {{"SingletonRow", singleton_row},
                        {"FreeSingletonColumn", free_singleton_column},
                        {"ImpliedFreeSingletonColumn", implied_free_singleton_column},
                        {"FreeColumnOfAnEquality", free_column_of_an_equality},
+                       {"ImpliedFreeColumnWithAFarBound", implied_free_column_with_a_far_bound},
                        {"DoubletonEquality", doubleton_equality},
                        {"ParallelRow", parallel_row},
                        {"ParallelColumns", parallel_columns},
