@@ -285,6 +285,11 @@ Code Solver::give_up(const Request &request, Code code) {
   return usable && code == Code::kNumericalFailure ? Code::kStalled : code;
 }
 
+/// A feasible point is on the path, where a start from scratch would have to come, too.
+const StallRule &Solver::stall_rule() const {
+  return infeasibility(measures_) > 1.0 ? stall_rule_ : kStall.cold;
+}
+
 /// The main loop. At each point
 ///
 ///   1. the residuals (6), of which z and v take up what is small beside them, and measures (7),
@@ -315,12 +320,13 @@ Code Solver::iterate(const Request &request, double stop_factor) {
     if (what == Missing::kNothing) return Code::kSolved;
     const double now = distance();
     remember_if_best(now);
-    if (now < stall_rule_.factor * progress_mark) {
+    const StallRule &rule = stall_rule();
+    if (now < rule.factor * progress_mark) {
       progress_mark = now;
       since_progress = 0;
     } else if (++since_progress > (stop_factor_ > least_stop_factor()
-                                       ? stall_rule_.patience
-                                       : std::min(stall_rule_.patience, kStall.last_patience))) {
+                                       ? rule.patience
+                                       : std::min(rule.patience, kStall.last_patience))) {
       return give_up(request, Code::kNumericalFailure);
     }
     if (since_progress >= kStall.cancelled_patience && meets_in_terms(request)) {

@@ -134,6 +134,8 @@ class Solver {
   Code fall_back_to(const Point &usable);
   /// The main loop: from the point as it is to a code. The factor is what lowers the stop.
   Code iterate(const Request &request, double stop_factor = 1.0);
+  /// When to give up at the present point.
+  const StallRule &stall_rule() const;
   /// Ends the loop with the best point met. The code is softened where that point is of use.
   Code give_up(const Request &request, Code code);
   void remember_if_best(double distance);

@@ -341,6 +341,48 @@ TEST(WarmStart, LetsSlacksTakeUpColumnsThatRelieveThePenalties) {
   EXPECT_LE(iterations, 50);
 }
 
+/// Patterns of rolls: so many alike make a long way along the path.
+LinearProgram draw_patterns(int32_t rows, int32_t columns, Random *random) {
+  LinearProgram program;
+  std::vector<double> size;
+  for (int32_t i = 0; i < rows; ++i) {
+    program.add_row(benchmarks::kGreaterEqual, random->integer(1, 100));
+    size.push_back(random->real(0.01, 0.7));
+  }
+  for (int32_t j = 0; j < columns; ++j) {
+    std::map<int32_t, double> pattern;
+    double room = 1.0;
+    for (int tries = 0; tries < 10; ++tries) {
+      const int32_t i = j < rows ? j : random->integer(0, rows - 1);
+      if (size[static_cast<size_t>(i)] > room) continue;
+      room -= size[static_cast<size_t>(i)];
+      pattern[i] += 1.0;
+    }
+    program.add_column(1.0, 0.0, benchmarks::kNoBound, {pattern.begin(), pattern.end()});
+  }
+  return program;
+}
+
+/// Twice the columns, and a way along the path that is as long from anywhere.
+TEST(WarmStart, IsKeptOnceItIsFeasible) {
+  for (uint64_t seed = 1; seed <= 2; ++seed) {
+    Random random(seed);
+    const LinearProgram full = draw_patterns(50, 4000, &random);
+    std::vector<int32_t> half(2000);
+    std::iota(half.begin(), half.end(), 0);
+    Solver solver(std::make_shared<const ProblemForm>(forms::form_of(full.with_columns(half))));
+    Request request;
+    request.tolerance = 0.1;
+    request.keep_centred = request.must_be_centred = true;
+    ASSERT_EQ(solver.solve(request, Start::kCold, nullptr), Code::kSolved);
+    const SavedPoint saved = solver.save();
+    Solver next(std::make_shared<const ProblemForm>(forms::form_of(full)));
+    request.tolerance = 1e-3;
+    EXPECT_EQ(next.solve(request, Start::kSaved, &saved), Code::kSolved);
+    EXPECT_FALSE(next.started_cold());
+  }
+}
+
 /// The two rows say the same, so that only the sum of their duals counts.
 TEST(WarmStart, IsGivenUpWhereTheGapIsLostToRounding) {
   LinearProgram program;
