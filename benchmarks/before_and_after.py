@@ -183,7 +183,7 @@ def compare(options, name, family, chosen, methods):
 def large(options, name, kind, sizes):
     arguments = ["--csv", "large", *sizes, "--kind", kind]
     before, after = in_turns(options, "benchmark_interior_point", arguments, arguments,
-                             lambda line: line["program"])
+                             lambda line: f"{line['program'] or kind}, {line['columns']} columns")
     columns = ["cold", "warm", "processor_s", "factor_s", "of_dgemm", "peak_MB"]
     print_table(name, ["program", *columns],
                 [[key, *(pair(before.get(key, c), after.get(key, c)) for c in columns)]
