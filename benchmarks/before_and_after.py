@@ -141,6 +141,8 @@ class Simplex:
 
 
 def over(value, other):
+    if math.isnan(value) or math.isnan(other):
+        return math.nan
     return max(LEAST_SECONDS, value) / max(LEAST_SECONDS, other)
 
 
