@@ -95,7 +95,14 @@ Code Session::solve_from(const Request &request, Start start, const SavedPoint *
   }
   const Code code = solver_->solve(request, start, saved);
   *iterations += solver_->iterations();
-  return code;
+  if (capped || !is_open(code) || !form_->has_penalties) return code;
+  // Duals of the penalties' size, where nothing carries penalties, may have cost the digits.
+  capped = std::make_unique<CappedPenalties>(form_);
+  if (capped->solve(request, Start::kCold, nullptr, solver_.get(), iterations) != Code::kSolved) {
+    return code;
+  }
+  capped_ = std::move(capped);
+  return Code::kSolved;
 }
 
 SavedPoint Session::save() const { return capped_ ? capped_->save() : solver_->save(); }

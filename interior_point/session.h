@@ -8,7 +8,8 @@
  *   3. A plain cold solve that failed without a presolve, or lost digits in it, is made smaller at
  *      last.
  *   4. After a point that lies far down the path, beside penalty columns that carry nothing, a
- * start from it goes by way of smaller penalties (capped_penalties.h), and so do all later ones.
+ *      start from it goes by way of smaller penalties (capped_penalties.h), and so do all later
+ *      ones. A failure beside penalty columns is tried that way, too.
  *   5. A solution that breaks a huge bound, or a failure beside huge bounds, repeats 1 to 3 with
  *      these bounds in the form (huge_bounds.h).
  *   6. A failure, or a solution that hides a residual, is held against certificates (27) and (28).

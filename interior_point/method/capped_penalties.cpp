@@ -101,7 +101,7 @@ bool CappedPenalties::hand_over(const Request &request, Solver *solver, int32_t 
   for (const int32_t j : costs_.column) {
     point.z[j] = form_->c[j] - column_product(form_->A, j, point.y.data());
   }
-  if (!solver->adopt(request, std::move(point), iterations)) return false;
+  if (!solver->adopt(request, std::move(point), iterations, solver_->unit())) return false;
   solver->report_products_of(*solver_);
   return true;
 }

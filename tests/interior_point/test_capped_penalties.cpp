@@ -100,6 +100,39 @@ TEST(CappedPenalties, AWideBoxTakesAboutAsManyIterationsAsANarrowOne) {
   EXPECT_LE(wide, 1.3 * narrow);
 }
 
+/// Columns with an entry in every row: of the duals only the sum is held to their cost, and from a
+/// start at the box they stay of its size. What x'r_d then keeps of rounding errors is more than a
+/// tight tolerance.
+TEST(CappedPenalties, HelpWhereDualsOfTheirSizeHaveCostTheDigits) {
+  for (uint64_t seed = 1; seed <= 20; ++seed) {
+    Random random(seed);
+    const int32_t rows = random.integer(4, 8);
+    LinearProgram program;
+    std::vector<std::pair<int32_t, double>> all_rows;
+    for (int32_t i = 0; i < rows; ++i) {
+      program.add_row(i == 0 ? benchmarks::kEqual : benchmarks::kGreaterEqual, 1.0);
+      program.add_column(1e10, 0.0, benchmarks::kNoBound, {{i, 1.0}});
+      all_rows.emplace_back(i, 1.0);
+    }
+    program.add_column(1e10, 0.0, benchmarks::kNoBound, {{0, -1.0}});
+    benchmarks::SavedPoint saved;
+    const double least = random.real(0.01, 1.0);
+    for (const double tolerance : {0.5, 0.1, 0.01, 1e-4, 1e-6, 1e-7, 1e-8}) {
+      LoadedProblem problem(program);
+      EXPECT_EQ(problem.centre(std::max(tolerance, 1e-3), 1, &saved).code, 0) << seed;
+      problem.save(&saved);
+      EXPECT_EQ(problem.centre(tolerance, 2, nullptr, 0).code, 0) << seed << ", " << tolerance;
+      if (program.columns() > rows + 1) {
+        EXPECT_NEAR(problem.objective(), least, 1.1 * tolerance * least);
+        continue;
+      }
+      for (const double factor : {1.0, 1.2, 1.4}) {
+        program.add_column(least * factor, 0.0, benchmarks::kNoBound, all_rows);
+      }
+    }
+  }
+}
+
 /// The form whose penalties are capped, solved, and what is handed to a solver of the form.
 struct Capped {
   std::shared_ptr<const ProblemForm> form;
