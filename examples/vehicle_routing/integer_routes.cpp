@@ -141,9 +141,7 @@ quarn::Answer IntegerRoutes::price(const bp::Subproblem &at, const quarn::Duals 
   for (const quarn::Row &row : rows_) dual_value += duals[row] * at.master.range(row).upper;
   const double with_cuts = dual_value + cuts.dual_value;
   // What an infeasible restricted master has left open is no tolerance.
-  const double open_gap = std::min(
-      duals.objective() - with_cuts,
-      (cuts.rows.empty() ? kWildShare : (getenv("WS") ? atof(getenv("WS")) : 0.01)) * with_cuts);
+  const double open_gap = std::min(duals.objective() - with_cuts, kWildShare * with_cuts);
   const Pricing pricing = pricer.price(u, cuts.prices, open_gap, most_);
   if (pricing.exact) labels_ = pricing.labels;
   for (const Route &route : pricing.routes) add_column(route, cuts, columns);

@@ -8,20 +8,10 @@ namespace vehicle_routing {
 
 constexpr double kNone = std::numeric_limits<double>::infinity();
 
-static int32_t shortest_step(const Network &network, const Network::Direction &direction) {
-  int32_t shortest = network.horizon() + 1;
-  for (int32_t i = 1; i < network.nodes(); ++i) {
-    for (const int32_t j : direction.successors[static_cast<size_t>(i)]) {
-      shortest = std::min(shortest, direction.step[network.arc(i, j)]);
-    }
-  }
-  return std::max(shortest, 1);
-}
-
 LabelSetting::LabelSetting(const Network &network, const Network::Direction &direction)
     : network_(network),
       direction_(direction),
-      slot_(shortest_step(network, direction)),
+      slot_(network.shortest_step(direction)),
       pending_(static_cast<size_t>(network.horizon() / slot_ + 1) *
                static_cast<size_t>(network.nodes())),
       settled_(static_cast<size_t>(network.nodes())),
@@ -38,29 +28,39 @@ void LabelSetting::clear() {
   }
 }
 
-void LabelSetting::choose_arcs(const std::vector<double> &cost, int32_t latest, size_t arcs) {
+void LabelSetting::set_prices(const std::vector<double> &cost, const std::vector<char> &useful,
+                              const CutPrices &cuts, const CompletionBounds &bounds) {
+  cuts_ = &cuts;
+  bounds_ = &bounds;
   for (int32_t i = 0; i < network_.nodes(); ++i) {
-    auto &list = arcs_[static_cast<size_t>(i)];
+    auto &list = arcs_[static_cast<size_t>(i)].list;
     list.clear();
     for (const int32_t to : direction_.successors[static_cast<size_t>(i)]) {
       const size_t arc = network_.arc(i, to);
+      if (useful[arc] == 0) continue;
       const int32_t bit = network_.bit(to, i);
       list.push_back({cost[arc], bit >= 0 ? Memory{1} << bit : 0, direction_.step[arc],
-                      std::min(latest, direction_.due[static_cast<size_t>(to)]),
+                      direction_.due[static_cast<size_t>(to)],
                       network_.capacity() - network_.demand(to), to});
     }
-    if (i == 0 || list.size() <= arcs) continue;
-    std::nth_element(list.begin(), list.begin() + static_cast<std::ptrdiff_t>(arcs), list.end(),
-                     [](const Arc &a, const Arc &b) { return a.cost < b.cost; });
-    list.resize(arcs);
   }
 }
 
-bool LabelSetting::run(const std::vector<double> &cost, const CutPrices &cuts, Dominance dominance,
-                       int32_t latest, size_t arcs, size_t most) {
+void LabelSetting::choose_arcs(size_t arcs) {
+  for (Arcs &out : arcs_) {
+    auto &list = out.list;
+    const bool all = &out == &arcs_.front() || list.size() <= arcs;
+    out.count = all ? list.size() : arcs;
+    if (all) continue;
+    std::nth_element(list.begin(), list.begin() + static_cast<std::ptrdiff_t>(arcs), list.end(),
+                     [](const Arc &a, const Arc &b) { return a.cost < b.cost; });
+  }
+}
+
+bool LabelSetting::run(Dominance dominance, int32_t latest, size_t arcs, size_t most) {
   clear();
-  cuts_ = &cuts;
-  choose_arcs(cost, latest, arcs);
+  choose_arcs(arcs);
+  latest_ = latest;
   dominance_ = dominance;
   const int32_t opening = direction_.ready[0];
   insert({0.0, 0, opening, 0, 0, -1, -1, -1, {}});
@@ -123,12 +123,15 @@ size_t LabelSetting::bucket_of(int32_t load) const {
 
 void LabelSetting::extend(int32_t k) {
   const Label from = label(k);
-  for (const Arc &arc : arcs_[static_cast<size_t>(from.node)]) {
+  const Arcs &out = arcs_[static_cast<size_t>(from.node)];
+  for (size_t a = 0; a < out.count; ++a) {
+    const Arc &arc = out.list[a];
     const int32_t time =
         std::max(from.time + arc.step, direction_.ready[static_cast<size_t>(arc.to)]);
-    if (time > arc.most_time || from.load > arc.most_load) continue;
+    if (time > std::min(arc.most_time, latest_) || from.load > arc.most_load) continue;
     if ((from.memory & arc.forbidden) != 0 || arc.to == from.last) continue;
     if (from.only >= 0 && arc.to != from.only) continue;
+    if (from.cost + arc.cost + (*bounds_)(arc.to, time, from.node) >= 0.0) continue;
     Label next = extension(k, arc, time);
     if (is_dominated(next)) continue;
     ++created_;
@@ -176,9 +179,10 @@ bool LabelSetting::is_dominated_by(const Entry &entry, Label &label) const {
   if (entry.load > label.load) return false;
   if (dominance_ == Dominance::kTimeLoadCost) return true;
   if ((entry.memory & ~label.memory) != 0) return false;
-  const CutSet more = this->label(entry.label).open - label.open;
-  const bool pays = dominance_ == Dominance::kExact && !more.empty();
-  if (pays && entry.cost + cuts_->price(more) > label.cost) return false;
+  if (dominance_ == Dominance::kExact && !cuts_->empty()) {
+    const CutSet more = this->label(entry.label).open - label.open;
+    if (entry.cost + cuts_->price(more) > label.cost) return false;
+  }
   if (entry.last < 0 || entry.last == label.last) return true;
   if (label.only >= 0) return label.only != entry.last;
   label.only = entry.last;

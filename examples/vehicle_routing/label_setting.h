@@ -7,6 +7,7 @@
 #include <limits>
 #include <vector>
 
+#include "examples/vehicle_routing/completion_bounds.h"
 #include "examples/vehicle_routing/network.h"
 #include "examples/vehicle_routing/route_cuts.h"
 
@@ -56,12 +57,18 @@ class LabelSetting {
   /// `network` and `direction` (one of the network's) have to outlive the object.
   LabelSetting(const Network &network, const Network::Direction &direction);
 
-  /// Sets labels for the arc costs d_ij - u_j (`cost`, by arc) and the prices of cuts, up to the
-  /// time `latest` inclusive, over the `arcs` cheapest arcs out of every customer (all out of the
-  /// depot). Labels of an earlier run are gone. `cuts` has to live on. False when there are more
-  /// than `most` labels, some of which are then missing.
-  bool run(const std::vector<double> &cost, const CutPrices &cuts, Dominance dominance,
-           int32_t latest, size_t arcs, size_t most = std::numeric_limits<size_t>::max());
+  /// The arc costs d_ij - u_j (`cost`) and which arcs some route of negative cost may use
+  /// (`useful`), both by arc; the prices of cuts, and bounds for the same costs, which have to live
+  /// on.
+  void set_prices(const std::vector<double> &cost, const std::vector<char> &useful,
+                  const CutPrices &cuts, const CompletionBounds &bounds);
+
+  /// Sets labels up to the time `latest` inclusive, over the `arcs` cheapest arcs out of every
+  /// customer (all out of the depot); only those that the bounds let end at a negative cost. Labels
+  /// of an earlier run are gone. False when there are more than `most` labels, some of which are
+  /// then missing.
+  bool run(Dominance dominance, int32_t latest, size_t arcs,
+           size_t most = std::numeric_limits<size_t>::max());
 
   /// Settled labels of a node, cheapest first; one at the depot, of the empty path.
   const std::vector<int32_t> &settled(int32_t node) const {
@@ -78,7 +85,7 @@ class LabelSetting {
   static constexpr size_t kLoadBuckets = 16;
   static constexpr size_t kRecent = 4;
 
-  /// An arc of this run out of some node, and what a label has to meet for it.
+  /// An arc out of some node, and what a label has to meet for it.
   struct Arc {
     double cost;
     Memory forbidden;   ///< the bit of `to`
@@ -86,6 +93,11 @@ class LabelSetting {
     int32_t most_time;  ///< at `to`
     int32_t most_load;  ///< before `to`
     int32_t to;
+  };
+  /// The arcs out of a node; those in front are the cheapest where not all count.
+  struct Arcs {
+    std::vector<Arc> list;
+    size_t count = 0;  ///< that count in this run
   };
   /// What dominance looks at, close together.
   struct Entry {
@@ -104,7 +116,7 @@ class LabelSetting {
   };
 
   void clear();
-  void choose_arcs(const std::vector<double> &cost, int32_t latest, size_t arcs);
+  void choose_arcs(size_t arcs);
   std::vector<Label> &pending(int32_t time, int32_t node) {
     return pending_[static_cast<size_t>(time / slot_) * settled_.size() +
                     static_cast<size_t>(node)];
@@ -119,13 +131,15 @@ class LabelSetting {
 
   const Network &network_;
   const Network::Direction &direction_;
-  const CutPrices *cuts_ = nullptr;  ///< of this run
+  const CutPrices *cuts_ = nullptr;
+  const CompletionBounds *bounds_ = nullptr;
   Dominance dominance_ = Dominance::kExact;
+  int32_t latest_ = 0;
   int32_t slot_;                             ///< time of the shortest step, at least 1
   std::vector<std::vector<Label>> pending_;  ///< by slot of time and node: labels to settle
   std::vector<Label> labels_;                ///< settled ones, by slot of time and node
   std::vector<Settled> settled_;             ///< by node
-  std::vector<std::vector<Arc>> arcs_;       ///< by node, those of this run
+  std::vector<Arcs> arcs_;                   ///< by node
   size_t created_ = 0;
 };
 

@@ -33,9 +33,10 @@ static void add_successors(Network::Direction &direction, const Network &network
 void Network::make_directions(const Instance &instance) {
   for (int32_t i = 0; i < nodes_; ++i) {
     const Node &node = instance.nodes[static_cast<size_t>(i)];
+    const int32_t due = std::min(node.due, horizon_);
     forward_.ready.push_back(node.ready);
-    forward_.due.push_back(node.due);
-    backward_.ready.push_back(horizon_ - node.due);
+    forward_.due.push_back(due);
+    backward_.ready.push_back(horizon_ - due);
     backward_.due.push_back(horizon_ - node.ready);
     for (int32_t j = 0; j < nodes_; ++j) {
       forward_.step.push_back(node.service + length(i, j));
@@ -54,6 +55,16 @@ void Network::make_directions(const Instance &instance) {
       returns_.push_back(i > 0 && j > 0 && there <= forward_.due[static_cast<size_t>(j)] && back);
     }
   }
+}
+
+int32_t Network::shortest_step(const Direction &direction) const {
+  int32_t shortest = horizon_ + 1;
+  for (int32_t i = 1; i < nodes_; ++i) {
+    for (const int32_t j : direction.successors[static_cast<size_t>(i)]) {
+      shortest = std::min(shortest, direction.step[arc(i, j)]);
+    }
+  }
+  return std::max(shortest, 1);
 }
 
 bool Network::is_allowed(const Route &route) const {

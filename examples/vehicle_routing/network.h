@@ -58,6 +58,9 @@ class Network {
   void forbid(int32_t i, int32_t j);
   bool is_forbidden(int32_t i, int32_t j) const { return forbidden_[arc(i, j)] != 0; }
 
+  /// Time from one customer to the next at least, and at least 1.
+  int32_t shortest_step(const Direction &direction) const;
+
   /// Whether a route may visit i, j and i again, as far as time is concerned.
   bool returns(int32_t i, int32_t j) const { return returns_[arc(i, j)] != 0; }
 

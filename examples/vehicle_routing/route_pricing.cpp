@@ -37,6 +37,8 @@ RoutePricer::RoutePricer(const Network &network)
     : network_(network),
       forward_(network, network.forward()),
       backward_(network, network.backward()),
+      from_front_(network, network.forward(), network.backward()),
+      from_back_(network, network.backward(), network.forward()),
       half_time_((network.forward().ready[0] + network.horizon()) / 2) {}
 
 void RoutePricer::set_costs(const double *u) {
@@ -49,9 +51,36 @@ void RoutePricer::set_costs(const double *u) {
   }
 }
 
-Pricing RoutePricer::price(const double *u, const CutPrices &cuts, double open_gap, int32_t most) {
+void RoutePricer::set_prices(const double *u, const CutPrices &cuts) {
   cuts_ = &cuts;
   set_costs(u);
+  from_front_.update(cost_);
+  from_back_.update(cost_);
+  find_useful_arcs(u);
+  forward_.set_prices(cost_, useful_, cuts, from_front_);
+  backward_.set_prices(cost_, useful_back_, cuts, from_back_);
+}
+
+/// Arcs between customers for which the bounds leave a route of negative reduced cost.
+void RoutePricer::find_useful_arcs(const double *u) {
+  const Network::Direction &front = network_.forward(), &back = network_.backward();
+  const auto first_time = [this](const Network::Direction &side, int32_t i, int32_t j) {
+    return std::max(side.ready[static_cast<size_t>(i)] + side.step[network_.arc(i, j)],
+                    side.ready[static_cast<size_t>(j)]);
+  };
+  useful_.assign(cost_.size(), 1);
+  useful_back_.assign(cost_.size(), 1);
+  for (int32_t i = 1; i < network_.nodes(); ++i) {
+    for (const int32_t j : front.successors[static_cast<size_t>(i)]) {
+      const double least = from_back_(i, first_time(back, j, i), j) - u[i - 1] +
+                           cost_[network_.arc(i, j)] + from_front_(j, first_time(front, i, j), i);
+      useful_[network_.arc(i, j)] = useful_back_[network_.arc(j, i)] = least < 0.0;
+    }
+  }
+}
+
+Pricing RoutePricer::price(const double *u, const CutPrices &cuts, double open_gap, int32_t most) {
+  set_prices(u, cuts);
   Pricing pricing;
   joints_.clear();
   for (const Level &level : kLevels) {
@@ -81,10 +110,9 @@ bool RoutePricer::search(Dominance dominance, size_t arcs) {
 bool RoutePricer::set_labels(Dominance dominance, size_t arcs) {
   const size_t enough = cuts_->empty() ? kAllArcs : kMostLabels;
   for (size_t most = kFewLabels; most <= enough / 2; most *= 2) {
-    if (!forward_.run(cost_, *cuts_, dominance, half_time_, arcs, most)) {
+    if (!forward_.run(dominance, half_time_, arcs, most)) {
       shift_half_time(-1);
-    } else if (!backward_.run(cost_, *cuts_, dominance, network_.horizon() - half_time_ - 1, arcs,
-                              most)) {
+    } else if (!backward_.run(dominance, network_.horizon() - half_time_ - 1, arcs, most)) {
       shift_half_time(1);
     } else {
       return true;
@@ -125,6 +153,7 @@ void RoutePricer::list_halves() {
 void RoutePricer::join_arc(int32_t i, int32_t to) {
   const auto &halves = halves_[static_cast<size_t>(to)];
   if (to == i || halves.empty() || network_.is_forbidden(i, to)) return;
+  if (useful_[network_.arc(i, to)] == 0) return;
   const size_t arc = network_.arc(i, to);
   const double length = kUnit * network_.length(i, to);
   const auto &fronts = forward_.settled(i);

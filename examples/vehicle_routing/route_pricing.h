@@ -69,6 +69,8 @@ class RoutePricer {
   };
 
   void set_costs(const double *u);
+  void set_prices(const double *u, const CutPrices &cuts);
+  void find_useful_arcs(const double *u);
   bool search(Dominance dominance, size_t arcs);
   bool set_labels(Dominance dominance, size_t arcs);
   void join();
@@ -83,11 +85,14 @@ class RoutePricer {
   const Network &network_;
   const CutPrices *cuts_ = nullptr;  ///< of this round
   LabelSetting forward_, backward_;
-  int32_t half_time_;                      ///< H
-  std::vector<double> cost_;               ///< by arc
-  std::vector<double> least_;              ///< by customer: m_i of (2)
-  std::vector<std::vector<Half>> halves_;  ///< by node, cheapest first
-  std::vector<Joint> best_;                ///< of each forward label of a node
+  CompletionBounds from_front_, from_back_;  ///< of labels of either side
+  int32_t half_time_;                        ///< H
+  std::vector<double> cost_;                 ///< by arc
+  std::vector<char> useful_;                 ///< by arc: whether routes may gain by it
+  std::vector<char> useful_back_;            ///< by arc of the backward direction
+  std::vector<double> least_;                ///< by customer: m_i of (2)
+  std::vector<std::vector<Half>> halves_;    ///< by node, cheapest first
+  std::vector<Joint> best_;                  ///< of each forward label of a node
   std::vector<Joint> joints_;  ///< the best of every forward label, the least reduced cost first
 };
 
