@@ -257,6 +257,18 @@ struct WarmStartOptions {
   /// in runs of lot sizing and assignment most starts between 250 and 300 paid, and two of the six
   /// above 500 did.
   double deepest_cuts = 400.0;
+  /// Behind cuts deeper than this all columns are put to the centre of their blocks, where there
+  /// are such (block_centring.h). Lot sizing takes as few iterations from 2 or 6 on, five runs of
+  /// assignment 609 and 599 in place of 584: there (11) does.
+  double block_cut = 15.0;
+  /// There mu rises by this power of the depth, and on by the factor until the defect is below the
+  /// limit, but no further than the last value: by then a start from scratch is as near. With
+  /// limits of 4 and 8 the iterations of lot sizing are within 4 % of each other; without one the
+  /// first steps are shorter than 0.01 where the duals have far to go.
+  double block_rise = 0.65;
+  double next_rise = 1.5;
+  double block_defect = 5.0;
+  double most_rise = 500.0;
   /// The box counts as active where a penalty column has less than this share of its cost as slack.
   double active_box = 0.5;
   /// A new column whose duals exceed its cost by this factor meets rows that lived on the box.

@@ -5,6 +5,7 @@
 #include <numeric>
 
 #include "interior_point/form/penalties.h"
+#include "interior_point/method/block_centring.h"
 #include "interior_point/method/options.h"
 #include "interior_point/vector.h"
 
@@ -215,14 +216,31 @@ bool measure_cuts(const SavedPoint &saved, const ProblemForm &form, const Vector
   return true;
 }
 
-/// Places the new columns by (11); false when they cut too deep for that. While the box is active
-/// they are placed whatever the depth, but where penalty columns carry the rows, a start from their
-/// end of the path is there instead.
+/// Puts all columns to the centre of their blocks, with mu as little raised as the rest of the rows
+/// lets it; false where there are no blocks or mu would have to go too far.
+bool centre_blocks(const SavedPoint &saved, const ProblemForm &form, double depth, Point *point) {
+  const BlockCentring blocks(form, *point);
+  if (!blocks.applies()) return false;
+  Point trial;
+  double rise = std::pow(depth, kWarmStart.block_rise);
+  for (; rise <= kWarmStart.most_rise; rise *= kWarmStart.next_rise) {
+    if (blocks.centre(rise * saved.mu, &trial) > kWarmStart.block_defect) continue;
+    *point = std::move(trial);
+    return true;
+  }
+  return false;
+}
+
+/// Places the new columns by (11), or behind deep cuts all columns by their blocks; false when they
+/// cut too deep for that. While the box is active they are placed by (11) whatever the depth, but
+/// where penalty columns carry the rows, a start from their end of the path is there instead.
 bool place_new(const SavedPoint &saved, const ProblemForm &form, bool box_active, NewColumns *fresh,
                Point *point) {
   if (fresh->column.empty()) return true;
   const Vector<int32_t> slack_of = slacks_by_row(form);
   if (!measure_cuts(saved, form, slack_of, *point, box_active, fresh)) return false;
+  const bool deep = fresh->depth > kWarmStart.block_cut;
+  if (!box_active && deep && centre_blocks(saved, form, fresh->depth, point)) return true;
   const bool stay = box_active && !lived_on_penalties(saved, form);
   if (!stay && (fresh->depth > kWarmStart.deepest_cut ||
                 std::sqrt(fresh->squares) > kWarmStart.deepest_cuts)) {

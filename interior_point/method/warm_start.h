@@ -15,6 +15,9 @@
  * first Newton steps. The ellipsoid is taken from the factorisation that the earlier solve ended
  * with; at a centred point A Theta A' = mu A Z^-2 A', so its own mu belongs to it.
  *
+ * Behind deep cuts such a point is worth little, but where the columns fall into blocks the centre
+ * of all blocks at the saved duals of the other rows takes its place (block_centring.h).
+ *
  * While rows live on penalty columns their duals are of the penalties' size, and a new column of
  * ordinary cost cuts so deep that (11) would need dozens of steps. When the slacks of all its rows
  * grow with it, the central path has that column large and the slacks with it; it is put there,

@@ -9,6 +9,7 @@
 #include <numeric>
 
 #include "interior_point/linear_algebra/factorisation_choice.h"
+#include "interior_point/method/block_centring.h"
 #include "interior_point/method/solver.h"
 #include "tests/interior_point/forms.h"
 
@@ -339,6 +340,114 @@ TEST(WarmStart, LetsSlacksTakeUpColumnsThatRelieveThePenalties) {
     iterations += next.iterations();
   }
   EXPECT_LE(iterations, 50);
+}
+
+/// A master with `blocks` rows of convexity under its linking rows, without a box.
+LinearProgram draw_blocks(int32_t linking, int32_t blocks, int32_t columns, Random *random) {
+  LinearProgram program;
+  for (int32_t i = 0; i < linking; ++i) program.add_row(benchmarks::kLessEqual, 0.6 * blocks);
+  for (int32_t k = 0; k < blocks; ++k) program.add_row(benchmarks::kEqual, k % 3 ? 1.0 : -2.0);
+  for (int32_t j = 0; j < columns; ++j) {
+    const int32_t k = j % blocks;
+    std::vector<std::pair<int32_t, double>> entries = {{linking + k, k % 3 ? 1.0 : -0.5}};
+    for (int32_t i = 0; i < linking; ++i) {
+      if (random->chance(0.3)) entries.push_back({i, j < blocks ? 0.1 : random->real(0.5, 1.5)});
+    }
+    const double length = static_cast<double>(entries.size());
+    const double cost = j < blocks ? 100.0 : random->real(20.0, 40.0) - length;
+    program.add_column(cost, 0.0, benchmarks::kNoBound, entries);
+  }
+  return program;
+}
+
+TEST(BlockCentring, IsDualFeasibleCentredAndMeetsTheRowsOfBlocks) {
+  for (uint64_t seed = 1; seed <= 20; ++seed) {
+    SCOPED_TRACE(seed);
+    Random random(seed);
+    const LinearProgram program = draw_blocks(4, 12, 200, &random);
+    const ProblemForm form = forms::form_of(program);
+    Point start = forms::random_interior_point(form, &random), point;
+    const interior_point::BlockCentring blocks(form, start);
+    ASSERT_TRUE(blocks.applies());
+    double last = interior_point::kInfinity;
+    for (const double mu : {1e-3, 1.0, 1e3}) {
+      const double defect = blocks.centre(mu, &point);
+      interior_point::Residuals residuals;
+      residuals.resize(form);
+      compute_residuals(form, point, &residuals);
+      double sum = 0.0;
+      for (int32_t i = 0; i < form.rows(); ++i) {
+        if (form.user_row[i] >= 4) {
+          EXPECT_LE(std::fabs(residuals.primal[i]), 1e-8 * std::fabs(form.b[i]));
+        } else {
+          EXPECT_EQ(point.y[i], start.y[i]);
+          sum += std::fabs(point.y[i] * residuals.primal[i]);
+        }
+      }
+      for (int32_t j = 0; j < form.columns(); ++j) {
+        EXPECT_GT(point.z[j], 0.0);
+        EXPECT_NEAR(point.x[j] * point.z[j], mu, 1e-12 * mu);
+        const double dual = j < form.structurals ? residuals.dual[j] : 0.0;
+        EXPECT_NEAR(dual, 0.0, 1e-9 * (1.0 + point.z[j]));
+      }
+      EXPECT_NEAR(defect, sum / (mu * form.pairs), 1e-6 * defect);
+      EXPECT_LE(defect, last);
+      last = defect;
+    }
+    start.z[form.structurals] = 0.0;
+    EXPECT_FALSE(interior_point::BlockCentring(form, start).applies());
+    LinearProgram other = program;
+    other.add_column(50.0, 0.0, seed % 2 ? 1.0 : benchmarks::kNoBound,
+                     {{0, 1.0}, {1, 1.0}, {5, seed % 2 ? 1.0 : -1.0}});
+    const ProblemForm no_blocks = forms::form_of(other);
+    const Point there = forms::random_interior_point(no_blocks, &random);
+    EXPECT_FALSE(interior_point::BlockCentring(no_blocks, there).applies());
+  }
+}
+
+/// Rounds that add the best columns at the last duals, all of which cut deep.
+TEST(WarmStart, PaysBehindDeepCutsInBlocks) {
+  int warm = 0, cold = 0, kept = 0, rounds = 0;
+  for (uint64_t seed = 1; seed <= 5; ++seed) {
+    Random random(seed);
+    const LinearProgram full = draw_blocks(20, 40, 4000, &random);
+    std::vector<int32_t> list(80);
+    std::iota(list.begin(), list.end(), 0);
+    Request request;
+    request.tolerance = 1e-2;
+    request.keep_centred = request.must_be_centred = true;
+    std::unique_ptr<SavedPoint> saved;
+    for (int round = 0; round < 6; ++round) {
+      const auto form =
+          std::make_shared<const ProblemForm>(forms::form_of(full.with_columns(list)));
+      Solver solver(form), afresh(form);
+      ASSERT_EQ(solver.solve(request, saved ? Start::kSaved : Start::kCold, saved.get()),
+                Code::kSolved);
+      ASSERT_EQ(afresh.solve(request, Start::kCold, nullptr), Code::kSolved);
+      if (saved) {
+        ++rounds;
+        kept += !solver.started_cold();
+        warm += solver.iterations();
+        cold += afresh.iterations();
+      }
+      saved = std::make_unique<SavedPoint>(solver.save());
+      const std::vector<double> y = forms::caller_y(*form, solver.point());
+      std::vector<std::pair<double, int32_t>> order;
+      for (int32_t j = 0; j < full.columns(); ++j) {
+        double reduced = full.cost[static_cast<size_t>(j)];
+        for (int32_t t = full.start[static_cast<size_t>(j)];
+             t < full.start[static_cast<size_t>(j) + 1]; ++t) {
+          reduced -= full.value[static_cast<size_t>(t)] *
+                     y[static_cast<size_t>(full.row[static_cast<size_t>(t)])];
+        }
+        if (std::find(list.begin(), list.end(), j) == list.end()) order.push_back({reduced, j});
+      }
+      std::sort(order.begin(), order.end());
+      for (size_t k = 0; k < 200; ++k) list.push_back(order[k].second);
+    }
+  }
+  EXPECT_GE(kept, rounds - 5) << "by the ellipsoid alone 15 of 25";
+  EXPECT_LT(warm, cold);
 }
 
 /// Patterns of rolls: so many alike make a long way along the path.
