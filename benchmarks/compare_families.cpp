@@ -382,7 +382,8 @@ const std::vector<std::string> &family_names() {
 
 std::vector<Case> default_cases(const std::string &family, const std::string &folder,
                                 int64_t seed) {
-  return family_of(family).cases(folder, seed);
+  // Published instances do not depend on the seed.
+  return family_of(family).cases(seed == 1 ? folder : std::string(), seed);
 }
 
 std::vector<Case> file_cases(const std::string &family, const std::vector<std::string> &files) {

@@ -48,8 +48,8 @@ struct Case {
 const std::vector<std::string> &family_names();
 
 /// The instances that a family is compared on: some of the published ones below `folder`, as far as
-/// they are there, and generated ones: those of seed 1, or as many of the same sizes by another
-/// seed. Throws std::invalid_argument for a name that is not one.
+/// they are there, and generated ones. With a seed other than 1: generated ones alone, as many of
+/// the same sizes. Throws std::invalid_argument for a name that is not one.
 std::vector<Case> default_cases(const std::string &family, const std::string &folder, int64_t seed);
 
 /// The instances in `files`, in the example's format, as one size.
