@@ -320,23 +320,31 @@ INTERIOR_POINT_INLINE void add_rows(const double *l, int32_t leading, const doub
   }
 }
 
+/// The sum of W numbers, by halves.
+template <int W>
+INTERIOR_POINT_INLINE double sum_of(const Strip<W> &a) {
+  if constexpr (W == 1) {
+    return a.v;
+  } else {
+    Strip<W / 2> low, high;
+    std::memcpy(&low.v, &a.v, sizeof(low.v));
+    std::memcpy(&high.v, reinterpret_cast<const char *>(&a.v) + sizeof(low.v), sizeof(high.v));
+    low.v += high.v;
+    return sum_of<W / 2>(low);
+  }
+}
+
 /// The same for the rows from `row` on, summed up.
 template <int W, int N>
 INTERIOR_POINT_INLINE void add_products(const double *l, int32_t row, int32_t rows, const double *x,
                                         double *sum) {
-  Strip<W> wide[N];
-  for (int q = 0; q < N; ++q) wide[q].clear();
-  for (; row + W <= rows; row += W) add_rows<W, N>(l + row, rows, x + row, wide);
-  for (int q = 0; q < N; ++q) {
-    double part[W];
-    wide[q].store(part);
-    for (int i = 0; i < W; ++i) sum[q] += part[i];
+  if (row + W <= rows) {
+    Strip<W> wide[N];
+    for (int q = 0; q < N; ++q) wide[q].clear();
+    for (; row + W <= rows; row += W) add_rows<W, N>(l + row, rows, x + row, wide);
+    for (int q = 0; q < N; ++q) sum[q] += sum_of<W>(wide[q]);
   }
-  if constexpr (W > 4) {
-    add_products<4, N>(l, row, rows, x, sum);
-  } else if constexpr (W > 1) {
-    add_products<1, N>(l, row, rows, x, sum);
-  }
+  if constexpr (W > 1) add_products<W / 2, N>(l, row, rows, x, sum);
 }
 
 template <int W, int N>
@@ -376,6 +384,24 @@ INTERIOR_POINT_INLINE void solve_transposed(int32_t rows, int32_t columns, const
   }
 }
 
+/// y += A x for N columns.
+template <int W, int N>
+INTERIOR_POINT_INLINE void add_columns(int32_t rows, const double *a, const double *x, double *y) {
+  double s[N];
+  for (int q = 0; q < N; ++q) s[q] = -x[q];
+  subtract_strips<W, N>(a, 0, rows, s, y);
+}
+
+template <int W>
+INTERIOR_POINT_INLINE void add_product(int32_t rows, int32_t columns, const double *a,
+                                       const double *x, double *y) {
+  int32_t c = 0;
+  for (; c + kBlock <= columns; c += kBlock, a += kBlock * static_cast<int64_t>(rows)) {
+    add_columns<W, kBlock>(rows, a, x + c, y);
+  }
+  for (; c < columns; ++c, a += rows) add_columns<W, 1>(rows, a, x + c, y);
+}
+
 #define INTERIOR_POINT_KERNELS(NAME, WIDTH, ATTRIBUTE)                                             \
   namespace NAME {                                                                                 \
   ATTRIBUTE bool factorise_panel(int32_t rows, int32_t columns, const double *sign, double *panel, \
@@ -394,8 +420,12 @@ INTERIOR_POINT_INLINE void solve_transposed(int32_t rows, int32_t columns, const
                                         double *x) {                                               \
     solve_transposed<WIDTH>(rows, columns, panel, x);                                              \
   }                                                                                                \
+  ATTRIBUTE void add_panel_product(int32_t rows, int32_t columns, const double *panel,             \
+                                   const double *x, double *y) {                                   \
+    add_product<WIDTH>(rows, columns, panel, x, y);                                                \
+  }                                                                                                \
   constexpr PanelKernels kKernels = {factorise_panel, update_panel, solve_panel,                   \
-                                     solve_panel_transposed};                                      \
+                                     solve_panel_transposed, add_panel_product};                   \
   }
 
 // Strips of two registers.

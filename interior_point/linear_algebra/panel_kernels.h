@@ -45,6 +45,10 @@ struct PanelKernels {
 
   /// The first `columns` entries of x become those of L^-T x, the others given.
   void (*solve_transposed)(int32_t rows, int32_t columns, const double *panel, double *x);
+
+  /// y += A x for any panel A.
+  void (*add_product)(int32_t rows, int32_t columns, const double *panel, const double *x,
+                      double *y);
 };
 
 /// The kernels for the widest registers of this machine, but no wider than for `most` numbers: 2, 4

@@ -17,20 +17,28 @@ constexpr double kSummationError = 2e-15;
 // A residual this small is the rounding error of b - A x and says nothing of the point.
 constexpr double kRoundedPrimal = 1e-14;
 
-/// max_j |a_ij x_j| per row in the caller's units, and the same with y per column.
-void add_backward_terms(const ProblemForm &form, const Point &point, Vector<double> *row,
-                        Vector<double> *column) {
+/// max_j |a_ij x_j| per row, in the caller's units
+Vector<double> backward_terms_of_rows(const ProblemForm &form, const Point &point) {
+  Vector<double> row(static_cast<size_t>(form.rows()), 0.0);
+  const double *value = form.A.value.data();
+  const int32_t *at = form.A.row.data();
   for (int32_t j = 0; j < form.columns(); ++j) {
     const double xj = std::fabs(point.x[j]);
-    double most = 0.0;
     for (int32_t t = form.A.start[j]; t < form.A.start[j + 1]; ++t) {
-      const int32_t i = form.A.row[t];
-      const double a = std::fabs(form.A.value[t]);
-      (*row)[i] = std::max((*row)[i], a * xj * form.row_unit[i]);
-      most = std::max(most, a * std::fabs(point.y[i]));
+      row[at[t]] = std::max(row[at[t]], std::fabs(value[t]) * xj);
     }
-    (*column)[j] = most * form.column_unit[j];
   }
+  for (int32_t i = 0; i < form.rows(); ++i) row[i] *= form.row_unit[i];
+  return row;
+}
+
+/// max_i |a_ij y_i| in the caller's units
+double backward_term_of_column(const ProblemForm &form, const Point &point, int32_t j) {
+  double most = 0.0;
+  for (int32_t t = form.A.start[j]; t < form.A.start[j + 1]; ++t) {
+    most = std::max(most, std::fabs(form.A.value[t]) * std::fabs(point.y[form.A.row[t]]));
+  }
+  return most * form.column_unit[j];
 }
 
 double primal_measure(const ProblemForm &form, const Residuals &r, const double *backward) {
@@ -43,13 +51,18 @@ double primal_measure(const ProblemForm &form, const Residuals &r, const double 
   return worst;
 }
 
-double dual_measure(const ProblemForm &form, const Residuals &r, const double *backward) {
+/// The last term of the denominator, where it is asked for, is looked at in the few columns that
+/// are the worst so far without it.
+double dual_measure(const ProblemForm &form, const Point &point, const Residuals &r,
+                    bool with_backward_terms) {
   double worst = 0.0;
   for (int32_t j = 0; j < form.columns(); ++j) {
     const double unit = form.column_unit[j];
-    const double denominator = 1.0 + std::fabs(form.c[j]) * unit +
-                               (backward ? kMeasures.backward_share * backward[j] : 0.0);
-    worst = std::max(worst, std::fabs(r.dual[j]) * unit / denominator);
+    const double violation = std::fabs(r.dual[j]) * unit;
+    const double first_terms = 1.0 + std::fabs(form.c[j]) * unit;
+    if (!(violation > worst * first_terms)) continue;
+    const double last = with_backward_terms ? backward_term_of_column(form, point, j) : 0.0;
+    worst = std::max(worst, violation / (first_terms + kMeasures.backward_share * last));
   }
   return worst;
 }
@@ -117,29 +130,12 @@ void Residuals::resize(const ProblemForm &form) {
   dual.assign(static_cast<size_t>(form.columns()), 0.0);
 }
 
-void compute_residuals(const ProblemForm &form, const LongColumns &dense, const Point &point,
+void compute_residuals(const ProblemForm &form, const ColumnProducts &products, const Point &point,
                        Residuals *residuals) {
-  double *primal = residuals->primal.data();
-  const int32_t *row = form.A.row.data();
-  const double *value = form.A.value.data();
-  std::copy(form.b.begin(), form.b.end(), primal);
-  // One pass over A serves r_p and r_d.
-  dense.for_others([&](int32_t j) {
-    const double xj = point.x[j];
-    double product = 0.0;
-    for (int32_t t = form.A.start[j]; t < form.A.start[j + 1]; ++t) {
-      product += value[t] * point.y[row[t]];
-      primal[row[t]] -= value[t] * xj;
-    }
-    residuals->dual[j] = form.c[j] - product - point.z[j];
-  });
-  dense.add_product(-1.0, point.x.data(), primal);
-  Vector<double> product(dense.columns().size());
-  dense.multiply(point.y.data(), product.data());
-  for (size_t k = 0; k < product.size(); ++k) {
-    const int32_t j = dense.columns()[k];
-    residuals->dual[j] = form.c[j] - product[k] - point.z[j];
-  }
+  double *dual = residuals->dual.data();
+  residuals->primal = form.b;
+  products.multiply_both(point.x.data(), residuals->primal.data(), point.y.data(), dual);
+  for (int32_t j = 0; j < form.columns(); ++j) dual[j] = form.c[j] - dual[j] - point.z[j];
   for (size_t k = 0; k < form.boxed.size(); ++k) {
     const int32_t j = form.boxed[k];
     residuals->dual[j] += point.v[k];
@@ -151,14 +147,11 @@ Measures measure(const ProblemForm &form, const Point &point, const Residuals &r
                  double tolerance, Unit unit) {
   Measures m;
   m.primal = primal_measure(form, residuals, nullptr);
-  m.dual = dual_measure(form, residuals, nullptr);
+  m.dual = dual_measure(form, point, residuals, false);
   m.bound = bound_measure(form, residuals);
   if (m.primal > tolerance || m.dual > tolerance) {
-    Vector<double> row(static_cast<size_t>(form.rows()), 0.0);
-    Vector<double> column(static_cast<size_t>(form.columns()), 0.0);
-    add_backward_terms(form, point, &row, &column);
-    m.primal = primal_measure(form, residuals, row.data());
-    m.dual = dual_measure(form, residuals, column.data());
+    m.primal = primal_measure(form, residuals, backward_terms_of_rows(form, point).data());
+    m.dual = dual_measure(form, point, residuals, true);
   }
   double defect = 0.0;
   for (int32_t i = 0; i < form.rows(); ++i) defect += point.y[i] * residuals.primal[i];

@@ -25,7 +25,7 @@
 
 #include "interior_point/form/point.h"
 #include "interior_point/form/problem_form.h"
-#include "interior_point/linear_algebra/long_columns.h"
+#include "interior_point/linear_algebra/column_products.h"
 #include "interior_point/vector.h"
 
 namespace interior_point {
@@ -56,13 +56,13 @@ struct Measures {
   double alarge = 0.0;
 };
 
-/// Writes the residuals (6) of the point. `dense` holds the long columns of A.
-void compute_residuals(const ProblemForm &form, const LongColumns &dense, const Point &point,
+/// Writes the residuals (6) of the point. `products` are those with A.
+void compute_residuals(const ProblemForm &form, const ColumnProducts &products, const Point &point,
                        Residuals *residuals);
 
 /// The same for a single point of a form.
 inline void compute_residuals(const ProblemForm &form, const Point &point, Residuals *residuals) {
-  compute_residuals(form, LongColumns(form.A), point, residuals);
+  compute_residuals(form, ColumnProducts(form.A), point, residuals);
 }
 
 /// The floor of the gap in (7): the first, or that of digits which cancel.

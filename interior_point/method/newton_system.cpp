@@ -34,7 +34,7 @@ void Products::resize(const ProblemForm &form) {
   wv.assign(form.boxed.size(), 0.0);
 }
 
-NewtonSystem::NewtonSystem(const ProblemForm &form) : form_(form), long_columns_(form.A) {
+NewtonSystem::NewtonSystem(const ProblemForm &form) : form_(form), products_(form.A) {
   reset_regularisation();
   const size_t rows = static_cast<size_t>(form.rows());
   const size_t columns = static_cast<size_t>(form.columns());
@@ -47,6 +47,7 @@ NewtonSystem::NewtonSystem(const ProblemForm &form) : form_(form), long_columns_
   theta_.resize(columns);
   gradient_.resize(columns);
   product_.resize(columns);
+  weighted_.resize(columns);
   inverse_x_.resize(columns);
   inverse_w_.resize(form.boxed.size());
   rhs_.resize(rows);
@@ -135,12 +136,7 @@ double NewtonSystem::unfelt_delta(const Point &point) const {
 
 void NewtonSystem::form_diagonal() {
   std::fill(diagonal_.begin(), diagonal_.end(), 0.0);
-  long_columns_.for_others([this](int32_t j) {
-    for (int32_t t = form_.A.start[j]; t < form_.A.start[j + 1]; ++t) {
-      diagonal_[form_.A.row[t]] += theta_[j] * form_.A.value[t] * form_.A.value[t];
-    }
-  });
-  long_columns_.add_squares(theta_.data(), diagonal_.data());
+  products_.add_squares(theta_.data(), diagonal_.data());
 }
 
 bool NewtonSystem::prepare(const Point &point, double mu) {
@@ -200,14 +196,9 @@ bool NewtonSystem::factorise() {
   return false;
 }
 
-void NewtonSystem::add_image(const double *x) {
-  long_columns_.for_others([this, x](int32_t j) { add_column(form_.A, j, x[j], image_.data()); });
-  long_columns_.add_product(1.0, x, image_.data());
-}
-
 double NewtonSystem::residual_of(const Residuals *residuals, const Direction &direction) {
   std::fill(image_.begin(), image_.end(), 0.0);
-  add_image(direction.x.data());
+  products_.add_product(1.0, direction.x.data(), image_.data());
   double most = 0.0;
   for (size_t i = 0; i < residual_.size(); ++i) {
     const double wanted = residuals ? residuals->primal[i] : 0.0;
@@ -265,16 +256,15 @@ bool NewtonSystem::find_correction() {
 }
 
 void NewtonSystem::form_search_x() {
-  for (const int32_t j : plain_) {
-    search_x_[j] = theta_[j] * column_product(form_.A, j, search_.data());
-  }
+  form_product(search_.data());
+  for (size_t j = 0; j < search_x_.size(); ++j) search_x_[j] = theta_[j] * product_[j];
   set_augmented(search_.data() + residual_.size(), &search_x_);
 }
 
 void NewtonSystem::form_image() {
   form_search_x();
   for (size_t i = 0; i < image_.size(); ++i) image_[i] = delta_ * search_[i];
-  add_image(search_x_.data());
+  products_.add_product(1.0, search_x_.data(), image_.data());
   for (size_t i = 0; i < image_.size(); ++i) image_[i] *= form_.row_unit[i];
 }
 
@@ -305,18 +295,28 @@ void NewtonSystem::solve_normal_equations(const Residuals *residuals, Direction 
   if (residuals) rhs_ = residuals->primal;
   augmented_x_.resize(augmented.size());
   for (size_t k = 0; k < augmented.size(); ++k) augmented_x_[k] = gradient_[augmented[k]];
-  for (const int32_t j : plain_) add_column(form_.A, j, theta_[j] * gradient_[j], rhs_.data());
+  add_weighted_gradient();
   direction->y = rhs_;
   if (form_.rows() > 0) factorisation_->solve_augmented(direction->y.data(), augmented_x_.data());
-  form_product(*direction);
-  for (const int32_t j : plain_) direction->x[j] = theta_[j] * (product_[j] - gradient_[j]);
+  form_product(direction->y.data());
+  for (size_t j = 0; j < product_.size(); ++j) {
+    direction->x[j] = theta_[j] * (product_[j] - gradient_[j]);
+  }
   set_augmented(augmented_x_.data(), &direction->x);
 }
 
-void NewtonSystem::form_product(const Direction &direction) {
-  for (const int32_t j : multiplied_) {
-    product_[j] = column_product(form_.A, j, direction.y.data());
+void NewtonSystem::add_weighted_gradient() {
+  if (!factorisation_->augmented_columns().empty()) {
+    for (const int32_t j : plain_) add_column(form_.A, j, theta_[j] * gradient_[j], rhs_.data());
+    return;
   }
+  for (size_t j = 0; j < weighted_.size(); ++j) weighted_[j] = theta_[j] * gradient_[j];
+  products_.add_product(1.0, weighted_.data(), rhs_.data());
+}
+
+void NewtonSystem::form_product(const double *y) {
+  if (factorisation_->augmented_columns().empty()) return products_.multiply(y, product_.data());
+  for (const int32_t j : multiplied_) product_[j] = column_product(form_.A, j, y);
 }
 
 void NewtonSystem::solve(const Point &point, const Residuals *residuals, const Products &products,
@@ -325,7 +325,7 @@ void NewtonSystem::solve(const Point &point, const Residuals *residuals, const P
   solve_normal_equations(residuals, direction);
   if (!trusted_) {
     trusted_ = refine(point, residuals, direction);
-    if (!trusted_) form_product(*direction);
+    if (!trusted_) form_product(direction->y.data());
   }
   // 0 for a free column.
   for (size_t j = 0; j < direction->z.size(); ++j) {

@@ -109,8 +109,8 @@ class NewtonSystem {
     return factorised_ ? factorisation_ : nullptr;
   }
   const Vector<double> &theta() const { return theta_; }
-  /// The long columns of the form.
-  const LongColumns &long_columns() const { return long_columns_; }
+  /// Products with the matrix of the form.
+  const ColumnProducts &products() const { return products_; }
 
   /// Theta of the least-squares starting point: 1, and 1/2 for the boxed columns that are not
   /// marked as huge.
@@ -133,10 +133,10 @@ class NewtonSystem {
   /// dy and dx of (9). Where columns are unknowns beside dy, theta g of theirs is left to the
   /// factorisation, and their dx comes from it.
   void solve_normal_equations(const Residuals *residuals, Direction *direction);
-  /// product_ = A'dy, where that is asked for.
-  void form_product(const Direction &direction);
-  /// image_ += A x.
-  void add_image(const double *x);
+  /// rhs_ += A Theta g.
+  void add_weighted_gradient();
+  /// product_ = A'y, where that is asked for.
+  void form_product(const double *y);
   /// residual_ = r_p - A dx - delta dy, and its largest entry in the caller's units.
   double residual_of(const Residuals *residuals, const Direction &direction);
   /// Whether residual_, whose largest entry is given, is allowed at the point. Large entries of it
@@ -158,7 +158,7 @@ class NewtonSystem {
   void add_search(double length, Direction *direction);
 
   const ProblemForm &form_;
-  LongColumns long_columns_;
+  ColumnProducts products_;
   Vector<double> largest_entry_;  // per column
   std::shared_ptr<Factorisation> factorisation_;
   Vector<int32_t> plain_;       // the columns that are no unknowns beside dy
@@ -179,6 +179,7 @@ class NewtonSystem {
   Vector<double> search_, search_x_;  // a correction: dy, then dx of the augmented columns; all dx
   Fgmres corrections_;
   Vector<double> product_;           // A'dy
+  Vector<double> weighted_;          // Theta g
   Vector<double> augmented_x_;       // entries for the augmented columns
   Vector<double> inverse_x_;         // 1 / x at the point of the last prepare, 0 for free x
   Vector<double> inverse_w_;         // the same with w

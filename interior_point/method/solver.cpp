@@ -221,7 +221,7 @@ SavedPoint Solver::save() const {
 }
 
 void Solver::evaluate() {
-  compute_residuals(form_, newton_.long_columns(), point_, &residuals_);
+  compute_residuals(form_, newton_.products(), point_, &residuals_);
   measures_ = measure(form_, point_, residuals_, dual_feasibility_, unit_);
 }
 
@@ -308,7 +308,7 @@ Code Solver::iterate(const Request &request, double stop_factor) {
   double progress_mark = kInfinity;
   int32_t since_progress = 0;
   for (int32_t done = 0;; ++done, ++iterations_) {
-    compute_residuals(form_, newton_.long_columns(), point_, &residuals_);
+    compute_residuals(form_, newton_.products(), point_, &residuals_);
     if (done > 0 && absorbs_residuals()) absorb_dual_residuals();
     measures_ = measure(form_, point_, residuals_, dual_feasibility_, unit_);
     if (done > 0) {

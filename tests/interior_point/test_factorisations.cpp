@@ -12,12 +12,12 @@
 
 #include "interior_point/linear_algebra/block_factorisation.h"
 #include "interior_point/linear_algebra/column_factorisation.h"
+#include "interior_point/linear_algebra/column_products.h"
 #include "interior_point/linear_algebra/dense_cholesky.h"
 #include "interior_point/linear_algebra/dense_kernel.h"
 #include "interior_point/linear_algebra/factorisation_choice.h"
 #include "interior_point/linear_algebra/panel_kernels.h"
 #include "interior_point/linear_algebra/sparse_factorisation.h"
-#include "interior_point/method/iterate.h"
 #include "tests/interior_point/random_programs.h"
 
 namespace {
@@ -371,36 +371,36 @@ TEST(Choice, LeavesFewColumnsToTheEnd) {
   EXPECT_EQ(by_columns->adapted(tall_matrix(200, 150, 60.0, &random)), nullptr) << "others";
 }
 
-TEST(LongColumns, AreMultipliedAsTheOthersAre) {
-  Random random(5);
-  interior_point::ProblemForm form;
-  form.A = tall_matrix(90, 40, 10.0, &random);
-  const interior_point::LongColumns some(form.A);
-  ASSERT_GT(some.columns().size(), 10u);
-  ASSERT_LT(some.columns().size(), 40u);
-  form.b = powers_of_ten(90, -2, 2, &random);
-  form.c = powers_of_ten(130, -2, 2, &random);
-  interior_point::Point point;
-  point.resize(form);
-  point.x = powers_of_ten(130, -2, 2, &random);
-  point.y = powers_of_ten(90, -2, 2, &random);
-  interior_point::Residuals residuals;
-  residuals.resize(form);
-  compute_residuals(form, point, &residuals);
-  const Matrix A = dense(form.A);
-  const LongVector primal = longer(form.b) - A * longer(point.x);
-  const LongVector dual = longer(form.c) - A.transpose() * longer(point.y);
-  EXPECT_LT((primal - longer(residuals.primal)).cwiseAbs().maxCoeff(), 1e-9);
-  EXPECT_LT((dual - longer(residuals.dual)).cwiseAbs().maxCoeff(), 1e-9);
-  Vector<double> squares(90, 1.0);
-  some.add_squares(point.x.data(), squares.data());
-  some.for_others([&](int32_t j) {
-    for (auto t = static_cast<size_t>(form.A.start[j]);
-         t < static_cast<size_t>(form.A.start[j + 1]); ++t)
-      squares[form.A.row[t]] += point.x[j] * form.A.value[t] * form.A.value[t];
-  });
-  const LongVector expected = A.cwiseAbs2() * longer(point.x) + LongVector::Ones(90);
-  EXPECT_LT((expected - longer(squares)).cwiseAbs().maxCoeff(), 1e-9);
+TEST(ColumnProducts, AreThoseOfADenseReferenceForColumnsOfEveryLength) {
+  for (const int32_t rows : {3, 20, 90, 200}) {
+    Random random(static_cast<uint64_t>(rows));
+    SparseColumns A = tall_matrix(rows, 80, 20.0, &random);
+    A.start.insert(A.start.begin() + 7, A.start[7]);  // no entry
+    const interior_point::ColumnProducts products(A);
+    if (rows > 3) {
+      ASSERT_GT(products.long_columns().size(), 10u);
+      ASSERT_LT(products.long_columns().size(), 80u);
+    }
+    const Vector<double> x = powers_of_ten(A.columns(), -2, 2, &random);
+    const Vector<double> y = powers_of_ten(rows, -2, 2, &random);
+    const Matrix M = dense(A);
+    Vector<double> image(y), both(y), squares(y), product(x.size(), 7.0), other(x.size(), 7.0);
+    products.add_product(2.0, x.data(), image.data());
+    products.multiply(y.data(), product.data());
+    products.multiply_both(x.data(), both.data(), y.data(), other.data());
+    products.add_squares(x.data(), squares.data());
+    const LongVector Ax = M * longer(x);
+    const LongVector Ay = M.transpose() * longer(y);
+    const LongVector added = longer(y) + M.cwiseAbs2() * longer(x);
+    const auto expect_near = [](const LongVector &expected, const Vector<double> &v) {
+      EXPECT_LT((expected - longer(v)).cwiseAbs().maxCoeff(), 1e-9);
+    };
+    expect_near(longer(y) + 2.0L * Ax, image);
+    expect_near(longer(y) - Ax, both);
+    expect_near(Ay, product);
+    expect_near(Ay, other);
+    expect_near(added, squares);
+  }
 }
 
 /// Whether no column touches two of the marked rows.
