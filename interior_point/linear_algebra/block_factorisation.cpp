@@ -15,6 +15,7 @@ namespace {
 // Updates of no more entries than this are scattered whatever the order of S: the rank-k update
 // would take memory and a call for a few dozen products.
 constexpr double kShortestLong = 8.0;
+constexpr double kShortestLongOfSmall = 4.0;
 
 // So many of the long ones make a rank-k update.
 constexpr size_t kLongAtOnce = 512;
@@ -184,12 +185,15 @@ void PatternBuilder::append_cross_updates(const Vector<Vector<int32_t>> &rows) {
 }
 
 /// A rank-1 update of all of S takes order^2 / 2 pairs, a scattered one takes kScatterCost / 2
-/// times the square of its length.
+/// times the square of its length, and twice that beside the kernels for a small S.
 void PatternBuilder::choose_long_updates() {
-  const double limit = static_cast<double>(pattern_.order) / std::sqrt(kScatterCost);
+  const bool is_small = DenseCholesky::is_small(pattern_.order);
+  const double scattered = is_small ? 2.0 * kScatterCost : kScatterCost;
+  const double limit = static_cast<double>(pattern_.order) / std::sqrt(scattered);
+  const double shortest = is_small ? kShortestLongOfSmall : kShortestLong;
   for (int32_t s = 0; s < pattern_.column_updates(); ++s) {
     const int32_t length = pattern_.update_start[s + 1] - pattern_.update_start[s];
-    if (length > std::max(limit, kShortestLong)) {
+    if (length > std::max(limit, shortest)) {
       pattern_.long_update.push_back(s);
     }
   }
@@ -247,6 +251,7 @@ class BlockFactorisation : public Factorisation {
   void form_cross(const double *theta);
   void scatter_cross_column(const double *theta, int32_t e, double *column) const;
   void form_schur_column(int32_t k, double *column);
+  void fill_panel(size_t first, size_t end);
   void add_long_updates();
   double split_column(const SparseColumns &columns, int32_t j, double *remaining) const;
 
@@ -258,7 +263,9 @@ class BlockFactorisation : public Factorisation {
   Vector<double> cross_;           // C D^-1/2 when dense, order x eliminated
   Vector<double> weight_;          // per update of (5)
   Vector<double> value_;           // per entry of the updates
-  Vector<double> panel_;           // some of the long updates, scaled
+  Vector<double> panel_;           // some of the long updates
+  Vector<double> long_weight_;     // of these
+  bool keeps_panel_ = false;       // it is the same in all factorisations
   mutable Vector<double> work_;    // order + eliminated
 };
 
@@ -271,7 +278,10 @@ BlockFactorisation::BlockFactorisation(std::shared_ptr<const BlockPattern> patte
   if (p_.dense_cross) cross_.resize(order * static_cast<size_t>(p_.eliminated));
   weight_.resize(static_cast<size_t>(p_.updates()));
   value_ = p_.update_value;
-  panel_.resize(order * std::min(p_.long_update.size(), kLongAtOnce));
+  long_weight_.resize(std::min(p_.long_update.size(), kLongAtOnce));
+  panel_.resize(order * long_weight_.size());
+  keeps_panel_ = schur_.is_small() && p_.long_update.size() <= kLongAtOnce;
+  if (keeps_panel_) fill_panel(0, p_.long_update.size());
   work_.resize(static_cast<size_t>(p_.rows));
 }
 
@@ -340,19 +350,30 @@ void BlockFactorisation::form_schur_column(int32_t k, double *column) {
   column[k] += schur_diagonal_[k];
 }
 
+/// Some of the long updates as columns; those of a small S without their weights.
+void BlockFactorisation::fill_panel(size_t first, size_t end) {
+  double *column = panel_.data();
+  std::fill(column, column + (end - first) * static_cast<size_t>(p_.order), 0.0);
+  for (size_t k = first; k < end; ++k, column += p_.order) {
+    const int32_t s = p_.long_update[k];
+    const double root = schur_.is_small() ? 1.0 : std::sqrt(weight_[s]);
+    for (int32_t t = p_.update_start[s]; t < p_.update_start[s + 1]; ++t) {
+      column[p_.update_row[t]] = root * value_[t];
+    }
+  }
+}
+
 void BlockFactorisation::add_long_updates() {
   for (size_t first = 0; first < p_.long_update.size(); first += kLongAtOnce) {
     const size_t end = std::min(p_.long_update.size(), first + kLongAtOnce);
-    std::fill(panel_.begin(), panel_.end(), 0.0);
-    double *column = panel_.data();
-    for (size_t k = first; k < end; ++k, column += p_.order) {
-      const int32_t s = p_.long_update[k];
-      const double root = std::sqrt(weight_[s]);
-      for (int32_t t = p_.update_start[s]; t < p_.update_start[s + 1]; ++t) {
-        column[p_.update_row[t]] = root * value_[t];
-      }
+    if (!keeps_panel_) fill_panel(first, end);
+    if (!schur_.is_small()) {
+      schur_.add_outer_product(static_cast<int32_t>(end - first), 1.0, panel_.data(), p_.order);
+      continue;
     }
-    schur_.add_outer_product(static_cast<int32_t>(end - first), 1.0, panel_.data(), p_.order);
+    for (size_t k = first; k < end; ++k) long_weight_[k - first] = weight_[p_.long_update[k]];
+    schur_.add_weighted_products(static_cast<int32_t>(end - first), long_weight_.data(),
+                                 panel_.data());
   }
 }
 

@@ -28,6 +28,9 @@ class DenseCholesky {
   void resize(int32_t order);
 
   int32_t order() const { return order_; }
+  /// True up to an order where the kernels for panels are faster than a BLAS.
+  static bool is_small(int32_t order);
+  bool is_small() const { return is_small(order_); }
   /// Column k, of which the entries from k on are there: column(k)[i] is that of row i.
   double *column(int32_t k) {
     const int32_t b = k / width_;
@@ -37,6 +40,8 @@ class DenseCholesky {
 
   /// A = A + alpha V V' for the order x k matrix V.
   void add_outer_product(int32_t k, double alpha, const double *v, int32_t leading_v);
+  /// A = A + V diag(weight) V' for the order x k matrix V; for a matrix that is small.
+  void add_weighted_products(int32_t k, const double *weight, const double *v);
   /// A = V'V for the k x order matrix V.
   void set_to_inner_product(int32_t k, const double *v, int32_t leading_v);
 
@@ -48,7 +53,7 @@ class DenseCholesky {
   void solve_lower_transposed(double *x) const;
 
  private:
-  bool is_small() const;
+  void subtract_products(int32_t k, const double *signs, const double *v, int32_t leading_v);
   int32_t blocks() const { return static_cast<int32_t>(start_.size()); }
   int32_t first(int32_t b) const { return b * width_; }
   int32_t columns(int32_t b) const;
@@ -63,6 +68,9 @@ class DenseCholesky {
   int32_t width_ = 1;      // columns of each block but the last
   Vector<int64_t> start_;  // per block: where its rows from the diagonal down are in the numbers
   Room numbers_;
+  Vector<int32_t> identity_;  // where products go in a small matrix
+  Vector<double> factor_;     // of those with weights
+  Room scratch_;              // of their kernels
 };
 
 }  // namespace interior_point
