@@ -68,9 +68,11 @@ Code Solver::solve(const Request &request, Start start, const SavedPoint *saved)
   if (warm) {
     has_point_ = true;
     newton_.reset_regularisation();
-    short_steps_allowed_ = kStall.iteration_limit;
-    stall_rule_ = start == Start::kCurrent ? kStall.cold : kStall.warm;
+    const bool here = start == Start::kCurrent;
+    short_steps_allowed_ = here ? kStall.iteration_limit : kStall.warm_short_steps_allowed;
+    stall_rule_ = here ? kStall.cold : kStall.warm;
     const Code code = iterate(request);
+    short_steps_allowed_ = kStall.iteration_limit;
     // Duals that have run far out, along a face of the optimal ones, stay there with a warm start,
     // and the rounding errors of p and d with them.
     const bool rounded = measures_.rounded > tolerance_ * measures_.unit;
