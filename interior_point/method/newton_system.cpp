@@ -183,6 +183,10 @@ bool NewtonSystem::factorise() {
   std::nth_element(added_.begin(), middle, added_.end());
   delta_ = std::min(kRegularisation.delta_share * *middle, kRegularisation.largest_delta) *
            delta_factor_;
+  if (form_.has_penalties) {
+    const double least = *std::min_element(diagonal_.begin(), diagonal_.end());
+    delta_ = std::min(delta_, kRegularisation.delta_of_least * least);
+  }
   delta_ = std::max(delta_, least_delta_);
   // Numbers that are held elsewhere stay as they are: they get new ones of their own.
   if (factorisation_.use_count() > 1) factorisation_ = factorisation_->sibling();

@@ -195,6 +195,10 @@ struct RegularisationOptions {
   /// value. An absolute constant fails where penalty columns make all of theta tiny.
   double delta_share = 1e-12;
   double largest_delta = 1e-8;
+  /// Beside penalty columns it is at most this share of the least diagonal entry: those of rows
+  /// that live on penalties are smaller than those of others by many orders of magnitude. At 1e-6
+  /// column generation on fast0507 takes 379 iterations in place of 309, without 416.
+  double delta_of_least = 1e-9;
   /// Where rows depend on each other, rounding errors of r_p, of this share of its terms, move y by
   /// their ratio to delta. At a degenerate optimum theta falls with mu, and without more delta y
   /// goes to 1e8 along rows that cancel: 20 of 6,000 solves with an optimum of 0 failed. The delta

@@ -298,6 +298,48 @@ TEST(NewtonSystem, IsRefinedInRowsOfManyUnits) {
   }
 }
 
+/// Rows that live on penalty columns have diagonal entries smaller than those of rows with ordinary
+/// columns by many orders of magnitude. Where the others are more, delta must still be felt by
+/// none.
+TEST(NewtonSystem, RegularisesRowsThatLiveOnPenaltiesByTheirOwnSize) {
+  constexpr int32_t kRows = 9, kOnPenalties = 3;
+  constexpr double kMu = 1e7, kPenalty = 1e10;
+  LinearProgram program;
+  for (int32_t i = 0; i < kRows; ++i) {
+    program.add_row(benchmarks::kGreaterEqual, 1.0);
+    program.add_column(kPenalty, 0.0, benchmarks::kNoBound, {{i, 1.0}});
+  }
+  for (int32_t i = kOnPenalties; i < kRows; ++i) {
+    program.add_column(1.0, 0.0, benchmarks::kNoBound, {{i, 1.0}, {(i + 1) % kRows, 1e-3}});
+  }
+  const ProblemForm form = forms::form_of(program);
+  Point point;
+  point.resize(form);
+  const auto size = [&](int32_t j) {  // of x on the central path
+    const int32_t i = j < form.structurals ? j : form.slack_row[j - form.structurals];
+    if (j < kRows) return i < kOnPenalties ? 1.0 : kMu / kPenalty;
+    return i < kOnPenalties ? kMu / kPenalty : kMu;
+  };
+  for (int32_t j = 0; j < form.columns(); ++j) {
+    point.x[j] = size(j) / form.column_scale[j];
+    point.z[j] = kMu / point.x[j];
+  }
+  Residuals residuals;
+  residuals.resize(form);
+  for (int32_t i = 0; i < kRows; ++i) residuals.primal[i] = 1.0 / form.row_unit[i];
+  Products products;
+  products.resize(form);
+  Direction direction;
+  direction.resize(form);
+  NewtonSystem newton(form);
+  ASSERT_TRUE(newton.prepare(point, kMu));
+  newton.solve(point, &residuals, products, &direction);
+  Vector<double> left = residuals.primal;
+  for (double &e : direction.x) e = -e;
+  add_product(form.A, direction.x.data(), left.data());
+  for (int32_t i = 0; i < kRows; ++i) EXPECT_NEAR(left[i] * form.row_unit[i], 0.0, 1e-6) << i;
+}
+
 /// rho of a column goes down where it held the column back, and theta of free columns up.
 TEST(NewtonSystem, LowersRegularisationWhereItHoldsAResidualUp) {
   for (uint64_t seed = 1; seed <= 20; ++seed) {
