@@ -111,22 +111,6 @@ Ordering renamed(const Ordering &o, const Vector<int32_t> &name) {
   return result;
 }
 
-/// What the order makes of the factor.
-Ordering elimination(const Adjacency &adjacency, Vector<int32_t> at) {
-  Ordering result;
-  result.at = std::move(at);
-  result.place = inverse(result.at);
-  grow_tree(adjacency, &result);
-  return renamed(result, postorder(result.parent));
-}
-
-/// Multiply-add pairs of a factorisation.
-double pairs(const Ordering &o) {
-  double squares = 0.0;
-  for (const double below : o.below) squares += (below + 1.0) * (below + 1.0);
-  return squares / 2.0;
-}
-
 /// Those of the largest dense block that the elimination comes to.
 double pairs_of_core(const Ordering &o) {
   double order = 0.0;
@@ -210,14 +194,28 @@ Vector<int32_t> minimum_degree(const Adjacency &adjacency) {
   return Vector<int32_t>(order.indices().data(), order.indices().data() + n);
 }
 
+Ordering order_as_given(const Adjacency &adjacency, Vector<int32_t> at) {
+  Ordering result;
+  result.at = std::move(at);
+  result.place = inverse(result.at);
+  grow_tree(adjacency, &result);
+  return renamed(result, postorder(result.parent));
+}
+
+double elimination_pairs(const Ordering &ordering) {
+  double squares = 0.0;
+  for (const double below : ordering.below) squares += (below + 1.0) * (below + 1.0);
+  return squares / 2.0;
+}
+
 Ordering fill_reducing_order(const Adjacency &adjacency, double factorisations) {
-  Ordering result = elimination(adjacency, minimum_degree(adjacency));
-  const double work = pairs(result);
+  Ordering result = order_as_given(adjacency, minimum_degree(adjacency));
+  const double work = elimination_pairs(result);
   const double entries = static_cast<double>(adjacency.row.size());
   if (kHoped * work * factorisations < kDissection * entries) return result;
   if (pairs_of_core(result) > kDenseCore * work) return result;
-  Ordering other = elimination(adjacency, nested_dissection(adjacency));
-  return pairs(other) < work ? other : result;
+  Ordering other = order_as_given(adjacency, nested_dissection(adjacency));
+  return elimination_pairs(other) < work ? other : result;
 }
 
 Ordering fill_reducing_order(const Adjacency &adjacency, const Vector<uint8_t> &first) {
@@ -234,7 +232,7 @@ Ordering fill_reducing_order(const Adjacency &adjacency, const Vector<uint8_t> &
   for (const int32_t k : minimum_degree(without(adjacency, first, number))) {
     at.push_back(rest[k]);
   }
-  return elimination(adjacency, std::move(at));
+  return order_as_given(adjacency, std::move(at));
 }
 
 }  // namespace interior_point

@@ -44,6 +44,12 @@ Vector<int32_t> minimum_degree(const Adjacency &adjacency);
 /// takes, nested dissection.
 Ordering fill_reducing_order(const Adjacency &adjacency, double factorisations);
 
+/// The order in which the unknown at each place is given, of subtrees that stand together.
+Ordering order_as_given(const Adjacency &adjacency, Vector<int32_t> at);
+
+/// Multiply-add pairs of a factorisation by columns.
+double elimination_pairs(const Ordering &ordering);
+
 /// Minimum degree with the marked unknowns, no two of which may meet, before all others.
 Ordering fill_reducing_order(const Adjacency &adjacency, const Vector<uint8_t> &first);
 

@@ -32,12 +32,17 @@ constexpr int32_t kStrip = 64;
 constexpr double kOfColdSolve = 25.0;
 constexpr double kOfWarmSolve = 4.0;
 
+// An order is kept from one A to the next until a factorisation takes so many times what it took
+// when the order was made. Making one takes about as long as a factorisation.
+constexpr double kKeptGrowth = 1.1;
+
 /// Everything that does not change between factorisations. An unknown is known by its place.
 struct SparsePattern {
   Vector<int32_t> place;  // per unknown
   Supernodes nodes;
-  int32_t entries = 0;      // of the A for which this form was chosen
-  double work_limit = 0.0;  // of the others
+  int32_t entries = 0;         // of the A for which this form was chosen
+  double work_limit = 0.0;     // of the others
+  double ordered_pairs = 0.0;  // of the A for which the order was made
   int32_t rows = 0;
   int32_t unknowns = 0;  // rows and columns of P
   // A_S with its rows renamed to places, entries increasing in each column...
@@ -158,16 +163,12 @@ void choose_kernels(SparsePattern *pattern) {
   }
 }
 
-/// The pattern of (14) with P the columns `augmented`, where it takes less than `work_limit`. Rows
-/// that are marked in `first`, if any, come before all other unknowns.
+/// The pattern of (14) with P the columns `augmented` in this order, where it takes less than
+/// `work_limit`.
 std::shared_ptr<SparsePattern> make_pattern(const SparseColumns &A,
-                                            const Vector<int32_t> &augmented, Vector<uint8_t> first,
-                                            double work_limit,
-                                            double factorisations = kOfColdSolve) {
-  const Adjacency adjacency = adjacency_of(A, augmented);
-  if (!first.empty()) first.resize(static_cast<size_t>(adjacency.unknowns()), 0);
-  const Ordering ordering = first.empty() ? fill_reducing_order(adjacency, factorisations)
-                                          : fill_reducing_order(adjacency, first);
+                                            const Vector<int32_t> &augmented,
+                                            const Adjacency &adjacency, const Ordering &ordering,
+                                            double work_limit) {
   Supernodes nodes = find_supernodes(ordering);
   // Eliminating rows one by one is most of the work where P has few columns.
   const double slow = augmented.empty() ? 0.0 : (kScatterCost - 1.0) * nodes.thin_work;
@@ -178,6 +179,7 @@ std::shared_ptr<SparsePattern> make_pattern(const SparseColumns &A,
   pattern->nodes = std::move(nodes);
   pattern->entries = A.entries();
   pattern->work_limit = work_limit;
+  pattern->ordered_pairs = elimination_pairs(ordering);
   pattern->rows = A.rows;
   pattern->unknowns = adjacency.unknowns();
   pattern->column_of.assign(static_cast<size_t>(pattern->unknowns), -1);
@@ -189,6 +191,33 @@ std::shared_ptr<SparsePattern> make_pattern(const SparseColumns &A,
   couple(A, augmented, ordering.place, pattern.get());
   choose_kernels(pattern.get());
   pattern->largest_update = largest_update(*pattern);
+  return pattern;
+}
+
+/// The same in an order of its own. Rows that are marked in `first`, if any, come before all other
+/// unknowns.
+std::shared_ptr<SparsePattern> make_ordered_pattern(const SparseColumns &A,
+                                                    const Vector<int32_t> &augmented,
+                                                    Vector<uint8_t> first, double work_limit) {
+  const Adjacency adjacency = adjacency_of(A, augmented);
+  if (!first.empty()) first.resize(static_cast<size_t>(adjacency.unknowns()), 0);
+  const Ordering ordering = first.empty() ? fill_reducing_order(adjacency, kOfColdSolve)
+                                          : fill_reducing_order(adjacency, first);
+  return make_pattern(A, augmented, adjacency, ordering, work_limit);
+}
+
+/// The pattern of another A with the same rows, in the old order where it still serves.
+std::shared_ptr<SparsePattern> make_next_pattern(const SparseColumns &A, const SparsePattern &old) {
+  const Adjacency adjacency = adjacency_of(A, {});
+  Vector<int32_t> at(old.place.size());
+  for (int32_t i = 0; i < old.rows; ++i) at[old.place[i]] = i;
+  Ordering ordering = order_as_given(adjacency, std::move(at));
+  const bool serves = elimination_pairs(ordering) <= kKeptGrowth * old.ordered_pairs;
+  if (!serves) ordering = fill_reducing_order(adjacency, kOfWarmSolve);
+  auto pattern = make_pattern(A, {}, adjacency, ordering, old.work_limit);
+  if (!pattern) return nullptr;
+  pattern->entries = old.entries;  // of the choice
+  if (serves) pattern->ordered_pairs = old.ordered_pairs;
   return pattern;
 }
 
@@ -468,15 +497,11 @@ void SparseFactorisation::quadratic_forms(const SparseColumns &columns, double *
 
 }  // namespace
 
-/// Which columns are best in P depends on all of them: such a choice is made anew. The order
-/// is so in any case. A few further columns that join rows eliminated early double the work or
-/// more.
+/// Which columns are best in P depends on all of them: such a choice is made anew.
 std::unique_ptr<Factorisation> SparseFactorisation::adapted(const SparseColumns &A) const {
   if (A.rows != p_.rows || p_.unknowns != p_.rows || !holds_for(A, p_.entries)) return nullptr;
-  auto pattern = make_pattern(A, {}, {}, p_.work_limit, kOfWarmSolve);
-  if (!pattern) return nullptr;
-  pattern->entries = p_.entries;  // of the choice
-  return std::make_unique<SparseFactorisation>(std::move(pattern));
+  auto pattern = make_next_pattern(A, p_);
+  return pattern ? std::make_unique<SparseFactorisation>(std::move(pattern)) : nullptr;
 }
 
 std::unique_ptr<Factorisation> make_sparse_factorisation(const SparseColumns &A,
@@ -489,7 +514,7 @@ std::unique_ptr<Factorisation> make_sparse_factorisation(const SparseColumns &A,
                                                          const Vector<int32_t> &augmented,
                                                          const Vector<uint8_t> &first,
                                                          double work_limit) {
-  auto pattern = make_pattern(A, augmented, first, work_limit);
+  auto pattern = make_ordered_pattern(A, augmented, first, work_limit);
   return pattern ? std::make_unique<SparseFactorisation>(std::move(pattern)) : nullptr;
 }
 

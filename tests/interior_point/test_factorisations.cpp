@@ -446,6 +446,23 @@ SparseColumns changed(const SparseColumns &A, const Shape &shape, Random *random
   return next;
 }
 
+TEST(SparseFactorisation, IsOrderedAnewWhereTheOldOrderFillsIn) {
+  Random random(9);
+  constexpr int32_t kRows = 400;
+  SparseColumns chain;
+  chain.rows = kRows;
+  for (int32_t i = 0; i < kRows; ++i) append({i}, &random, &chain);
+  SparseColumns stars = chain;
+  for (int32_t i = 1; i < kRows; ++i) append({i - 1, i}, &random, &chain);
+  const Handle of_chain = make_sparse_factorisation(chain, {}, kNoLimit);
+  // Some of the middles of the stars are among the rows that the chain begins with.
+  for (int32_t i = 10; i < kRows; ++i) append({190 + i % 10, (190 + i) % kRows}, &random, &stars);
+  const Handle adapted = of_chain->adapted(stars);
+  ASSERT_NE(adapted, nullptr);
+  EXPECT_LT(adapted->work(), 1.2 * make_sparse_factorisation(stars, {}, kNoLimit)->work());
+  expect_right(adapted.get(), stars, stars, &random);
+}
+
 /// The choice is carried from A to A while it may be, and made anew where it may not.
 void follow_changes(const Shape &shape, bool sparse, uint64_t seed, int32_t *refusals) {
   Random random(seed);
