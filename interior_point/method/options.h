@@ -83,7 +83,7 @@ struct StallOptions {
   /// So many iterations without an improvement show that digits of p are missing which cancel.
   int32_t cancelled_patience = 3;
   /// With the stop of (12) as low as it gets, so many without an improvement are enough: the
-  /// relaxation qiu, which stays open, is given up after 42 instead of 59 iterations.
+  /// relaxation qiu is begun again sooner and takes 24 instead of 41 iterations.
   int32_t last_patience = 8;
   /// A step of less than this is short; more such steps in a row beside penalty columns, from the
   /// usual start, show a problem that lives on them.
@@ -133,7 +133,7 @@ struct StopOptions {
   double least_aim = 1e-16;
   /// After so many lowerings in vain the defect is that of the data: rows contradict each other by
   /// a rounding error. p may then miss by the tolerance itself. finnis with scaled rows (seed 1 of
-  /// --transform=rows) takes 29 instead of 21 iterations without, 45 where patience is longer, too.
+  /// --transform=rows) takes 51 instead of 19 iterations without.
   int32_t lowerings_in_vain = 3;
   /// Where p is large next to what the variables are worth, as beside costs of 1e10, the stop of a
   /// loose tolerance is above the mu of the start, and on the way up x leaves for 1e9. A second
@@ -241,8 +241,8 @@ struct FreeColumnOptions {
   double largest_theta = 1e10;
   /// A column that leaves this share of the largest dual residual gets a theta larger by the
   /// factor, at most the last value. Without, the duals of ganges and pilot4 (--transform=dual)
-  /// take 30 instead of 20 and 37 instead of 26 iterations, the duals of all netlib programs 442
-  /// instead of 398.
+  /// take 27 instead of 20 and 37 instead of 26 iterations, the duals of all netlib programs 452
+  /// instead of 412.
   double leaving_share = 0.1;
   double growth = 10.0;
   double last_theta = 1e14;
