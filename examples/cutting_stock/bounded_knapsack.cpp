@@ -34,9 +34,9 @@ void BoundedKnapsack::lower_limit(int32_t item, int64_t limit) {
   fresh_ = false;
 }
 
-void BoundedKnapsack::renew() {
+void BoundedKnapsack::renew(Tables tables) {
   make_parts();
-  make_tables(kCoarse);
+  make_tables(tables);
 }
 
 void BoundedKnapsack::make_parts() {
@@ -79,11 +79,14 @@ void BoundedKnapsack::add_part(const Part &part, size_t reach, Table &table) con
   }
 }
 
-void BoundedKnapsack::choose_cells(Tables tables) {
+/// h.
+int BoundedKnapsack::shift_of(Tables tables) const {
   const double affordable = kTableWork / static_cast<double>(parts_.size() + 1);
   const double most_cells =
       tables == kCoarse ? kCoarseCells : std::clamp(affordable, kLeastCells, kMostCells);
-  for (shift_ = 0; static_cast<double>(capacity_ >> shift_) >= most_cells;) ++shift_;
+  int shift = 0;
+  while (static_cast<double>(capacity_ >> shift) >= most_cells) ++shift;
+  return shift;
 }
 
 void BoundedKnapsack::make_blocks() {
@@ -121,7 +124,7 @@ void BoundedKnapsack::make_table(size_t b) {
 }
 
 void BoundedKnapsack::make_tables(Tables tables) {
-  choose_cells(tables);
+  shift_ = shift_of(tables);
   make_blocks();
   tables_.resize(block_end_.size());
   efficiency_.resize(block_end_.size());
@@ -131,6 +134,11 @@ void BoundedKnapsack::make_tables(Tables tables) {
 
 int64_t BoundedKnapsack::table_effort() const {
   return static_cast<int64_t>(parts_.size() * tables_.front().size()) / kCellsPerLook;
+}
+
+int64_t BoundedKnapsack::table_effort(Tables tables) const {
+  const int64_t cells = (capacity_ >> shift_of(tables)) + 1;
+  return static_cast<int64_t>(parts_.size()) * cells / kCellsPerLook;
 }
 
 bool BoundedKnapsack::fits(const Part &part) const {

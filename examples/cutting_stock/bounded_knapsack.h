@@ -90,8 +90,8 @@ class BoundedKnapsack {
   /// tables stay valid as bounds.
   void lower_limit(int32_t item, int64_t limit);
 
-  /// Makes the tables anew for the present limits, coarse ones; items used up no longer cost time.
-  void renew();
+  /// Makes the tables anew for the present limits; items used up no longer cost time.
+  void renew(Tables tables);
 
   /// True while no limit has fallen since the tables were made.
   bool is_fresh() const { return fresh_; }
@@ -101,6 +101,8 @@ class BoundedKnapsack {
 
   /// Time that it took to make the tables, in the unit of the effort of solve().
   int64_t table_effort() const;
+  /// The same for tables that may still have to be made.
+  int64_t table_effort(Tables tables) const;
 
   /// Looks for the best packing among those worth more than `more_than`; a search is content with
   /// one whose excess over `more_than` is within the share `slack` of the best, and in any case to
@@ -129,7 +131,7 @@ class BoundedKnapsack {
   void make_tables(Tables tables);
   void make_blocks();
   void make_table(size_t b);
-  void choose_cells(Tables tables);
+  int shift_of(Tables tables) const;
   void add_part(const Part &part, size_t reach, Table &table) const;
   size_t block_begin(size_t b) const { return b == 0 ? 0 : block_end_[b - 1]; }
   size_t cell(int64_t room) const { return static_cast<size_t>(room >> shift_); }
