@@ -99,6 +99,9 @@ class BoundedKnapsack {
   /// True when solve() answers by tracing back, exactly and without a search.
   bool is_exact() const { return fresh_ && shift_ == 0; }
 
+  /// Parts that the items were split into.
+  int64_t parts() const { return static_cast<int64_t>(parts_.size()); }
+
   /// Time that it took to make the tables, in the unit of the effort of solve().
   int64_t table_effort() const;
   /// The same for tables that may still have to be made.

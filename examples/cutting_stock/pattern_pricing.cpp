@@ -17,6 +17,11 @@ constexpr int64_t kCompleteSearch = 50000000;
 constexpr int64_t kQuickSearch = 10000;
 constexpr int64_t kLongSearch = 500000;
 constexpr int64_t kTableShare = 8;
+// Of each search of the cover, looks at every part, below the limit of the others: about what a
+// first packing takes. There may be a search for every type, and a type left out is no loss. With
+// 5000 types a cover takes a quarter of the time that it would with quick searches, and finds 96 %
+// of the patterns; with 1000 it finds them all.
+constexpr int64_t kCoverLooks = 8;
 // Tables are renewed, too, when the searches since have taken this many times as long as tables
 // do. On instances with 200 to 1000 types the total hardly changes from 1/5 to 1.
 constexpr double kWorthRenewing = 0.5;
@@ -69,7 +74,7 @@ class Sequence {
     for (size_t k = 0; k < types_.size() && patterns.size() < limit; ++k) {
       if (covered[static_cast<size_t>(types_[k])]) continue;
       const Packing packing =
-          knapsack_.solve_with(static_cast<int32_t>(k), worth, kSlack, quick_effort());
+          knapsack_.solve_with(static_cast<int32_t>(k), worth, kSlack, cover_effort());
       if (packing.items.empty()) continue;
       patterns.push_back(pattern_of(packing));
       for (const Piece &piece : patterns.back()) covered[static_cast<size_t>(piece.type)] = true;
@@ -119,6 +124,9 @@ class Sequence {
   int64_t table_effort() const { return knapsack_.table_effort(); }
   int64_t quick_effort() const {
     return std::clamp(table_effort() / kTableShare, kQuickSearch, kLongSearch);
+  }
+  int64_t cover_effort() const {
+    return std::min(quick_effort(), std::max(kQuickSearch, kCoverLooks * knapsack_.parts()));
   }
 
   Packing search(double worth, double slack) {
