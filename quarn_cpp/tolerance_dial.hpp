@@ -45,7 +45,8 @@ class ToleranceDial {
   static constexpr double kMostDivisor = 1e5;
 
   /// Takes the g of one answer in and returns the divisor for the next restricted master problem.
-  /// A g that is not positive and finite starts the comparison over.
+  /// A g that is not positive and finite, or less than a ten-thousandth of the last, starts the
+  /// comparison over.
   double update(double dual_gap);
 
   /// The same after an answer without a bound, as of heuristic pricing: nothing has contracted.

@@ -87,8 +87,18 @@ TEST(ToleranceDial, GapsThatCannotBeComparedStartOver) {
     const double before = dial.divisor();
     EXPECT_EQ(dial.update(odd), before);
     EXPECT_EQ(dial.update(1e-3), before);  // nothing to compare with yet
-    EXPECT_GT(dial.update(1e-9), before);
+    EXPECT_GT(dial.update(1e-6), before);
   }
+}
+
+/// As where the box lets go of the duals: what was compared is of two sizes.
+TEST(ToleranceDial, AFallByOrdersOfMagnitudeSaysNothing) {
+  ToleranceDial dial;
+  double gap = 1e12;
+  for (int k = 0; k < 20; ++k) dial.update(gap *= 0.9);
+  const double before = dial.divisor();
+  EXPECT_EQ(dial.update(gap = 100.0), before);
+  EXPECT_LE(dial.update(0.9 * gap), before);
 }
 
 TEST(ToleranceDial, AnswersWithoutABoundCountAsStandingStill) {
