@@ -489,7 +489,9 @@ void Solver::watch_stop() {
   if (now > 1.0) {
     if (!(now > kStop.stalled_share * infeasibility(last_measures_))) return;
     const double of_defect = measures_.defect / defect_limit(measures_);
-    const bool grown = started_cold_ && of_defect == now && last_steps_.least() > kStall.short_step;
+    const bool grown = started_cold_ && of_defect == now &&
+                       measures_.defect > kStop.stalled_share * last_measures_.defect &&
+                       last_steps_.least() > kStall.short_step;
     if (!long_step && !grown) return;
     lower_stop(grown ? std::min(kStop.lowering, 1.0 / of_defect) : kStop.lowering);
   } else if (started_cold_ && long_step && measures_.gap > tolerance_ &&

@@ -133,6 +133,32 @@ TEST(CappedPenalties, HelpWhereDualsOfTheirSizeHaveCostTheDigits) {
   }
 }
 
+/// On the way down from the box |y'r_p| falls no faster than p. That is no reason to go further
+/// than a loose tolerance asks: the point would be no start for the next problem.
+TEST(CappedPenalties, ALooseSolveFromScratchStopsWhereItsToleranceLies) {
+  for (uint64_t seed = 1; seed <= 40; ++seed) {
+    Random random(seed);
+    LinearProgram program;
+    for (int32_t i = 0; i < 36; ++i) program.add_row(benchmarks::kEqual, 1.0);
+    for (const double sign : {-1.0, 1.0}) {
+      for (int32_t i = 0; i < 36; ++i)
+        program.add_column(1e10, 0.0, benchmarks::kNoBound, {{i, sign}});
+    }
+    for (int32_t j = 0; j < 108; ++j) {
+      const double density = random.integer(2, 8) / 36.0;
+      std::vector<std::pair<int32_t, double>> entries;
+      for (int32_t i = 0; i < 36; ++i) {
+        if (random.chance(density)) entries.emplace_back(i, 1.0);
+      }
+      if (entries.empty()) entries.emplace_back(0, 1.0);
+      program.add_column(random.integer(500, 9000), 0.0, benchmarks::kNoBound, entries);
+    }
+    LoadedProblem problem(program);
+    EXPECT_EQ(problem.centre(0.3).code, 0) << seed;
+    EXPECT_GE(measure(program, problem.x(), problem.duals()).gap, 0.01) << seed;
+  }
+}
+
 /// The form whose penalties are capped, solved, and what is handed to a solver of the form.
 struct Capped {
   std::shared_ptr<const ProblemForm> form;
