@@ -18,6 +18,8 @@ constexpr int32_t kShortestLong = 5;
 constexpr int32_t kFewRows = 128;
 // Numbers that the widest of these take at a time: there are no shorter ends.
 constexpr int32_t kPadding = 8;
+// Up to so many rows the start on a column takes as long as its entries.
+constexpr int32_t kGroupedRows = 256;
 // Loops over so few entries are unrolled.
 constexpr int32_t kUnrolled = 4;
 
@@ -37,13 +39,13 @@ void ColumnProducts::list_columns() {
     const int32_t length = A_.length(j);
     if (length >= shortest_long) {
       long_.push_back(j);
-    } else if (length == 1 && has_few_rows()) {
+    } else if (length == 1 && A_.rows <= kGroupedRows) {
       single_.push_back({j, A_.row[A_.start[j]], A_.value[A_.start[j]]});
     } else {
       short_.push_back(j);
     }
   }
-  if (has_few_rows()) group_by_length(shortest_long);
+  if (A_.rows <= kGroupedRows) group_by_length(shortest_long);
 }
 
 void ColumnProducts::group_by_length(int32_t shortest_long) {

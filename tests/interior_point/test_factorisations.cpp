@@ -372,7 +372,7 @@ TEST(Choice, LeavesFewColumnsToTheEnd) {
 }
 
 TEST(ColumnProducts, AreThoseOfADenseReferenceForColumnsOfEveryLength) {
-  for (const int32_t rows : {3, 20, 90, 200}) {
+  for (const int32_t rows : {3, 20, 90, 200, 300}) {
     Random random(static_cast<uint64_t>(rows));
     SparseColumns A = tall_matrix(rows, 80, 20.0, &random);
     A.start.insert(A.start.begin() + 7, A.start[7]);  // no entry
