@@ -389,7 +389,11 @@ void Solver::predictor_corrector_direction(const Request &request) {
   newton_.solve(point_, &residuals_, products_, &direction_);
   const StepLengths predictor = steps_to_boundary(form_, point_, direction_);
   const double mu_target = target(request, predictor);
-  add_weighted_corrector(mu_target, predictor);
+  if (request.keep_centred) {
+    add_weighted_corrector(mu_target, predictor);
+  } else {
+    add_full_corrector(mu_target);
+  }
   const bool near = measures_.mu < kCorrectors.near_stop * stop_mu_;
   add_centrality_correctors(mu_target, request.keep_centred && near);
 }
@@ -412,19 +416,32 @@ double Solver::target(const Request &request, const StepLengths &predictor) {
   return std::min(std::max(sigma * mu, stop_mu_), kTarget.largest_rise * mu);
 }
 
-void Solver::add_weighted_corrector(double mu_target, const StepLengths &predictor) {
+void Solver::aim_second_order_at(double mu_target, double scale) {
   aim_at_second_order(form_, direction_, &products_);
-  const double scale = predictor.primal * predictor.dual;
   for (size_t j = 0; j < products_.xz.size(); ++j) {
     products_.xz[j] = form_.is_free[j] ? 0.0 : scale * products_.xz[j] + mu_target;
   }
   for (double &e : products_.wv) e = scale * e + mu_target;
+}
+
+void Solver::add_weighted_corrector(double mu_target, const StepLengths &predictor) {
+  aim_second_order_at(mu_target, predictor.primal * predictor.dual);
   newton_.solve(point_, nullptr, products_, &corrector_);
   const double small = predictor.least() * predictor.least();
   set_sum(direction_, corrector_, &trial_);
   add_scaled(small, corrector_, &direction_);
   const double full_sum = steps_to_boundary(form_, point_, trial_).sum();
   if (full_sum >= steps_to_boundary(form_, point_, direction_).sum()) std::swap(direction_, trial_);
+}
+
+void Solver::add_full_corrector(double mu_target) {
+  aim_second_order_at(mu_target, 1.0);
+  newton_.solve(point_, nullptr, products_, &corrector_);
+  add_best_shares(kCorrectors.least_second_order, &direction_);
+}
+
+void Solver::add_best_shares(double least, Direction *direction) const {
+  add_shares(best_shares(form_, point_, *direction, corrector_, least), corrector_, direction);
 }
 
 void Solver::add_centrality_correctors(double mu_target, bool keep_centred) {
@@ -438,7 +455,8 @@ void Solver::add_centrality_correctors(double mu_target, bool keep_centred) {
     aim_at_neighbourhood(form_, point_, direction_, aimed, kNeighbourhood.least_product * mu_target,
                          kNeighbourhood.largest_product * mu_target, &products_);
     newton_.solve(point_, nullptr, products_, &corrector_);
-    set_sum(direction_, corrector_, &trial_);
+    trial_ = direction_;
+    add_best_shares(rule.least_share, &trial_);
     const StepLengths next = steps_to_boundary(form_, point_, trial_);
     const double growth = next.sum() - steps.sum();
     if (growth < kCorrectors.worth_keeping) return;

@@ -4,10 +4,12 @@
  *
  * Every iteration factorises once and then combines, all with that factorisation,
  *   1. the predictor, (8) with all residuals and products aimed at 0,
- *   2. a corrector towards mu_t with the predictor's second-order term, in the weight that gives
- *      the longer steps (M. Colombo and J. Gondzio, Further development of multiple centrality
- *      correctors for interior point methods, Comput. Optim. Appl. 41 (2008) 277-305),
- *   3. up to four centrality correctors, as long as they lengthen the steps,
+ *   2. a corrector towards mu_t with the predictor's second-order term, in shares that give the
+ *      longest steps, one for the primal and one for the dual side (M. Colombo and J. Gondzio,
+ *      Further development of multiple centrality correctors for interior point methods, Comput.
+ *      Optim. Appl. 41 (2008) 277-305). For points to be centred it is a smaller term in one weight
+ *      for both,
+ *   3. up to four centrality correctors in such shares, as long as they lengthen the steps,
  * and moves by separate steps on the primal and the dual side. After a start from scratch,
  * and beside penalty columns, what these leave of r_d in columns whose z (or v) is twice as large
  * goes into it.
@@ -171,8 +173,14 @@ class Solver {
   void predictor_corrector_direction(const Request &request);
   /// mu_t of (12), and with it the stop.
   double target(const Request &request, const StepLengths &predictor);
+  /// Products of mu_t - scale dx dz.
+  void aim_second_order_at(double target, double scale);
   /// direction += weight * (solution for mu_t - alpha_p alpha_d dx dz), weight 1 or min(alpha)^2.
   void add_weighted_corrector(double target, const StepLengths &predictor);
+  /// direction += shares * (solution for mu_t - dx dz)
+  void add_full_corrector(double target);
+  /// direction += shares * corrector_, the shares of at least `least` that take it furthest.
+  void add_best_shares(double least, Direction *direction) const;
   /// Adds correctors towards the neighbourhood of mu_t as long as they lengthen the steps.
   void add_centrality_correctors(double target, bool keep_centred);
   /// Goes a share of the way to the boundary, at most the whole direction.

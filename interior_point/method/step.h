@@ -21,6 +21,19 @@ struct StepLengths {
 StepLengths steps_to_boundary(const ProblemForm &form, const Point &point,
                               const Direction &direction, double cap = 1.0);
 
+/// What part of a correction is taken by the primal part (x, w) and by the dual part (y, z, v).
+struct Shares {
+  double primal = 1.0;
+  double dual = 1.0;
+};
+
+/// The shares of the correction, from `least` to 1, with which either part of the direction goes
+/// furthest; of equals the largest. Both parts keep to their equations of (8), since those of a
+/// correction are homogeneous, but products no longer do. M. Colombo, J. Gondzio, Comput. Optim.
+/// Appl. 41 (2008) 277-305, section 4.
+Shares best_shares(const ProblemForm &form, const Point &point, const Direction &direction,
+                   const Direction &correction, double least);
+
 /// The mean product after a step of the given lengths.
 double mean_product_after(const ProblemForm &form, const Point &point, const Direction &direction,
                           const StepLengths &steps);
@@ -43,6 +56,9 @@ void take_step(const StepLengths &steps, const Direction &direction, Point *poin
 
 /// a += factor * b, part by part.
 void add_scaled(double factor, const Direction &b, Direction *a);
+
+/// a += shares * b
+void add_shares(const Shares &shares, const Direction &b, Direction *a);
 
 /// result = a + b, part by part; the result has the right sizes already.
 void set_sum(const Direction &a, const Direction &b, Direction *result);

@@ -104,13 +104,16 @@ LinearProgram made_unbounded(const LinearProgram &p, Random *random) {
 }
 
 /// What is wrong with multipliers u as a proof of infeasibility: for costs of 0 they must be
-/// feasible duals of positive value.
+/// feasible duals of positive value. A reduced cost is rounded as the largest of its terms are.
 std::string multiplier_faults(LinearProgram program, const std::vector<double> &u) {
   std::fill(program.cost.begin(), program.cost.end(), 0.0);
   const benchmarks::Measures m =
       benchmarks::measure(program, std::vector<double>(program.cost.size(), 0.0), u);
   std::string faults;
-  if (!(m.dual_infeasibility <= 1e-7)) faults += " dual " + std::to_string(m.dual_infeasibility);
+  double largest = 0.0;
+  for (const double e : program.value) largest = std::max(largest, std::fabs(e));
+  if (!(m.dual_infeasibility <= std::max(1e-7, 1e-11 * largest)))
+    faults += " dual " + std::to_string(m.dual_infeasibility);
   const double value = m.dual_objective - program.objective_constant;
   if (!(value > 0.0)) faults += " value " + std::to_string(value);
   return faults;

@@ -23,6 +23,7 @@ using interior_point::Point;
 using interior_point::ProblemForm;
 using interior_point::Products;
 using interior_point::Residuals;
+using interior_point::Shares;
 using interior_point::SolveAccuracy;
 using interior_point::SparseColumns;
 using interior_point::StepLengths;
@@ -409,6 +410,48 @@ TEST(Step, LengthsAreThoseOfTheRatioTest) {
       EXPECT_DOUBLE_EQ(steps.dual, ratio_test(point.v, direction.v, nullptr, dual));
     }
   }
+}
+
+/// The direction with a share of the correction in all parts.
+Direction corrected(Direction direction, const Direction &correction, double share) {
+  add_scaled(share, correction, &direction);
+  return direction;
+}
+
+TEST(Step, SharesOfACorrectionLeadFurthest) {
+  int32_t apart = 0;
+  for (uint64_t seed = 1; seed <= 60; ++seed) {
+    SCOPED_TRACE(seed);
+    Random random(seed);
+    const ProblemForm form = draw_form(seed);
+    const Point point = forms::random_interior_point(form, &random);
+    Direction direction = forms::random_interior_point(form, &random);
+    Direction correction = direction;
+    for (Direction *d : {&direction, &correction}) {
+      for (auto *part : {&d->x, &d->w, &d->z, &d->v}) {
+        for (double &e : *part) e *= random.real(-1.0, 1.0);
+      }
+    }
+    const double least = random.real(0.0, 1.0);
+    const Shares shares = best_shares(form, point, direction, correction, least);
+    EXPECT_GE(std::min(shares.primal, shares.dual), least - 1e-12);
+    EXPECT_LE(std::max(shares.primal, shares.dual), 1.0);
+    apart += shares.primal != shares.dual;
+    Direction taken = direction;
+    add_shares(shares, correction, &taken);
+    const StepLengths steps = steps_to_boundary(form, point, taken);
+    for (int32_t k = 0; k <= 8; ++k) {
+      const double share = 1.0 - (1.0 - least) * k / 8;
+      const StepLengths other =
+          steps_to_boundary(form, point, corrected(direction, correction, share));
+      EXPECT_GE(steps.primal, other.primal * (1.0 - 1e-12));
+      EXPECT_GE(steps.dual, other.dual * (1.0 - 1e-12));
+      // Of equals it is the largest.
+      EXPECT_TRUE(share <= shares.primal || other.primal < steps.primal);
+      EXPECT_TRUE(share <= shares.dual || other.dual < steps.dual);
+    }
+  }
+  EXPECT_GT(apart, 20);
 }
 
 TEST(Step, AddsDirectionsPartByPart) {
