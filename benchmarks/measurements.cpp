@@ -52,6 +52,7 @@ std::pair<int32_t, double> warm_start(const RmpPair &pair, double tolerance_befo
   LoadedProblem before(pair.before);
   before.centre(std::max(tolerance_before, kCentreTolerance));
   before.save(&saved);
+  if (tolerance_before < kCentreTolerance) before.centre(tolerance_before, 2, &saved, 0);
   LoadedProblem after(pair.after);
   const SolveReport first = after.centre(std::max(tolerance_after, kCentreTolerance), 1, &saved);
   std::pair<int32_t, double> result = {iterations_or_failed(first),

@@ -38,7 +38,8 @@ ColdStarts measure_cold(const LinearProgram &program, int32_t repeats);
 
 /// Iterations on `after` from a point of `before`, as the warm-start strategy makes them: the point
 /// is a centred one, never tighter than 1e-3, and what is asked for beyond 1e-3 is reached from the
-/// mu-centre of `after` itself, whose iterations count.
+/// mu-centre of `after` itself, whose iterations count. The record keeps what `before` was solved
+/// to.
 struct WarmStarts {
   int32_t in_run;         ///< at the tolerances that the run asked for at this stage
   double in_run_seconds;  ///< the same with loading, median

@@ -71,8 +71,8 @@ int32_t run(IP_problem *Pb, int32_t start_mode, const IP_save_record *saved, dou
   }
   try {
     Session &session = session_of(Pb);
-    const SavedPoint *point =
-        saved && saved->holds_point ? static_cast<const SavedPoint *>(saved->point) : nullptr;
+    const bool looks = start_mode != 0 && saved != nullptr && saved->holds_point;
+    SavedPoint *point = looks ? static_cast<SavedPoint *>(saved->point) : nullptr;
     int32_t spent = 0;
     const Code code = session.solve(asked, start_of(start_mode), point, &spent);
     report(session.solver()->measures(), spent, code, out);

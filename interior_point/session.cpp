@@ -33,12 +33,12 @@ void Session::prepare() {
   if (!solver_) solver_ = std::make_unique<Solver>(form_);
 }
 
-Code Session::solve(const Request &request, Start start, const SavedPoint *saved,
-                    int32_t *iterations) {
+Code Session::solve(const Request &request, Start start, SavedPoint *saved, int32_t *iterations) {
   const BlasThreads threads(blas_threads_);
   prepare();
   if (start == Start::kCurrent && !solver_->has_point()) start = Start::kSaved;
   if (start != Start::kCurrent) capped_.reset();
+  if (saved && saved->solution) solution_ = saved->solution;
   certificate_ = Certificate();
   Code code = solve_form(request, start, saved, iterations);
   if (huge_bounds_matter(code)) {
@@ -46,7 +46,19 @@ Code Session::solve(const Request &request, Start start, const SavedPoint *saved
     certificate_ = Certificate();
     code = solve_form(request, Start::kCold, nullptr, iterations);
   }
-  return judge(request, code, iterations);
+  code = judge(request, code, iterations);
+  if (code == Code::kSolved && start == Start::kCurrent && !request.keep_centred) {
+    keep_solution(saved);
+  }
+  return code;
+}
+
+void Session::keep_solution(SavedPoint *saved) {
+  auto solution = std::make_shared<SavedPoint>(save());
+  solution->factorisation = SavedFactorisation();  // the largest part, and not needed
+  solution->solution.reset();
+  solution_ = std::move(solution);
+  if (saved) saved->solution = solution_;
 }
 
 Code Session::solve_form(const Request &request, Start start, const SavedPoint *saved,
@@ -105,7 +117,11 @@ Code Session::solve_from(const Request &request, Start start, const SavedPoint *
   return Code::kSolved;
 }
 
-SavedPoint Session::save() const { return capped_ ? capped_->save() : solver_->save(); }
+SavedPoint Session::save() const {
+  SavedPoint saved = capped_ ? capped_->save() : solver_->save();
+  saved.solution = solution_;
+  return saved;
+}
 
 Code Session::solve_reduced(const Request &request, int32_t *iterations) {
   const Presolved presolved(*form_);

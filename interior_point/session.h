@@ -38,9 +38,10 @@ class Session {
   void prepare();
 
   /// Solves the problem; the BLAS is kept to its threads meanwhile. kCurrent without a current
-  /// point means kSaved, and `saved` may be null. `iterations` grows by all that were spent, on
-  /// whatever problem. Throws std::bad_alloc.
-  Code solve(const Request &request, Start start, const SavedPoint *saved, int32_t *iterations);
+  /// point means kSaved, and `saved` may be null. The solution that a plain solve from the current
+  /// point ends with goes into `saved`. `iterations` grows by all that were spent, on whatever
+  /// problem. Throws std::bad_alloc.
+  Code solve(const Request &request, Start start, SavedPoint *saved, int32_t *iterations);
 
   /// The point of the last solve for a later start; there must be one. Throws std::bad_alloc.
   SavedPoint save() const;
@@ -68,6 +69,8 @@ class Session {
   /// From a start that is given, and by way of smaller penalties where that is due.
   Code solve_from(const Request &request, Start start, const SavedPoint *saved,
                   int32_t *iterations);
+  /// Keeps the point of the last solve as a solution for later problems, here and in `saved`.
+  void keep_solution(SavedPoint *saved);
   /// By way of a smaller problem. The code is that of a failure where there is none or its solution
   /// does not meet the request.
   Code solve_reduced(const Request &request, int32_t *iterations);
@@ -88,8 +91,9 @@ class Session {
   bool looked_at_ = false;  // by a plain cold solve, for what presolve could do
   bool reducible_ = false;  // plain cold solves are worth a presolve
   std::unique_ptr<Solver> solver_;
-  std::unique_ptr<CappedPenalties> capped_;  // the way the last solve went, if it did
-  Certificate certificate_;                  // of the last solve
+  std::unique_ptr<CappedPenalties> capped_;     // the way the last solve went, if it did
+  Certificate certificate_;                     // of the last solve
+  std::shared_ptr<const SavedPoint> solution_;  // of this problem or an earlier one
 };
 
 }  // namespace interior_point

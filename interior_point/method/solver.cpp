@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "interior_point/method/approach.h"
 #include "interior_point/method/clearing.h"
 #include "interior_point/method/options.h"
 #include "interior_point/method/starting_point.h"
@@ -71,6 +72,9 @@ Code Solver::solve(const Request &request, Start start, const SavedPoint *saved)
     const bool here = start == Start::kCurrent;
     short_steps_allowed_ = here ? kStall.iteration_limit : kStall.warm_short_steps_allowed;
     stall_rule_ = here ? kStall.cold : kStall.warm;
+    if (goes_on && !request.keep_centred && saved && saved->solution) {
+      approach_solution(*saved->solution);
+    }
     const Code code = iterate(request);
     short_steps_allowed_ = kStall.iteration_limit;
     // Duals that have run far out, along a face of the optimal ones, stay there with a warm start,
@@ -84,6 +88,21 @@ Code Solver::solve(const Request &request, Start start, const SavedPoint *saved)
   if (code == Code::kSolved || !has_point_) return code;
   if (form_.has_penalties) return retry_from_penalties(request, code);
   return code == Code::kStalled ? retry_regularised(request) : code;
+}
+
+/// best_ is free before the iterations.
+void Solver::approach_solution(const SavedPoint &solution) {
+  evaluate();
+  const double before = infeasibility(measures_);
+  const double least_mu =
+      kTarget.plain_kappa * tolerance_ * measures_.unit / std::max(form_.pairs, 1);
+  Point earlier;
+  if (!place_solution(solution, form_, &earlier)) return;
+  best_ = point_;
+  if (!approach(form_, earlier, least_mu, &point_)) return;
+  evaluate();
+  const double allowed = std::max(kOptions.approach.most_infeasible, before);
+  if (!(infeasibility(measures_) <= allowed)) point_ = best_;
 }
 
 Code Solver::solve_cold(const Request &request) {

@@ -73,7 +73,8 @@ class Solver {
   explicit Solver(std::shared_ptr<const ProblemForm> form);
 
   /// Runs the method. kSaved starts from `saved` where that is possible and pays, kCurrent goes on
-  /// from the point as it is; both fall back to a cold start. Throws std::bad_alloc.
+  /// from the point as it is, by way of the solution in `saved` if there is one; both fall back to
+  /// a cold start. Throws std::bad_alloc.
   Code solve(const Request &request, Start start, const SavedPoint *saved);
 
   /// Another start from scratch after a solve that ended with `first` from one, at a loose
@@ -119,6 +120,9 @@ class Solver {
   void set_limits(const Request &request);
   /// Puts the point to (10). False when A A' could not be factorised.
   bool start_cold();
+  /// Goes from the current point, a centre, towards an earlier solution by (34), unless that brings
+  /// infeasibility beyond what is allowed.
+  void approach_solution(const SavedPoint &solution);
   /// From that point.
   Code solve_cold(const Request &request);
   /// A start from scratch at the far end of the path, where penalty columns carry all.

@@ -392,4 +392,21 @@ bool restore_point(const SavedPoint &saved, const ProblemForm &form, Point *poin
   return is_interior(form, *point);
 }
 
+bool place_solution(const SavedPoint &saved, const ProblemForm &form, Point *point) {
+  if (!same_rows(saved, form)) return false;
+  point->resize(form);
+  for (int32_t i = 0; i < form.rows(); ++i) point->y[i] = saved.y[i] / form.row_scale[i];
+  const Vector<int32_t> match = match_columns(saved, form);
+  for (int32_t j = 0; j < form.structurals; ++j) {
+    const int32_t s = match[j];
+    const double x = s == kNew ? 0.0 : saved.x[s];
+    place_pair(form, j, x, s == kNew ? 0.0 : saved.z[s], point);
+    if (form.is_free[j] || (s != kNew && user_cost(form, j) == saved.cost[s])) continue;
+    point->z[j] = form.c[j] - column_product(form.A, j, point->y.data());
+  }
+  place_slacks(saved, form, point);
+  place_widths(saved, form, match, point);
+  return true;
+}
+
 }  // namespace interior_point

@@ -53,6 +53,9 @@ struct SavedPoint {
   bool capped = false;    ///< of a problem with capped penalties (capped_penalties.h)
   bool far_down = false;  ///< it lies far below the mu that its tolerance asks for (solver.h)
   SavedFactorisation factorisation;  ///< the last one
+  /// What a solve went on to from a point like this, of this problem or an earlier one; may be
+  /// null. It has neither a factorisation nor a solution of its own.
+  std::shared_ptr<const SavedPoint> solution;
 };
 
 /// Copies the point out of its form. Throws std::bad_alloc.
@@ -69,6 +72,10 @@ bool lived_on_penalties(const SavedPoint &saved, const ProblemForm &form);
 /// Places the saved point into a form. False when the rows differ or the new cuts are so deep that
 /// a start from scratch is cheaper; `point` then holds nothing of use.
 bool restore_point(const SavedPoint &saved, const ProblemForm &form, Point *point);
+
+/// Places a saved solution into a form: new columns get x = 0, and they and those of another cost
+/// the z that c - A'y leaves, negative perhaps. False when the rows differ.
+bool place_solution(const SavedPoint &saved, const ProblemForm &form, Point *point);
 
 }  // namespace interior_point
 

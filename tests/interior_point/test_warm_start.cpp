@@ -9,6 +9,7 @@
 #include <numeric>
 
 #include "interior_point/linear_algebra/factorisation_choice.h"
+#include "interior_point/method/approach.h"
 #include "interior_point/method/block_centring.h"
 #include "interior_point/method/solver.h"
 #include "tests/interior_point/forms.h"
@@ -490,6 +491,85 @@ TEST(WarmStart, IsKeptOnceItIsFeasible) {
     EXPECT_EQ(next.solve(request, Start::kSaved, &saved), Code::kSolved);
     EXPECT_FALSE(next.started_cold());
   }
+}
+
+/// A few columns a round, each round centred from the last centre and then solved, as in column
+/// generation: with a record that keeps the solutions and with one that is asked for centres alone.
+/// Every third round moves the right-hand sides, every third one a cost.
+TEST(WarmStart, GoesTowardsAnEarlierSolution) {
+  int32_t towards = 0;
+  int32_t without = 0;
+  for (uint64_t seed = 1; seed <= 4; ++seed) {
+    Random random(seed);
+    LinearProgram full = draw_patterns(30, 220, &random);
+    benchmarks::SavedPoint keeps, forgets;
+    for (int32_t columns = 160; columns <= 220; columns += 4) {
+      std::vector<int32_t> some(static_cast<size_t>(columns));
+      std::iota(some.begin(), some.end(), 0);
+      std::swap(some[0], some[static_cast<size_t>(random.integer(0, columns - 1))]);
+      if (columns % 12 == 0) full.rhs[0] *= 1.01;
+      if (columns % 12 == 8) full.cost[5] *= 1.001;
+      const LinearProgram program = full.with_columns(some);
+      const auto solve = [&](benchmarks::SavedPoint *saved, bool keep) {
+        benchmarks::LoadedProblem problem(program);
+        EXPECT_EQ(problem.centre(1e-3, 1, saved).code, 0);
+        problem.save(saved);
+        const benchmarks::SolveReport report = problem.centre(1e-6, 2, keep ? saved : nullptr, 0);
+        EXPECT_EQ(report.code, 0);
+        EXPECT_EQ(random_programs::optimality_faults(program, &problem, HUGE_VAL, 1e-6), "");
+        return report.iterations;
+      };
+      towards += solve(&keeps, true);
+      without += solve(&forgets, false);
+    }
+  }
+  EXPECT_LT(towards, 0.75 * without) << without;
+}
+
+TEST(WarmStart, ApproachesASolutionAsFarAsProductsStayInTheMiddle) {
+  int32_t moved = 0;
+  for (uint64_t seed = 1; seed <= 300; ++seed) {
+    Random random(seed);
+    const ProblemForm form = forms::form_of(draw_program(seed, 4));
+    const Point centre = forms::random_interior_point(form, &random);
+    Point solution = forms::random_interior_point(form, &random);
+    for (int32_t j = 0; j < form.columns(); ++j) {
+      if (form.is_free[j]) continue;
+      (random.chance(0.5) ? solution.x : solution.z)[j] = random.chance(0.03) ? -0.01 : 0.0;
+    }
+    for (double &v : solution.v) v = 0.0;
+    Point point = centre;
+    const double least_mu = random.power_of_ten(-3.0, 0.0);
+    const bool is_closer = interior_point::approach(form, solution, least_mu, &point);
+    moved += is_closer;
+    const size_t at = static_cast<size_t>(std::find(form.is_free.begin(), form.is_free.end(), 0) -
+                                          form.is_free.begin());
+    const double lambda = (point.x[at] - solution.x[at]) / (centre.x[at] - solution.x[at]);
+    double least = HUGE_VAL;
+    double sum = 0.0;
+    const auto look = [&](const auto &a, const auto &b, const uint8_t *skip, auto pair) {
+      for (size_t j = 0; j < a.size(); ++j) {
+        const double from = (solution.*pair)[j];
+        EXPECT_NEAR(a[j], from + lambda * ((centre.*pair)[j] - from), 1e-9);
+        if (skip && skip[j]) continue;
+        EXPECT_GT(a[j], 0.0);
+        least = std::min(least, a[j] * b[j]);
+        sum += a[j] * b[j];
+      }
+    };
+    look(point.x, point.z, form.is_free.data(), &Point::x);
+    look(point.w, point.v, nullptr, &Point::w);
+    const double mu = sum / form.pairs;
+    if (is_closer) {
+      EXPECT_LT(lambda, 0.81);
+      EXPECT_GE(least, 0.0499 * mu);
+      EXPECT_GE(mu, 0.999 * least_mu);
+    } else {
+      EXPECT_EQ(lambda, 1.0);
+    }
+  }
+  EXPECT_GT(moved, 10);
+  EXPECT_LT(moved, 300);
 }
 
 /// The two rows say the same, so that only the sum of their duals counts.
