@@ -23,6 +23,7 @@
 
 namespace interior_point {
 
+/// The rows E of a form and their blocks, for centres at several mu.
 class BlockCentring {
  public:
   /// For the duals of `start`, and its z of columns in no block. Both are borrowed. Throws
@@ -43,10 +44,11 @@ class BlockCentring {
     double limit;  ///< r_j / |a_ij|: with the dual there z_j is 0
   };
 
-  bool is_block(const Vector<uint8_t> &independent, int32_t row) const;
+  /// Sorts the columns into blocks_ and others_.
   void collect_blocks();
   /// The distance of the dual, times the sign of b_i, from the least limit of the block.
   double distance(double mu, int32_t row, double least_limit) const;
+  /// sum |y_i r_i| over the rows outside E
   double defect(const Point &point) const;
 
   const ProblemForm &form_;

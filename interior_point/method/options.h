@@ -161,8 +161,7 @@ struct CorrectorOptions {
   CorrectorRule plain = {4, 1.0, 0.3, 0.1};
   /// The least share of the corrector with Mehrotra's whole second-order term, which is for a full
   /// step of both sides: where the predictor goes 0.02 of the way on one side, the other side may
-  /// take all of it. Between 0.1 and 0.5 it makes
-  /// little difference.
+  /// take all of it. Between 0.1 and 0.5 it makes little difference.
   double least_second_order = 0.2;
   /// A point is kept in the middle only where mu is within this factor of its stop. Before, the
   /// number of iterations counts in all solves: of eleven runs of lot sizing, assignment, cutting

@@ -181,7 +181,7 @@ class Solver {
   void aim_second_order_at(double target, double scale);
   /// direction += weight * (solution for mu_t - alpha_p alpha_d dx dz), weight 1 or min(alpha)^2.
   void add_weighted_corrector(double target, const StepLengths &predictor);
-  /// direction += shares * (solution for mu_t - dx dz)
+  /// direction += shares * (solution for mu_t - dx dz), by (35)
   void add_full_corrector(double target);
   /// direction += shares * corrector_, the shares of at least `least` that take it furthest.
   void add_best_shares(double least, Direction *direction) const;

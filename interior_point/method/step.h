@@ -27,10 +27,14 @@ struct Shares {
   double dual = 1.0;
 };
 
-/// The shares of the correction, from `least` to 1, with which either part of the direction goes
-/// furthest; of equals the largest. Both parts keep to their equations of (8), since those of a
-/// correction are homogeneous, but products no longer do. M. Colombo, J. Gondzio, Comput. Optim.
-/// Appl. 41 (2008) 277-305, section 4.
+/// The shares omega of the correction, from `least` to 1, with which either part of the direction
+/// goes furthest; of equals the largest:
+///
+///   dx + omega_p dx',   dy + omega_d dy'                                                      (35)
+///
+/// Both parts keep to their equations of (8), since those of a correction are homogeneous, but
+/// products no longer do. M. Colombo, J. Gondzio, Comput. Optim. Appl. 41 (2008) 277-305,
+/// section 4.
 Shares best_shares(const ProblemForm &form, const Point &point, const Direction &direction,
                    const Direction &correction, double least);
 
