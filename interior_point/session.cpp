@@ -107,9 +107,12 @@ Code Session::solve_from(const Request &request, Start start, const SavedPoint *
   }
   const Code code = solver_->solve(request, start, saved);
   *iterations += solver_->iterations();
-  if (capped || !is_open(code) || !form_->has_penalties) return code;
-  // Duals of the penalties' size, where nothing carries penalties, may have cost the digits.
-  capped = std::make_unique<CappedPenalties>(form_);
+  return code;
+}
+
+Code Session::try_smaller_penalties(const Request &request, Code code, int32_t *iterations) {
+  if (capped_ || !form_->has_penalties) return code;
+  auto capped = std::make_unique<CappedPenalties>(form_);
   if (capped->solve(request, Start::kCold, nullptr, solver_.get(), iterations) != Code::kSolved) {
     return code;
   }
@@ -172,6 +175,9 @@ Code Session::judge(const Request &request, Code code, int32_t *iterations) {
     const Verdict likely = more_dual ? Verdict::kUnbounded : Verdict::kInfeasible;
     code = look_for_certificate(likely, code, iterations);
     if (!is_open(code)) return code;
+    code = try_smaller_penalties(request, code, iterations);
+  }
+  if (is_open(code)) {
     code = solver_->retry_with_low_stop(request, code);
     *iterations += solver_->iterations();
   }

@@ -9,7 +9,7 @@
  *      last.
  *   4. After a point that lies far down the path, beside penalty columns that carry nothing, a
  *      start from it goes by way of smaller penalties (capped_penalties.h), and so do all later
- *      ones. A failure beside penalty columns is tried that way, too.
+ *      ones. So does a failure beside penalty columns for which 6 finds no certificate.
  *   5. A solution that breaks a huge bound, or a failure beside huge bounds, repeats 1 to 3 with
  *      these bounds in the form (huge_bounds.h).
  *   6. A failure, or a solution that hides a residual, is held against certificates (27) and (28).
@@ -69,6 +69,9 @@ class Session {
   /// From a start that is given, and by way of smaller penalties where that is due.
   Code solve_from(const Request &request, Start start, const SavedPoint *saved,
                   int32_t *iterations);
+  /// After a failure that has no certificate: duals of the penalties' size, where nothing carries
+  /// penalties, may have cost the digits.
+  Code try_smaller_penalties(const Request &request, Code code, int32_t *iterations);
   /// Keeps the point of the last solve as a solution for later problems, here and in `saved`.
   void keep_solution(SavedPoint *saved);
   /// By way of a smaller problem. The code is that of a failure where there is none or its solution

@@ -133,6 +133,22 @@ TEST(CappedPenalties, HelpWhereDualsOfTheirSizeHaveCostTheDigits) {
   }
 }
 
+/// They are no way to a certificate.
+TEST(CappedPenalties, AreNotTriedWhereThereIsNoOptimum) {
+  int iterations = 0;
+  for (uint64_t seed = 1; seed <= 4; ++seed) {
+    LinearProgram program = partitioning(30, 200, 1e8, seed);
+    std::vector<std::pair<int32_t, double>> ray;
+    for (int32_t i = 0; i < 30; ++i) ray.emplace_back(i, i % 2 == 0 ? 1.0 : -1.0);
+    program.add_column(-4e9, 0.0, benchmarks::kNoBound, ray);
+    LoadedProblem problem(program);
+    const auto report = problem.centre(0.1, 0);
+    EXPECT_EQ(report.code, 5);
+    iterations += report.iterations;
+  }
+  EXPECT_LE(iterations, 350);
+}
+
 /// On the way down from the box |y'r_p| falls no faster than p. That is no reason to go further
 /// than a loose tolerance asks: the point would be no start for the next problem.
 TEST(CappedPenalties, ALooseSolveFromScratchStopsWhereItsToleranceLies) {
