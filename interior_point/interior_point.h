@@ -110,7 +110,7 @@ int32_t preproc_Pb(IP_problem *Pb);
  *   saved       in/out  save record, may be empty; not looked at in mode 0. Its point stays. A
  *               solution that mode 2 with option 0 ends with is kept beside it (vectors alone), and
  *               handed on to what is saved after a solve from it: later solves of that kind go from
- *               their centre towards it
+ *               their centre towards it. Solves at the same time need a record each
  *   opt_tol     in   relative gap to reach, above 0; more than 1 is taken for 1; not changed
  *   option      in/out  non-zero: keep to the middle of the central path; out: the code returned
  *   primal      out  max_i |b - Ax|_i / (1 + max|b| + 0.01 max_j |a_ij x_j|), slacks of rows
